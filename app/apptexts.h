@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include <QString>
+
+/// Title of the main window and of every message box.
+static const QString g_appName = QStringLiteral("Splicora");
+
+/// Shown in the About box.
+static const QString g_appVersion = QStringLiteral("1.00");

@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include "wave/wavrecords.h"
+
+#include <QDataStream>
+#include <QProgressDialog>
+
+#include <memory>
+
+class QFile;
+class QWidget;
+
+/// Bytes of source data that a conversion moves at most in one block.
+inline constexpr qint64 g_blockBytes = 524288;
+
+/// Channels that a source can have switched on or off.
+inline constexpr int g_maxChannels = 8;
+
+/// One output file on its way from the opened files to the patched RIFF size: the two streams, the
+/// progress dialog and the running size.
+class CConversionPass
+{
+public:
+    /// Both files are open, stay owned by the caller and outlive the pass.
+    CConversionPass(QFile* source, QFile* output, QWidget* parent);
+
+    /// Checks the source's RIFF header and keeps its size.
+    bool checkSource();
+
+    /// Sets the range of the dialog to 0 .. @p maximum bytes.
+    void setProgressRange(quint32 maximum);
+
+    void showProgress();
+
+    /// Shows @p bytes as progress.
+    void setProgress(quint32 bytes);
+
+    /// Writes the RIFF header, with size 0, and a generated `bext` chunk if the source has none,
+    /// and starts the running size with them.
+    bool writeStart();
+
+    /// Puts the running size into the RIFF header and brings the output to the disk. False when any
+    /// write of the pass failed.
+    bool finish();
+
+    QDataStream in;
+    QDataStream out;
+    QProgressDialog dialog;
+    quint32 sourceRiffSize = 0; ///< bytes
+    quint32 runningSize = 0; ///< bytes; becomes the RIFF size of the output, wraps silently
+};
+
+/// The next even number, in 64 bits so that it cannot wrap.
+constexpr quint64 roundedUpToEven(quint32 size)
+{
+    return quint64(size) + (size & 1);
+}
+
+/// The largest number of bytes that fits a block and holds whole sample frames of @p blockAlign
+/// bytes, which is not 0.
+constexpr qint64 wholeFrameBytes(quint16 blockAlign)
+{
+    return g_blockBytes - g_blockBytes % blockAlign;
+}
+
+/// The bytes of a chunk's body that the split and the combine copy: a `bext` as long as it says,
+/// any other with its pad byte.
+quint64 copiedBodyBytes(const ChunkHeader& header);
+
+/// A zero-filled buffer of @p size bytes, null when there is no memory for it.
+std::unique_ptr<char[]> newSampleBuffer(qint64 size);

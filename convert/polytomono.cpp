@@ -1,0 +1,203 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/wavconverter.h"
+
+#include "convert/conversionpass.h"
+#include "wave/chunks.h"
+#include "wave/wavfileitem.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <algorithm>
+#include <cstring>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+/// Bytes added for every chunk but `data`, whatever its length. That makes the RIFF size differ
+/// from the length of the file, which is wanted.
+constexpr quint32 g_chunkAccount = 4;
+
+constexpr qint64 g_outputBufferBytes = 262144;
+
+/// Where one channel lies in the sample frames of a source.
+struct ChannelLayout
+{
+    qint64 offset; ///< bytes from the start of the frame
+    qint64 sampleBytes;
+    quint16 blockAlign; ///< bytes of a frame, not 0
+    quint16 channels;
+};
+
+ChannelLayout layoutOf(const FmtChunk& fmt, int channel)
+{
+    const qint64 sampleBytes = fmt.bitsPerSample >> 3;
+    return {sampleBytes * (channel - 1), sampleBytes, fmt.blockAlign, fmt.channels};
+}
+
+quint32 channelBytes(quint32 dataSize, quint16 channels)
+{
+    return dataSize / channels;
+}
+
+FmtChunk monoFormat(FmtChunk fmt)
+{
+    const quint16 channels = fmt.channels;
+    fmt.channels /= channels;
+    fmt.byteRate /= channels;
+    fmt.blockAlign /= channels;
+    return fmt;
+}
+
+/// Moves one block of @p count source bytes: polls the dialog once per frame and picks the
+/// channel's samples. False when the user cancelled.
+bool pickSamples(CConversionPass& pass, const ChannelLayout& layout, const char* input,
+                 char* output, qint64 outputSize, qint64 count)
+{
+    const qint64 frames = count / layout.blockAlign;
+    for (qint64 k = 0; k < frames; ++k) {
+        const qint64 target = k * layout.sampleBytes;
+        // Samples wider than their share of the frame would run past what a block writes.
+        const qint64 size = std::clamp<qint64>(outputSize - target, 0, layout.sampleBytes);
+        std::memcpy(output + std::min(target, outputSize),
+                    input + layout.offset + k * layout.blockAlign, size_t(size));
+        pass.setProgress(pass.runningSize);
+        if (pass.dialog.wasCanceled())
+            return false;
+    }
+    return true;
+}
+
+int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
+{
+    const qint64 readSize = wholeFrameBytes(layout.blockAlign);
+    // A sample that is wider than the frame leaves it room to end behind the last frame.
+    const qint64 inputSize = g_blockBytes + layout.offset + layout.sampleBytes;
+    const qint64 outputSize = std::max(g_outputBufferBytes, readSize / layout.channels);
+    const auto input = newSampleBuffer(inputSize);
+    const auto output = newSampleBuffer(outputSize);
+    if (!input || !output)
+        return ConvertNoMemory;
+
+    quint32 remaining = dataSize;
+    while (remaining != 0) { // only an exact zero ends the loop, as wanted
+        QCoreApplication::processEvents();
+        const qint64 count = readRaw(pass.in, input.get(), std::min<qint64>(remaining, readSize));
+        if (count < 0)
+            return ConvertFileRead;
+        if (!pickSamples(pass, layout, input.get(), output.get(), outputSize, count))
+            return ConvertCancelled;
+        const qint64 written = count / layout.channels;
+        pass.out.writeRawData(output.get(), int(written)); // a failed write shows at the end
+        pass.runningSize += quint32(written);
+        remaining -= quint32(count);
+    }
+
+    if (channelBytes(dataSize, layout.channels) & 1) {
+        pass.out.writeRawData("", 1);
+        pass.runningSize += 1;
+    }
+    return ConvertOk;
+}
+
+int splitChunks(CConversionPass& pass, const FmtChunk& fmt, int channel)
+{
+    while (!pass.in.atEnd()) {
+        QCoreApplication::processEvents();
+        ChunkHeader source = {};
+        if (!readChunkHeader(pass.in, &source))
+            return ConvertDataRead;
+        const bool isFmt = isId(source.id, g_fmtId);
+        const bool isData = isId(source.id, g_dataId);
+
+        ChunkHeader output = source;
+        if (isFmt)
+            output.size = quint32(g_fmtBodySize);
+        else if (isData)
+            output.size = quint32(roundedUpToEven(channelBytes(source.size, fmt.channels)));
+        if (writeChunkHeader(pass.out, output) < 0)
+            return ConvertDataWrite;
+        pass.runningSize += quint32(g_chunkHeaderSize);
+
+        if (isData) {
+            const int error = deinterleave(pass, layoutOf(fmt, channel), source.size);
+            if (error != ConvertOk)
+                return error;
+            continue;
+        }
+        if (isFmt) {
+            if (writeFmtBody(pass.out, monoFormat(fmt)) < 0)
+                return ConvertDataWrite;
+            skipRaw(pass.in, source.size);
+        } else if (!CWavConverter::copyBlock(pass.in, pass.out, copiedBodyBytes(source))) {
+            return ConvertDataCopy;
+        }
+        pass.runningSize += g_chunkAccount;
+        pass.setProgress(pass.runningSize);
+    }
+    return ConvertOk;
+}
+
+} // namespace
+
+int CWavConverter::polyToMono()
+{
+    const int error = splitSources();
+    reportError(error);
+    return error;
+}
+
+int CWavConverter::splitSources() const
+{
+    for (const CWavFileItem* item : m_sources) {
+        const int channels = std::min<int>(item->fmtChunk().channels, g_maxChannels);
+        for (int channel = 1; channel <= channels; ++channel) {
+            if (!item->isChannelEnabled(channel - 1))
+                continue;
+            const int error = splitChannel(*item, channel);
+            if (error != ConvertOk)
+                return error;
+        }
+    }
+    return ConvertOk;
+}
+
+int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
+{
+    const FmtChunk fmt = item.fmtChunk();
+    QFile source(item.fileName());
+    if (!openSource(&source))
+        return ConvertFileOpen;
+    if (fmt.blockAlign == 0)
+        return ConvertIllegalFormat;
+
+    const QString base = outputBase(leftOfLast(item.fileName(), u"."_s));
+    QFile output(u"%1_0%2.wav"_s.arg(base, QString::number(channel)));
+    const int opened = openOutput(&output, u"Output file already exists.\n"_s, sourceNames());
+    if (opened != ConvertOk)
+        return opened;
+
+    // A failure up to the first chunk leaves the output as it is, which is wanted.
+    CConversionPass pass(&source, &output, m_parent);
+    if (!pass.checkSource())
+        return ConvertIllegalFormat;
+    pass.setProgressRange(pass.sourceRiffSize / fmt.channels);
+    pass.showProgress();
+    if (!pass.writeStart())
+        return ConvertDataWrite;
+
+    int error = splitChunks(pass, fmt, channel);
+    if (error == ConvertOk && !pass.finish())
+        error = ConvertDataWrite;
+    if (error != ConvertOk) {
+        output.remove();
+        return error;
+    }
+    source.close();
+    output.close();
+    pass.dialog.setValue(pass.dialog.maximum());
+    return ConvertOk;
+}

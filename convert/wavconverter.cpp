@@ -1,0 +1,210 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/wavconverter.h"
+
+#include "app/apptexts.h"
+#include "convert/conversionpass.h"
+#include "wave/chunks.h"
+#include "wave/wavfileitem.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QMessageBox>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <new>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+/// True when @p fileName leads, under whatever name or link, to one of the @p files.
+bool isOneOf(const QString& fileName, const QStringList& files)
+{
+    const std::filesystem::path path = QFileInfo(fileName).filesystemFilePath();
+    return std::any_of(files.cbegin(), files.cend(), [&path](const QString& file) {
+        std::error_code error; // a file that is not there is not the same
+        return std::filesystem::equivalent(path, QFileInfo(file).filesystemFilePath(), error);
+    });
+}
+
+} // namespace
+
+CWavConverter::CWavConverter(QWidget* parent, const QList<CWavFileItem*>& sources)
+    : m_parent(parent)
+    , m_sources(sources)
+{ }
+
+void CWavConverter::setOutputDirectory(const QString& dir)
+{
+    m_outputDir = dir;
+}
+
+QString CWavConverter::leftOfLast(const QString& text, const QString& separator)
+{
+    return text.left(text.lastIndexOf(separator));
+}
+
+int CWavConverter::channelNumber(const QString& fileName)
+{
+    return fileName.mid(fileName.lastIndexOf(u'_') + 1, 2).toInt();
+}
+
+bool CWavConverter::copyBlock(QDataStream& in, QDataStream& out, quint64 size)
+{
+    if (size > quint64(std::numeric_limits<qint32>::max()))
+        return false;
+    char* buffer = new (std::nothrow) char[size];
+    if (!buffer)
+        return false;
+    const qint64 count = readRaw(in, buffer, qint64(size));
+    if (count < 0)
+        return false; // the buffer is kept, as wanted
+    std::fill(buffer + count, buffer + size, '\0');
+    if (out.writeRawData(buffer, int(size)) < 0)
+        return false; // the buffer is kept, as wanted
+    delete[] buffer;
+    return true;
+}
+
+void CWavConverter::reportError(int error) const
+{
+    if (error == ConvertOk)
+        return;
+    QString text = u"An error occurred during a convert operation.\n\n"_s;
+    switch (error) {
+    case ConvertNoMemory:
+        text += u"Can not allocate memory."_s;
+        break;
+    case ConvertFileOpen:
+        text += u"Can not open file."_s;
+        break;
+    case ConvertFileRead:
+        text += u"File read error."_s;
+        break;
+    case ConvertDataRead:
+        text += u"Data read error."_s;
+        break;
+    case ConvertFileWrite:
+        text += u"File write error."_s;
+        break;
+    case ConvertDataWrite:
+        text += u"Data write error."_s;
+        break;
+    case ConvertDataCopy:
+        text += u"Data copy error."_s;
+        break;
+    case ConvertIllegalFormat:
+        text += u"Illegal file format."_s;
+        break;
+    case ConvertFileRestriction:
+        text += u"File restriction."_s;
+        break;
+    case ConvertCancelled:
+        return;
+    default:
+        break;
+    }
+    QMessageBox::warning(m_parent, g_appName, text, QMessageBox::Ok, QMessageBox::NoButton);
+}
+
+QString CWavConverter::outputBase(const QString& stem) const
+{
+    return m_outputDir.isEmpty() ? stem : m_outputDir + u'/' + QFileInfo(stem).fileName();
+}
+
+/// Asks before it overwrites, with @p question as the first words, and opens @p output for writing.
+/// A file that is one of the @p inputs is never truncated, whatever the answer. Returns a
+/// ConvertError.
+int CWavConverter::openOutput(QFile* output, const QString& question,
+                              const QStringList& inputs) const
+{
+    if (output->exists()) {
+        const QString text =
+            question + QFileInfo(*output).fileName() + u"\n\nDo you want to overwrite?"_s;
+        const auto answer =
+            QMessageBox::question(m_parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel,
+                                  QMessageBox::NoButton);
+        if (answer != QMessageBox::Yes)
+            return ConvertCancelled;
+        if (isOneOf(output->fileName(), inputs))
+            return ConvertFileOpen;
+    }
+    return output->open(QIODevice::WriteOnly) ? ConvertOk : ConvertFileOpen;
+}
+
+QStringList CWavConverter::sourceNames() const
+{
+    QStringList names;
+    for (const CWavFileItem* item : m_sources)
+        names.append(item->fileName());
+    return names;
+}
+
+CConversionPass::CConversionPass(QFile* source, QFile* output, QWidget* parent)
+    : in(source)
+    , out(output)
+    , dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
+{
+    in.setByteOrder(QDataStream::LittleEndian);
+    out.setByteOrder(QDataStream::LittleEndian);
+    dialog.setWindowModality(Qt::WindowModal);
+    dialog.setLabelText(u"Converting...\n"_s + QFileInfo(*output).fileName());
+}
+
+bool CConversionPass::checkSource()
+{
+    return checkRiffWave(in, &sourceRiffSize);
+}
+
+void CConversionPass::setProgressRange(quint32 maximum)
+{
+    dialog.setRange(0, int(maximum));
+}
+
+void CConversionPass::showProgress()
+{
+    dialog.setVisible(true);
+}
+
+void CConversionPass::setProgress(quint32 bytes)
+{
+    dialog.setValue(int(bytes));
+}
+
+bool CConversionPass::writeStart()
+{
+    const qint64 headerBytes = writeRiffHeader(out, 0);
+    if (headerBytes < 0)
+        return false;
+    runningSize = quint32(headerBytes);
+    if (findChunk(in, g_bextId, 0) >= 0)
+        return true;
+    const qint64 bextBytes = writeBextChunk(out);
+    if (bextBytes < 0)
+        return false;
+    runningSize += quint32(bextBytes);
+    return true;
+}
+
+bool CConversionPass::finish()
+{
+    auto* output = static_cast<QFile*>(out.device());
+    if (!output->seek(g_riffSizeOffset))
+        return false;
+    out << runningSize;
+    return out.status() == QDataStream::Ok && output->flush();
+}
+
+quint64 copiedBodyBytes(const ChunkHeader& header)
+{
+    return isId(header.id, g_bextId) ? header.size : roundedUpToEven(header.size);
+}
+
+std::unique_ptr<char[]> newSampleBuffer(qint64 size)
+{
+    return std::unique_ptr<char[]>(new (std::nothrow) char[size_t(size)]());
+}
