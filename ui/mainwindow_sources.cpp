@@ -1,0 +1,149 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "ui/mainwindow.h"
+
+#include "app/apptexts.h"
+#include "ui/tablecells.h"
+#include "wave/wavfileitem.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QFileInfo>
+#include <QItemSelectionModel>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QTableWidget>
+
+#include <algorithm>
+#include <initializer_list>
+#include <numeric>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+enum SourceColumn { FileNameColumn, ChannelsColumn, BitsColumn, RateColumn, PathColumn };
+
+constexpr int g_maxSources = 8;
+constexpr int g_rowHeight = 20; // pixels
+
+bool isKeyPress(const QEvent* event, std::initializer_list<Qt::Key> keys)
+{
+    if (event->type() != QEvent::KeyPress)
+        return false;
+    const int pressed = static_cast<const QKeyEvent*>(event)->key();
+    return std::find(keys.begin(), keys.end(), pressed) != keys.end();
+}
+
+} // namespace
+
+void CMainWindow::createSourceTable()
+{
+    m_sourceTable = new QTableWidget(this);
+    setUpFileTable(m_sourceTable, {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
+    m_sourceTable->installEventFilter(this);
+    connect(m_sourceTable, SIGNAL(itemSelectionChanged()), this, SLOT(checkChannels()));
+}
+
+void CMainWindow::add()
+{
+    const QModelIndexList selected = m_fileListTable->selectionModel()->selectedRows(0);
+    QList<int> rows;
+    for (const QModelIndex& index : selected)
+        rows.append(index.row());
+    addRows(rows);
+}
+
+void CMainWindow::addAll()
+{
+    QList<int> rows(m_fileListTable->rowCount());
+    std::iota(rows.begin(), rows.end(), 0);
+    addRows(rows);
+}
+
+/// Adds the files of these rows of the file list, or none when they would be too many: files that
+/// are sources already count as well, which is wanted.
+void CMainWindow::addRows(const QList<int>& rows)
+{
+    if (rows.size() + m_sourceItems.size() > g_maxSources) {
+        refuse(tr("Can not add to source more than 8 files."));
+        return;
+    }
+    for (int i = 0; i < rows.size(); ++i) {
+        CWavFileItem* item = m_fileItems[rows[i]];
+        if (m_sourceItems.contains(item)) {
+            refuse(tr("The file already exists on source."));
+            continue;
+        }
+        if (!m_sourceItems.isEmpty() && m_functionCombo->currentIndex() == MonoToPolyFunction
+            && !item->isSameFormat(m_sourceItems.first())) {
+            refuse(tr("Can not add to source due to different format."));
+            continue;
+        }
+        m_sourceItems.append(item);
+        addSourceRow(m_fileListTable->item(rows[i], 0)->data(Qt::DisplayRole).toString(), *item,
+                     i < m_sourceItems.size() ? *m_sourceItems[i] : *item);
+    }
+    setSourceButtonsEnabled(hasSourceFiles());
+    fitTableColumns(m_sourceTable, m_sourceTable->columnCount() - 1);
+}
+
+/// Adds a row for @p item at the end of the source table. The path shown is that of @p pathItem,
+/// the source at the item's position within the rows being added, which is wanted.
+void CMainWindow::addSourceRow(const QString& name, const CWavFileItem& item,
+                               const CWavFileItem& pathItem)
+{
+    const FmtChunk fmt = item.fmtChunk();
+    const QString path = QDir::toNativeSeparators(QFileInfo(pathItem.fileName()).path());
+    auto* pathCell = new QTableWidgetItem(path);
+    pathCell->setToolTip(path);
+
+    const int row = m_sourceTable->rowCount();
+    m_sourceTable->insertRow(row);
+    m_sourceTable->setItem(row, FileNameColumn, new QTableWidgetItem(name));
+    m_sourceTable->setItem(row, ChannelsColumn, numberCell(fmt.channels));
+    m_sourceTable->setItem(row, BitsColumn, numberCell(fmt.bitsPerSample));
+    m_sourceTable->setItem(row, RateColumn, numberCell(fmt.sampleRate));
+    m_sourceTable->setItem(row, PathColumn, pathCell);
+    m_sourceTable->setRowHeight(row, g_rowHeight);
+}
+
+void CMainWindow::refuse(const QString& message)
+{
+    QMessageBox::warning(this, g_appName, message, QMessageBox::Ok, QMessageBox::NoButton);
+}
+
+void CMainWindow::remove()
+{
+    const QItemSelectionModel* selection = m_sourceTable->selectionModel();
+    if (!selection)
+        return;
+    // Backwards through the rows as they were selected, unsorted, which is wanted.
+    const QModelIndexList selected = selection->selectedRows(0);
+    QList<int> rows;
+    for (const QModelIndex& index : selected)
+        rows.prepend(index.row());
+    for (const int row : rows) {
+        m_sourceTable->removeRow(row);
+        if (row < m_sourceItems.size())
+            m_sourceItems.removeAt(row);
+    }
+    setSourceButtonsEnabled(hasSourceFiles());
+}
+
+void CMainWindow::removeAll()
+{
+    m_sourceItems.clear();
+    m_sourceTable->setRowCount(0);
+    setSourceButtonsEnabled(hasSourceFiles());
+}
+
+bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_fileListTable && isKeyPress(event, {Qt::Key_Return, Qt::Key_Enter}))
+        add();
+    else if (watched == m_sourceTable && isKeyPress(event, {Qt::Key_Delete}))
+        remove();
+    return QObject::eventFilter(watched, event);
+}
