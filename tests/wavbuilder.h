@@ -1,0 +1,128 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QFile>
+#include <QString>
+#include <QtEndian>
+
+/// @file
+/// Builds WAV files from readable parts, so that offsets and sizes can be counted in a test row.
+
+/// A number of two or four bytes as it lies in a file.
+inline QByteArray le16(quint16 value)
+{
+    QByteArray bytes(2, '\0');
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+inline QByteArray le32(quint32 value)
+{
+    QByteArray bytes(4, '\0');
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+/// A chunk: header and body. The header says @p claimedSize where one is given, else the length.
+inline QByteArray chunk(const char* id, const QByteArray& body, qint64 claimedSize = -1)
+{
+    return QByteArray(id, 4) + le32(quint32(claimedSize < 0 ? body.size() : claimedSize)) + body;
+}
+
+/// A chunk with the RIFF pad byte behind an odd body.
+inline QByteArray paddedChunk(const char* id, const QByteArray& body)
+{
+    return chunk(id, body) + QByteArray(body.size() % 2, '\0');
+}
+
+/// The fields of a `fmt ` body. byteRate and blockAlign follow from the others unless set.
+struct Format
+{
+    int channels = 1;
+    int bits = 16;
+    int rate = 48000; ///< Hz
+    int tag = 1; ///< 1 integer PCM, 3 floating point, 0xFFFE extensible
+    int blockAlign = -1; ///< bytes of a frame
+    qint64 byteRate = -1; ///< bytes per second
+
+    int frameBytes() const { return blockAlign < 0 ? channels * (bits / 8) : blockAlign; }
+
+    QByteArray body() const
+    {
+        const qint64 perSecond = byteRate < 0 ? qint64(rate) * frameBytes() : byteRate;
+        return le16(quint16(tag)) + le16(quint16(channels)) + le32(quint32(rate))
+               + le32(quint32(perSecond)) + le16(quint16(frameBytes())) + le16(quint16(bits));
+    }
+};
+
+inline QByteArray fmtChunk(const Format& format, const QByteArray& extension = {})
+{
+    return chunk("fmt ", format.body() + extension);
+}
+
+inline QByteArray dataChunk(const QByteArray& samples, qint64 claimedSize = -1)
+{
+    return chunk("data", samples, claimedSize);
+}
+
+/// The RIFF header and the chunks. The header says @p claimedSize where one is given, else the
+/// length of the file less 8.
+inline QByteArray wavBytes(const QByteArrayList& chunks, qint64 claimedSize = -1)
+{
+    const QByteArray joined = chunks.join();
+    const auto size = quint32(claimedSize < 0 ? joined.size() + 4 : claimedSize);
+    return "RIFF" + le32(size) + "WAVE" + joined;
+}
+
+/// @p count bytes that differ from their neighbours, other ones for every @p seed.
+inline QByteArray sampleBytes(qsizetype count, int seed = 0)
+{
+    QByteArray bytes(count, '\0');
+    auto state = quint32(seed) * 2654435761u + 12345u;
+    for (char& byte : bytes) {
+        state = state * 1664525u + 1013904223u;
+        byte = char(state >> 24);
+    }
+    return bytes;
+}
+
+/// Samples of @p sampleBytes bytes each, one channel an entry, as one interleaved block.
+inline QByteArray interleaved(const QByteArrayList& channels, int sampleBytes)
+{
+    QByteArray bytes;
+    for (qsizetype at = 0; at + sampleBytes <= channels.first().size(); at += sampleBytes) {
+        for (const QByteArray& channel : channels)
+            bytes += channel.mid(at, sampleBytes);
+    }
+    return bytes;
+}
+
+/// The bytes of a generated `bext` chunk with zeros where date and time stand.
+inline QByteArray bextWithoutDate()
+{
+    return "bext" + le32(858) + QByteArray(256, '\0') + QByteArray("VELMAR Splicora")
+           + QByteArray(858 - 256 - 15, '\0');
+}
+
+/// @p file with zeros for the 18 characters of date and time of the generated `bext` chunk that
+/// starts at byte @p bextOffset.
+inline QByteArray withoutDate(QByteArray file, qsizetype bextOffset = 12)
+{
+    return file.replace(bextOffset + 8 + 320, 18, QByteArray(18, '\0'));
+}
+
+inline bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
+}
+
+inline QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
