@@ -12,8 +12,11 @@ void setUpFileTable(QTableWidget* table, const QStringList& headers)
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setColumnCount(int(headers.size()));
     table->setHorizontalHeaderLabels(headers);
-    table->horizontalHeader()->setStretchLastSection(true);
-    table->horizontalHeader()->setHighlightSections(false);
+    QHeaderView* header = table->horizontalHeader();
+    header->setStretchLastSection(true);
+    // The header never stretches the last section to less than its first width: start it narrow.
+    header->resizeSection(header->count() - 1, header->minimumSectionSize());
+    header->setHighlightSections(false);
     table->verticalHeader()->hide();
     table->resizeColumnsToContents();
 }
