@@ -1,0 +1,376 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/teststreams.h"
+#include "tests/wavbuilder.h"
+#include "wave/chunks.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+using Writer = qint64 (*)(QDataStream& s);
+Q_DECLARE_METATYPE(Writer)
+
+namespace {
+
+using Status = QDataStream::Status;
+
+FmtChunk fmtRecord(quint16 tag, quint16 channels, quint32 rate, quint32 byteRate,
+                   quint16 blockAlign, quint16 bits)
+{
+    return {{'?', '?', '?', '?'}, 0xdeadbeef, tag, channels, rate, byteRate, blockAlign, bits};
+}
+
+const Writer g_writesRiffHeader = [](QDataStream& s) { return writeRiffHeader(s, 40); };
+const Writer g_writesChunkHeader = [](QDataStream& s) {
+    return writeChunkHeader(s, {{'d', 'a', 't', 'a'}, 4});
+};
+const Writer g_writesFmtBody = [](QDataStream& s) {
+    return writeFmtBody(s, fmtRecord(1, 1, 48000, 96000, 2, 16));
+};
+const Writer g_writesBext = [](QDataStream& s) { return writeBextChunk(s); };
+const Writer g_writesEmptyCue = [](QDataStream& s) { return writeCueChunk(s, {}); };
+const Writer g_writesCue = [](QDataStream& s) {
+    return writeCueChunk(s, {{}, 1, {{1, 2, {'d', 'a', 't', 'a'}, 0, 0, 3}}});
+};
+
+/// A generated `bext` chunk, put together field by field.
+QByteArray bextBytes(const char* date, const char* time)
+{
+    return "bext" + le32(858) + QByteArray(256, '\0') // description
+           + "VELMAR Splicora" + QByteArray(17, '\0') // originator
+           + QByteArray(32, '\0') // its reference
+           + date + time
+           + QByteArray(4 + 4 + 2 + 64 + 190, '\0') // time reference, version, UMID, reserved
+           + QByteArray(256, '\0'); // coding history
+}
+
+} // namespace
+
+class TestChunkWriter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void writeRiffHeader_data();
+    void writeRiffHeader();
+    void writeRiffHeaderWhenStartIsOutOfReach();
+    void writeChunkHeader_data();
+    void writeChunkHeader();
+    void writeFmtBody_data();
+    void writeFmtBody();
+
+    void bextBody_data();
+    void bextBody();
+    void writeBextChunk();
+    void bextFields_data();
+    void bextFields();
+    void bextDateAndTime();
+
+    void deviceRefusesWrite_data();
+    void deviceRefusesWrite();
+    void deviceHoldsJustEnough_data();
+    void deviceHoldsJustEnough();
+    void streamFailedBefore_data();
+    void streamFailedBefore();
+};
+
+void TestChunkWriter::writeRiffHeader_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<quint32>("riffSize");
+    QTest::addColumn<QByteArray>("after");
+
+    const QByteArray old = QByteArray(12, '-') + "half written";
+    QTest::newRow("empty file") << QByteArray() << qint64(0) << quint32(0)
+                                << QByteArray("RIFF" + le32(0) + "WAVE");
+    QTest::newRow("at the end of a half-written file")
+        << old << qint64(old.size()) << quint32(0x01020304)
+        << QByteArray("RIFF\x04\x03\x02\x01WAVEhalf written");
+    QTest::newRow("in the middle of a half-written file")
+        << old << qint64(17) << quint32(0) << QByteArray("RIFF" + le32(0) + "WAVEhalf written");
+    QTest::newRow("largest size") << old << qint64(0) << quint32(0xffffffff)
+                                  << QByteArray("RIFF\xff\xff\xff\xffWAVEhalf written");
+}
+
+void TestChunkWriter::writeRiffHeader()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(qint64, position);
+    QFETCH(quint32, riffSize);
+    FileStream output(before, QIODevice::ReadWrite);
+    output.file.seek(position);
+
+    QCOMPARE(::writeRiffHeader(output.stream, riffSize), 12);
+    QCOMPARE(output.file.pos(), 12);
+    QTEST(output.bytes(), "after");
+}
+
+void TestChunkWriter::writeRiffHeaderWhenStartIsOutOfReach()
+{
+    FaultyStream output("half written");
+    output.device.seek(4);
+    output.device.refusedSeek = 0;
+
+    QCOMPARE(::writeRiffHeader(output.stream, 40), -1);
+    QCOMPARE(output.device.data(), "half written"_ba);
+    QCOMPARE(output.device.pos(), 4);
+}
+
+void TestChunkWriter::writeChunkHeader_data()
+{
+    QTest::addColumn<QByteArray>("id");
+    QTest::addColumn<quint32>("size");
+    QTest::addColumn<QByteArray>("written");
+
+    QTest::newRow("ordinary header")
+        << "data"_ba << quint32(0x01020304) << "data\x04\x03\x02\x01"_ba;
+    QTest::newRow("odd size as it is") << "LIST"_ba << quint32(3) << QByteArray("LIST" + le32(3));
+    QTest::newRow("largest size") << "junk"_ba << quint32(0xffffffff) << "junk\xff\xff\xff\xff"_ba;
+    QTest::newRow("name that is not text")
+        << "\x01\x80\xff\n"_ba << quint32(0) << QByteArray("\x01\x80\xff\n" + le32(0));
+}
+
+void TestChunkWriter::writeChunkHeader()
+{
+    QFETCH(QByteArray, id);
+    QFETCH(quint32, size);
+    QFETCH(QByteArray, written);
+    FileStream output("0123456789ABCDEF", QIODevice::ReadWrite);
+    output.file.seek(5);
+
+    const ChunkHeader header = {{id[0], id[1], id[2], id[3]}, size};
+    QCOMPARE(::writeChunkHeader(output.stream, header), 8);
+    QCOMPARE(output.file.pos(), 13);
+    QCOMPARE(output.bytes(), "01234" + written + "DEF");
+}
+
+void TestChunkWriter::writeFmtBody_data()
+{
+    QTest::addColumn<quint16>("tag");
+    QTest::addColumn<quint16>("channels");
+    QTest::addColumn<quint32>("rate");
+    QTest::addColumn<quint32>("byteRate");
+    QTest::addColumn<quint16>("blockAlign");
+    QTest::addColumn<quint16>("bits");
+
+    QTest::newRow("16-bit mono") << quint16(1) << quint16(1) << quint32(48000) << quint32(96000)
+                                 << quint16(2) << quint16(16);
+    QTest::newRow("extensible tag, every field with its own bytes")
+        << quint16(0xfffe) << quint16(0x0102) << quint32(0x03040506) << quint32(0x0708090a)
+        << quint16(0x0b0c) << quint16(0x0d0e);
+    QTest::newRow("largest values") << quint16(0xffff) << quint16(0xffff) << quint32(0xffffffff)
+                                    << quint32(0xffffffff) << quint16(0xffff) << quint16(0xffff);
+    QTest::newRow("zeros") << quint16(0) << quint16(0) << quint32(0) << quint32(0) << quint16(0)
+                           << quint16(0);
+}
+
+void TestChunkWriter::writeFmtBody()
+{
+    QFETCH(quint16, tag);
+    QFETCH(quint16, channels);
+    QFETCH(quint32, rate);
+    QFETCH(quint32, byteRate);
+    QFETCH(quint16, blockAlign);
+    QFETCH(quint16, bits);
+    FileStream output("01234", QIODevice::ReadWrite);
+    output.file.seek(5);
+
+    const FmtChunk fmt = fmtRecord(tag, channels, rate, byteRate, blockAlign, bits);
+    QCOMPARE(::writeFmtBody(output.stream, fmt), 16);
+    QCOMPARE(output.file.pos(), 21);
+    QCOMPARE(output.bytes(), "01234" + le16(tag) + le16(channels) + le32(rate) + le32(byteRate)
+                                 + le16(blockAlign) + le16(bits));
+}
+
+void TestChunkWriter::bextBody_data()
+{
+    QTest::addColumn<QDateTime>("moment");
+    QTest::addColumn<QByteArray>("date");
+    QTest::addColumn<QByteArray>("time");
+
+    const auto row = [](const char* name, const QDate& day, const QTime& clock, const char* date,
+                        const char* time) {
+        QTest::newRow(name) << QDateTime(day, clock, Qt::UTC) << QByteArray(date)
+                            << QByteArray(time);
+    };
+    row("9 March 2025, 7:05:03 in the morning", {2025, 3, 9}, {7, 5, 3}, "2025-03-09", "07:05:03");
+    row("afternoon on the 24-hour clock", {2026, 12, 31}, {19, 5, 3}, "2026-12-31", "19:05:03");
+    row("midnight", {2026, 1, 1}, {0, 0, 0}, "2026-01-01", "00:00:00");
+    row("last millisecond of a day", {2024, 2, 29}, {23, 59, 59, 999}, "2024-02-29", "23:59:59");
+}
+
+void TestChunkWriter::bextBody()
+{
+    QFETCH(QDateTime, moment);
+    QFETCH(QByteArray, date);
+    QFETCH(QByteArray, time);
+    const QByteArray body = ::bextBody(moment.date(), moment.time());
+    QCOMPARE(body.size(), 858);
+    QCOMPARE(body.mid(320, 10), date);
+    QCOMPARE(body.mid(330, 8), time);
+    QCOMPARE(body, bextBytes(date.constData(), time.constData()).mid(8));
+}
+
+void TestChunkWriter::writeBextChunk()
+{
+    const QByteArray before = wavBytes({}) + QByteArray(4, '-');
+    FileStream output(before, QIODevice::ReadWrite);
+    output.file.seek(12);
+
+    QCOMPARE(::writeBextChunk(output.stream), 866);
+    QCOMPARE(output.file.pos(), 12 + 866);
+    const QByteArray noDate(10, '\0');
+    const QByteArray noTime(8, '\0');
+    QCOMPARE(withoutDate(output.bytes()), wavBytes({}) + "bext" + le32(858) + QByteArray(256, '\0')
+                                              + "VELMAR Splicora" + QByteArray(17 + 32, '\0')
+                                              + noDate + noTime + QByteArray(264 + 256, '\0'));
+}
+
+void TestChunkWriter::bextFields_data()
+{
+    QTest::addColumn<qint64>("offset");
+    QTest::addColumn<QByteArray>("field");
+
+    QTest::newRow("id and size") << qint64(0) << QByteArray("bext" + le32(858));
+    QTest::newRow("empty description") << qint64(8) << QByteArray(256, '\0');
+    QTest::newRow("originator, then 17 zero bytes")
+        << qint64(264) << QByteArray("VELMAR Splicora" + QByteArray(17, '\0'));
+    QTest::newRow("empty originator reference") << qint64(296) << QByteArray(32, '\0');
+    QTest::newRow("time reference, version, UMID and reserved all zero")
+        << qint64(346) << QByteArray(4 + 4 + 2 + 64 + 190, '\0');
+    QTest::newRow("empty coding history up to the end") << qint64(610) << QByteArray(256, '\0');
+}
+
+void TestChunkWriter::bextFields()
+{
+    QFETCH(qint64, offset);
+    QFETCH(QByteArray, field);
+    FileStream output({}, QIODevice::ReadWrite);
+    QCOMPARE(::writeBextChunk(output.stream), 866);
+
+    const QByteArray bext = output.bytes();
+    QCOMPARE(bext.size(), 866);
+    QCOMPARE(bext.mid(offset, field.size()), field);
+}
+
+void TestChunkWriter::bextDateAndTime()
+{
+    QDateTime before;
+    QDateTime after;
+    QByteArray bext;
+    do { // again when midnight fell between the chunk's two readings of the clock
+        before = QDateTime::currentDateTime();
+        FileStream output({}, QIODevice::ReadWrite);
+        QCOMPARE(::writeBextChunk(output.stream), 866);
+        bext = output.bytes();
+        after = QDateTime::currentDateTime();
+    } while (before.date() != after.date());
+
+    const QString date = QString::fromLatin1(bext.mid(8 + 320, 10));
+    const QString time = QString::fromLatin1(bext.mid(8 + 330, 8));
+    static const QRegularExpression dateForm(u"\\A\\d{4}-\\d{2}-\\d{2}\\z"_s);
+    static const QRegularExpression timeForm(u"\\A\\d{2}:\\d{2}:\\d{2}\\z"_s);
+    QVERIFY2(dateForm.match(date).hasMatch(), qPrintable(date));
+    QVERIFY2(timeForm.match(time).hasMatch(), qPrintable(time));
+
+    QCOMPARE(QDate::fromString(date, Qt::ISODate), before.date());
+    const QTime written = QTime::fromString(time, Qt::ISODate);
+    QVERIFY2(written >= before.time().addMSecs(-before.time().msec()), qPrintable(time));
+    QVERIFY2(written <= after.time(), qPrintable(time));
+}
+
+void TestChunkWriter::deviceRefusesWrite_data()
+{
+    QTest::addColumn<Writer>("writes");
+    QTest::addColumn<qint64>("capacity");
+    QTest::addColumn<QByteArray>("left");
+
+    const QByteArray riff = "RIFF" + le32(40) + "WAVE";
+    QTest::newRow("RIFF header, id") << g_writesRiffHeader << qint64(0) << QByteArray();
+    QTest::newRow("RIFF header, size") << g_writesRiffHeader << qint64(7) << riff.left(4);
+    QTest::newRow("RIFF header, form type") << g_writesRiffHeader << qint64(11) << riff.left(8);
+
+    const QByteArray header = chunk("data", {}, 4);
+    QTest::newRow("chunk header, id") << g_writesChunkHeader << qint64(0) << QByteArray();
+    QTest::newRow("chunk header, size") << g_writesChunkHeader << qint64(7) << header.left(4);
+
+    const QByteArray fmt = Format().body();
+    QTest::newRow("fmt body, first field") << g_writesFmtBody << qint64(0) << QByteArray();
+    QTest::newRow("fmt body, field in the middle") << g_writesFmtBody << qint64(6) << fmt.left(4);
+    QTest::newRow("fmt body, last field") << g_writesFmtBody << qint64(15) << fmt.left(14);
+
+    const QByteArray bext = bextBytes("", "");
+    QTest::newRow("bext chunk, id") << g_writesBext << qint64(0) << QByteArray();
+    QTest::newRow("bext chunk, size") << g_writesBext << qint64(7) << bext.left(4);
+    QTest::newRow("bext chunk, body") << g_writesBext << qint64(865) << bext.left(8);
+
+    const QByteArray cue = le32(1) + le32(1) + le32(2) + "data" + le32(0) + le32(0) + le32(3);
+    QTest::newRow("cue chunk without points") << g_writesEmptyCue << qint64(0) << QByteArray();
+    QTest::newRow("cue chunk, count") << g_writesCue << qint64(3) << QByteArray();
+    QTest::newRow("cue chunk, identifier") << g_writesCue << qint64(7) << cue.left(4);
+    QTest::newRow("cue chunk, chunk name") << g_writesCue << qint64(15) << cue.left(12);
+    QTest::newRow("cue chunk, last field") << g_writesCue << qint64(27) << cue.left(24);
+}
+
+void TestChunkWriter::deviceRefusesWrite()
+{
+    QFETCH(Writer, writes);
+    QFETCH(qint64, capacity);
+    FaultyStream output;
+    output.device.capacity = capacity;
+
+    QCOMPARE(writes(output.stream), -1);
+    QTEST(output.device.data(), "left");
+}
+
+void TestChunkWriter::deviceHoldsJustEnough_data()
+{
+    QTest::addColumn<Writer>("writes");
+    QTest::addColumn<qint64>("bytes");
+
+    QTest::newRow("RIFF header") << g_writesRiffHeader << qint64(12);
+    QTest::newRow("chunk header") << g_writesChunkHeader << qint64(8);
+    QTest::newRow("fmt body") << g_writesFmtBody << qint64(16);
+    QTest::newRow("bext chunk") << g_writesBext << qint64(866);
+    QTest::newRow("cue chunk without points") << g_writesEmptyCue << qint64(4);
+    QTest::newRow("cue chunk with a point") << g_writesCue << qint64(28);
+}
+
+void TestChunkWriter::deviceHoldsJustEnough()
+{
+    QFETCH(Writer, writes);
+    QFETCH(qint64, bytes);
+    FaultyStream output;
+    output.device.capacity = bytes;
+
+    QCOMPARE(writes(output.stream), bytes);
+    QCOMPARE(output.device.data().size(), bytes);
+}
+
+void TestChunkWriter::streamFailedBefore_data()
+{
+    deviceHoldsJustEnough_data();
+}
+
+/// A write that did not go through makes every later writer of the stream fail.
+void TestChunkWriter::streamFailedBefore()
+{
+    QFETCH(Writer, writes);
+    FaultyStream output("old");
+    output.device.seek(3);
+    output.device.capacity = 3;
+    output.stream << quint32(1);
+    QCOMPARE(output.stream.status(), Status::WriteFailed);
+
+    output.device.capacity = FaultyBuffer::never;
+    QCOMPARE(writes(output.stream), -1);
+    QCOMPARE(output.device.data(), "old"_ba);
+}
+
+QTEST_GUILESS_MAIN(TestChunkWriter)
+#include "tst_chunkwriter.moc"
