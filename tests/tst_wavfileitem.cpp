@@ -1,0 +1,303 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/teststreams.h"
+#include "tests/wavbuilder.h"
+#include "wave/chunks.h"
+#include "wave/wavfileitem.h"
+
+#include <QTest>
+
+#include <cstddef>
+#include <limits>
+
+using namespace Qt::Literals::StringLiterals;
+
+using Change = void (*)(WavInfo* info);
+Q_DECLARE_METATYPE(Change)
+
+namespace {
+
+WavInfo infoOf(quint16 channels)
+{
+    WavInfo info = {};
+    info.riff.size = 40;
+    info.fmt.formatTag = 1;
+    info.fmt.channels = channels;
+    info.fmt.sampleRate = 48000;
+    info.fmt.byteRate = 96000;
+    info.fmt.blockAlign = 2;
+    info.fmt.bitsPerSample = 16;
+    info.dataSize = 4;
+    info.hasBext = true;
+    return info;
+}
+
+/// The flags 0 to 8 as a text of ones and zeros.
+QString flags(const CWavFileItem& item)
+{
+    QString text;
+    for (int i = 0; i < 9; ++i)
+        text += item.isChannelEnabled(i) ? u'1' : u'0';
+    return text;
+}
+
+QByteArray recordBytes(const FmtChunk& fmt)
+{
+    return {reinterpret_cast<const char*>(&fmt), qsizetype(sizeof fmt)};
+}
+
+/// The parsed header of a file, as the file list has it.
+WavInfo parsed(const QByteArray& bytes)
+{
+    FileStream source(bytes);
+    WavInfo info = {};
+    if (!readWavInfo(&source.file, &info))
+        qFatal("The test's own file is unreadable.");
+    return info;
+}
+
+} // namespace
+
+class TestWavFileItem : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void recordSize_data();
+    void recordSize();
+    void recordsLieAsInTheFile();
+
+    void isPlainFile();
+    void startsEmptyWithoutHeader();
+    void keepsItsHeader();
+
+    void startFlags_data();
+    void startFlags();
+    void setChannelEnabled_data();
+    void setChannelEnabled();
+    void switchesChannelOffAndOn_data();
+    void switchesChannelOffAndOn();
+
+    void isSameFormat_data();
+    void isSameFormat();
+    void isSameFormatOfFiles_data();
+    void isSameFormatOfFiles();
+};
+
+void TestWavFileItem::recordSize_data()
+{
+    QTest::addColumn<size_t>("size");
+    QTest::addColumn<size_t>("expected");
+
+    QTest::newRow("chunk header") << sizeof(ChunkHeader) << size_t(8);
+    QTest::newRow("RIFF header") << sizeof(RiffHeader) << size_t(12);
+    QTest::newRow("fmt chunk") << sizeof(FmtChunk) << size_t(24);
+    QTest::newRow("cue point") << sizeof(CuePoint) << size_t(24);
+    QTest::newRow("parsed header up to the data size") << offsetof(WavInfo, dataSize) << size_t(36);
+    QTest::newRow("parsed header up to the bext flag") << offsetof(WavInfo, hasBext) << size_t(40);
+    QTest::newRow("cue chunk up to the count") << offsetof(CueChunk, pointCount) << size_t(8);
+}
+
+void TestWavFileItem::recordSize()
+{
+    QFETCH(size_t, size);
+    QTEST(size, "expected");
+}
+
+void TestWavFileItem::recordsLieAsInTheFile()
+{
+    if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+        QSKIP("Numbers lie the other way round here.");
+    const FmtChunk fmt = {{'f', 'm', 't', ' '}, 16, 1, 2, 48000, 192000, 4, 16};
+    QCOMPARE(recordBytes(fmt), fmtChunk({2, 16, 48000}));
+    const RiffHeader riff = {{'R', 'I', 'F', 'F'}, 4, {'W', 'A', 'V', 'E'}};
+    QCOMPARE(QByteArray(reinterpret_cast<const char*>(&riff), sizeof riff), wavBytes({}));
+}
+
+void TestWavFileItem::isPlainFile()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    QVERIFY(writeFile(path, wavBytes({})));
+    const CWavFileItem item(path, infoOf(2));
+    QCOMPARE(item.fileName(), path);
+    QVERIFY(item.exists());
+    QVERIFY(!item.isOpen());
+    QCOMPARE(item.metaObject(), &QFile::staticMetaObject); // no signals or slots of its own
+}
+
+void TestWavFileItem::startsEmptyWithoutHeader()
+{
+    const CWavFileItem item(u"missing/take.wav"_s);
+    QCOMPARE(item.fileName(), u"missing/take.wav"_s);
+    QCOMPARE(recordBytes(item.fmtChunk()), QByteArray(24, '\0'));
+    QCOMPARE(item.m_info.riff.size, 0u);
+    QCOMPARE(item.dataSize(), 0u);
+    QVERIFY(!item.hasBext());
+    QCOMPARE(flags(item), u"000000000"_s);
+}
+
+void TestWavFileItem::keepsItsHeader()
+{
+    WavInfo info = infoOf(2);
+    CWavFileItem item(u"take.wav"_s, info);
+    const QByteArray fmt = recordBytes(info.fmt);
+    info = {};
+    QCOMPARE(recordBytes(item.fmtChunk()), fmt);
+    QCOMPARE(item.m_info.riff.size, 40u);
+    QCOMPARE(item.dataSize(), 4u);
+    QVERIFY(item.hasBext());
+
+    item.m_info.dataSize = 0xffffffff;
+    item.m_info.hasBext = false;
+    QCOMPARE(item.dataSize(), 0xffffffff);
+    QVERIFY(!item.hasBext());
+}
+
+void TestWavFileItem::startFlags_data()
+{
+    QTest::addColumn<quint16>("channels");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("no channel") << quint16(0) << u"000000000"_s;
+    QTest::newRow("mono") << quint16(1) << u"100000000"_s;
+    QTest::newRow("stereo") << quint16(2) << u"110000000"_s;
+    QTest::newRow("four channels") << quint16(4) << u"111100000"_s;
+    QTest::newRow("six channels") << quint16(6) << u"111111000"_s;
+    QTest::newRow("seven channels") << quint16(7) << u"111111100"_s;
+    QTest::newRow("eight channels") << quint16(8) << u"111111110"_s;
+    QTest::newRow("nine channels") << quint16(9) << u"111111110"_s;
+    QTest::newRow("ten channels") << quint16(10) << u"111111110"_s;
+    QTest::newRow("32768 channels, negative as a signed number")
+        << quint16(32768) << u"111111110"_s;
+    QTest::newRow("65535 channels") << quint16(65535) << u"111111110"_s;
+}
+
+void TestWavFileItem::startFlags()
+{
+    QFETCH(quint16, channels);
+    const CWavFileItem item(u"take.wav"_s, infoOf(channels));
+    QTEST(flags(item), "expected");
+}
+
+void TestWavFileItem::setChannelEnabled_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QString>("expected"); // of a stereo item
+
+    QTest::newRow("channel 1, which is on") << 0 << u"110000000"_s;
+    QTest::newRow("channel 3") << 2 << u"111000000"_s;
+    QTest::newRow("channel 8") << 7 << u"110000010"_s;
+    QTest::newRow("spare flag behind channel 8") << 8 << u"110000001"_s;
+    QTest::newRow("index 9") << 9 << u"110000000"_s;
+    QTest::newRow("index -1") << -1 << u"110000000"_s;
+    QTest::newRow("index far above") << 1000000 << u"110000000"_s;
+    QTest::newRow("smallest index") << std::numeric_limits<int>::min() << u"110000000"_s;
+    QTest::newRow("largest index") << std::numeric_limits<int>::max() << u"110000000"_s;
+}
+
+void TestWavFileItem::setChannelEnabled()
+{
+    QFETCH(int, index);
+    CWavFileItem item(u"take.wav"_s, infoOf(2));
+    item.setChannelEnabled(index, true);
+    QTEST(flags(item), "expected");
+    QCOMPARE(recordBytes(item.fmtChunk()), recordBytes(infoOf(2).fmt));
+    QCOMPARE(item.dataSize(), 4u);
+    QVERIFY(item.hasBext());
+}
+
+void TestWavFileItem::switchesChannelOffAndOn_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QString>("off");
+
+    QTest::newRow("channel 1") << 0 << u"011111110"_s;
+    QTest::newRow("channel 2") << 1 << u"101111110"_s;
+    QTest::newRow("channel 5") << 4 << u"111101110"_s;
+    QTest::newRow("channel 8") << 7 << u"111111100"_s;
+}
+
+void TestWavFileItem::switchesChannelOffAndOn()
+{
+    QFETCH(int, index);
+    CWavFileItem item(u"take.wav"_s, infoOf(8));
+    item.setChannelEnabled(index, false);
+    QTEST(flags(item), "off");
+    QVERIFY(!item.isChannelEnabled(index));
+    item.setChannelEnabled(index, true);
+    QCOMPARE(flags(item), u"111111110"_s);
+}
+
+void TestWavFileItem::isSameFormat_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<bool>("same");
+
+    const auto row = [](const char* name, bool same, Change change) {
+        QTest::newRow(name) << change << same;
+    };
+    row("equal headers", true, [](WavInfo*) {});
+    row("other RIFF size", false, [](WavInfo* info) { info->riff.size += 2; });
+    row("other data size", false, [](WavInfo* info) { info->dataSize += 2; });
+    row("other format tag", false, [](WavInfo* info) { info->fmt.formatTag = 3; });
+    row("other channel count", false, [](WavInfo* info) { info->fmt.channels = 2; });
+    row("other sample rate", false, [](WavInfo* info) { info->fmt.sampleRate = 44100; });
+    row("other byte rate", false, [](WavInfo* info) { info->fmt.byteRate = 1; });
+    row("other block align", false, [](WavInfo* info) { info->fmt.blockAlign = 4; });
+    row("other bits", false, [](WavInfo* info) { info->fmt.bitsPerSample = 24; });
+    row("other id word of fmt", false, [](WavInfo* info) { info->fmt.id[0] = 'f'; });
+    row("other size word of fmt", false, [](WavInfo* info) { info->fmt.size = 18; });
+    row("other bext flag alone", true, [](WavInfo* info) { info->hasBext = false; });
+    row("other RIFF id alone", true, [](WavInfo* info) { info->riff.id[0] = 'R'; });
+    row("other RIFF form type alone", true, [](WavInfo* info) { info->riff.format[0] = 'W'; });
+}
+
+void TestWavFileItem::isSameFormat()
+{
+    QFETCH(Change, change);
+    QFETCH(bool, same);
+    WavInfo info = infoOf(1);
+    const CWavFileItem item(u"a_01.wav"_s, info);
+    change(&info);
+    CWavFileItem other(u"elsewhere/b_02.wav"_s, info);
+    other.setChannelEnabled(0, false); // has no say
+    QCOMPARE(item.isSameFormat(&other), same);
+    QCOMPARE(other.isSameFormat(&item), same);
+    QVERIFY(item.isSameFormat(&item));
+}
+
+void TestWavFileItem::isSameFormatOfFiles_data()
+{
+    QTest::addColumn<QByteArray>("other");
+    QTest::addColumn<bool>("same");
+
+    const QByteArray fmt = fmtChunk({1, 16, 48000});
+    const QByteArray bext = chunk("bext", QByteArray(602, '\0'));
+    QTest::newRow("other samples of the same length")
+        << wavBytes({fmt, dataChunk("ABCDEF")}) << true;
+    QTest::newRow("one sample frame longer") << wavBytes({fmt, dataChunk("abcdefgh")}) << false;
+    QTest::newRow("one sample frame shorter") << wavBytes({fmt, dataChunk("abcd")}) << false;
+    QTest::newRow("with a bext chunk") << wavBytes({fmt, bext, dataChunk("abcdef")}) << false;
+    QTest::newRow("with an extra chunk behind data")
+        << wavBytes({fmt, dataChunk("abcdef"), chunk("LIST", "ab")}) << false;
+    QTest::newRow("chunks of the same length in another order")
+        << wavBytes({dataChunk("abcdef"), fmt}) << true;
+    QTest::newRow("other sample rate")
+        << wavBytes({fmtChunk({1, 16, 44100}), dataChunk("abcdef")}) << false;
+}
+
+void TestWavFileItem::isSameFormatOfFiles()
+{
+    QFETCH(QByteArray, other);
+    QFETCH(bool, same);
+    const QByteArray bytes = wavBytes({fmtChunk({1, 16, 48000}), dataChunk("abcdef")});
+    const CWavFileItem first(u"a_01.wav"_s, parsed(bytes));
+    const CWavFileItem second(u"a_02.wav"_s, parsed(other));
+    QCOMPARE(first.isSameFormat(&second), same);
+    QCOMPARE(second.isSameFormat(&first), same);
+}
+
+QTEST_GUILESS_MAIN(TestWavFileItem)
+#include "tst_wavfileitem.moc"
