@@ -1,0 +1,128 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include "convert/wavconverter.h"
+#include "tests/messageboxanswer.h"
+#include "wave/chunks.h"
+#include "wave/wavfileitem.h"
+
+#include <QProgressDialog>
+#include <QPushButton>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// @file
+/// Runs conversions over real files as the window does: items with parsed headers, planned answers.
+
+/// An item as a listing makes it, null when the header cannot be read.
+inline std::unique_ptr<CWavFileItem> itemOf(const QString& path)
+{
+    QFile file(path);
+    WavInfo info = {};
+    if (!file.open(QIODevice::ReadOnly) || !readWavInfo(&file, &info))
+        return nullptr;
+    return std::make_unique<CWavFileItem>(path, info);
+}
+
+/// The items of a request; they outlive it.
+class Sources
+{
+public:
+    Sources() = default;
+    explicit Sources(const QStringList& paths)
+    {
+        for (const QString& path : paths)
+            add(path);
+    }
+
+    /// Fails the test, through qFatal, when the file has no readable header.
+    CWavFileItem* add(const QString& path)
+    {
+        auto item = itemOf(path);
+        if (!item)
+            qFatal("\"%s\" is not a readable WAV file.", qPrintable(path));
+        return add(std::move(item));
+    }
+
+    CWavFileItem* add(std::unique_ptr<CWavFileItem> item)
+    {
+        m_items.push_back(std::move(item));
+        return m_items.back().get();
+    }
+
+    CWavFileItem* at(size_t index) const { return m_items.at(index).get(); }
+
+    QList<CWavFileItem*> list() const
+    {
+        QList<CWavFileItem*> items;
+        for (const auto& item : m_items)
+            items.append(item.get());
+        return items;
+    }
+
+private:
+    std::vector<std::unique_ptr<CWavFileItem>> m_items;
+};
+
+/// The text of the box of an error.
+inline QString errorText(const char* sentence)
+{
+    return QStringLiteral("An error occurred during a convert operation.\n\n")
+           + QString::fromLatin1(sentence);
+}
+
+/// What a conversion returned and which boxes a person saw.
+struct ConversionRun
+{
+    int result = 0;
+    QList<SeenBox> boxes;
+
+    QStringList texts() const
+    {
+        QStringList texts;
+        for (const SeenBox& box : boxes)
+            texts.append(box.text);
+        return texts;
+    }
+};
+
+/// Runs @p convert while the boxes get the planned @p answers.
+inline ConversionRun runAnswered(const QList<QMessageBox::StandardButton>& answers,
+                                 const std::function<int()>& convert)
+{
+    MessageBoxAnswer answer(answers);
+    const int result = convert();
+    return {result, answer.boxes()};
+}
+
+/// Clicks the cancel button of a progress dialog, as a person would, as soon as @p isTime says so.
+class CancelClicker : public QObject
+{
+public:
+    explicit CancelClicker(std::function<bool(const QProgressDialog&)> isTime)
+        : m_isTime(std::move(isTime))
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] { look(); });
+        m_timer.start(0);
+    }
+
+    bool wasClicked() const { return m_clicked; }
+
+private:
+    void look()
+    {
+        auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
+        if (m_clicked || !dialog || !m_isTime(*dialog))
+            return;
+        m_clicked = true;
+        QTest::mouseClick(dialog->findChild<QPushButton*>(), Qt::LeftButton);
+    }
+
+    std::function<bool(const QProgressDialog&)> m_isTime;
+    QTimer m_timer;
+    bool m_clicked = false;
+};
