@@ -1,0 +1,254 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QMap>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <filesystem>
+#include <functional>
+
+/// @file
+/// A conversion request as a test row: the directory before it, the answers, the directory after.
+
+/// Contents by name relative to the test's directory.
+using Files = QMap<QString, QByteArray>;
+
+struct Request
+{
+    Files before = {};
+    QStringList sources = {QStringLiteral("take.wav")};
+    Files outputs = {}; ///< what the request adds to `before` or changes in it
+    Files listed = {}; ///< the files when their headers are parsed, if others than `before`
+    QMap<QString, QString> links = {}; ///< name and target
+    QMap<QString, QString> hardLinks = {}; ///< name and target
+    QList<int> disabled = {}; ///< channels, from 1, of every source
+    QString outputDir = {}; ///< relative
+    QList<QMessageBox::StandardButton> answers = {};
+    int result = 0;
+    QStringList boxes = {}; ///< texts
+};
+
+inline bool writeFiles(const QDir& dir, const Files& files)
+{
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        const QString path = dir.filePath(file.key());
+        if (!dir.mkpath(QFileInfo(path).path()) || !writeFile(path, file.value()))
+            return false;
+    }
+    return true;
+}
+
+inline Files filesIn(const QDir& dir)
+{
+    Files files;
+    QDirIterator entries(dir.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        files[dir.relativeFilePath(path)] = readFile(path);
+    }
+    return files;
+}
+
+/// @p file with zeros for the date and the time of the generated `bext` chunk behind its RIFF
+/// header, provided that they read like a date and a time of the last minute.
+inline QByteArray withoutRecentDate(const QByteArray& file)
+{
+    const QString written = QString::fromLatin1(file.mid(12 + 8 + 320, 18));
+    const QDateTime moment = QDateTime::fromString(written, QStringLiteral("yyyy-MM-ddhh:mm:ss"));
+    const qint64 age = moment.isValid() ? moment.secsTo(QDateTime::currentDateTime()) : -1;
+    return age >= 0 && age <= 60 ? withoutDate(file) : file;
+}
+
+/// Tells where @p actual departs from @p expected; empty when they are equal. A generated `bext`
+/// chunk is expected with zeros for date and time.
+inline QString difference(const QByteArray& actual, const QByteArray& expected)
+{
+    const bool isDated = expected.mid(12, bextWithoutDate().size()) == bextWithoutDate();
+    const QByteArray got = isDated ? withoutRecentDate(actual) : actual;
+    if (got == expected)
+        return {};
+    const auto [at, other] =
+        std::mismatch(got.cbegin(), got.cend(), expected.cbegin(), expected.cend());
+    const qsizetype offset = at - got.cbegin();
+    return QStringLiteral("differs from byte %1 on: \"%2\", expected \"%3\"; %4 bytes, expected %5")
+        .arg(QString::number(offset), QString::fromLatin1(got.mid(offset, 16).toHex(' ')),
+             QString::fromLatin1(expected.mid(offset, 16).toHex(' ')), QString::number(got.size()),
+             QString::number(expected.size()));
+}
+
+inline QString differences(const Files& actual, const Files& expected)
+{
+    QStringList found;
+    for (auto file = actual.cbegin(); file != actual.cend(); ++file) {
+        if (!expected.contains(file.key()))
+            found.append(file.key() + QStringLiteral(" is one too many"));
+    }
+    for (auto file = expected.cbegin(); file != expected.cend(); ++file) {
+        const QString told = !actual.contains(file.key())
+                                 ? QStringLiteral("is missing")
+                                 : difference(actual[file.key()], file.value());
+        if (!told.isEmpty())
+            found.append(file.key() + u' ' + told);
+    }
+    return found.join(u'\n');
+}
+
+inline QString overwriteQuestion(const QString& name)
+{
+    return QStringLiteral("Output file already exists.\n") + name
+           + QStringLiteral("\n\nDo you want to overwrite?");
+}
+
+/// The files of a request in a directory of their own, ready to be converted.
+class PreparedRequest
+{
+public:
+    explicit PreparedRequest(const Request& request)
+        : m_request(request)
+    {
+        if (!m_temporaryDir.isValid() || !prepare())
+            qFatal("The files of the request cannot be written.");
+    }
+
+    QWidget* window() { return &m_window; }
+    CWavConverter& converter() { return *m_converter; }
+    QString path(const QString& name) const { return dir().filePath(name); }
+    Files files() const { return filesIn(dir()); }
+
+    /// Everything that the directory is to hold after the request.
+    Files expectedFiles() const
+    {
+        Files expected = m_request.before;
+        expected.insert(m_request.outputs);
+        for (const auto& links : {m_request.links, m_request.hardLinks}) {
+            for (auto link = links.cbegin(); link != links.cend(); ++link)
+                expected[link.key()] = expected[link.value()];
+        }
+        return expected;
+    }
+
+private:
+    QDir dir() const { return QDir(m_temporaryDir.path()); }
+
+    bool prepare()
+    {
+        const Files& listed = m_request.listed.isEmpty() ? m_request.before : m_request.listed;
+        if (!writeFiles(dir(), listed))
+            return false;
+        for (const QString& name : m_request.sources) {
+            CWavFileItem* item = m_sources.add(path(name));
+            for (const int channel : m_request.disabled)
+                item->setChannelEnabled(channel - 1, false);
+        }
+        for (const QString& name : listed.keys())
+            QFile::remove(path(name));
+        if (!writeFiles(dir(), m_request.before) || !makeLinks())
+            return false;
+        m_converter = std::make_unique<CWavConverter>(&m_window, m_sources.list());
+        if (!m_request.outputDir.isEmpty())
+            m_converter->setOutputDirectory(path(m_request.outputDir));
+        return true;
+    }
+
+    bool makeLinks()
+    {
+        std::error_code error;
+        const auto& links = m_request.links;
+        for (auto link = links.cbegin(); link != links.cend(); ++link) {
+            if (!QFile::link(path(link.value()), path(link.key())))
+                return false;
+        }
+        const auto& hardLinks = m_request.hardLinks;
+        for (auto link = hardLinks.cbegin(); link != hardLinks.cend() && !error; ++link) {
+            std::filesystem::create_hard_link(path(link.value()).toStdString(),
+                                              path(link.key()).toStdString(), error);
+        }
+        return !error;
+    }
+
+    Request m_request;
+    QTemporaryDir m_temporaryDir;
+    QWidget m_window;
+    Sources m_sources;
+    std::unique_ptr<CWavConverter> m_converter;
+};
+
+/// Runs the request and compares result, boxes and directory.
+inline void checkRequest(const Request& request, const std::function<int(CWavConverter&)>& convert)
+{
+    PreparedRequest prepared(request);
+    const ConversionRun run =
+        runAnswered(request.answers, [&] { return convert(prepared.converter()); });
+    QCOMPARE(run.texts(), request.boxes);
+    QCOMPARE(run.result, request.result);
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
+    for (const SeenBox& box : run.boxes) {
+        const bool asks = box.text.endsWith(QStringLiteral("overwrite?"));
+        QCOMPARE(box.title, QStringLiteral("Splicora"));
+        QCOMPARE(box.icon, asks ? QMessageBox::Question : QMessageBox::Warning);
+        QCOMPARE(box.buttons, asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok);
+        QCOMPARE(box.parent, prepared.window());
+    }
+}
+
+/// What a progress dialog showed when events came through for the first time.
+struct SeenProgress
+{
+    QString label;
+    int maximum = 0;
+    bool visible = false;
+    Qt::WindowModality modality = Qt::NonModal;
+
+    bool operator==(const SeenProgress& other) const = default;
+};
+
+/// Looks at every progress dialog that a window gets.
+class ProgressWatch : public QObject
+{
+public:
+    explicit ProgressWatch(const QWidget* window)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this, window] {
+            const auto* dialog = window->findChild<QProgressDialog*>();
+            if (dialog && (m_seen.isEmpty() || m_seen.last().label != dialog->labelText())) {
+                m_seen.append({dialog->labelText(), dialog->maximum(), dialog->isVisible(),
+                               dialog->windowModality()});
+            }
+        });
+        m_timer.start(0);
+    }
+
+    const QList<SeenProgress>& seen() const { return m_seen; }
+
+private:
+    QList<SeenProgress> m_seen;
+    QTimer m_timer;
+};
+
+/// Lets the progress dialogs of a window act as if the work had already taken some seconds: they
+/// appear, and let events through, with the next value.
+class ImpatientProgress : public QObject
+{
+public:
+    explicit ImpatientProgress(const QWidget* window)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [window] {
+            if (auto* dialog = window->findChild<QProgressDialog*>())
+                dialog->setMinimumDuration(0);
+        });
+        m_timer.start(0);
+    }
+
+private:
+    QTimer m_timer;
+};
