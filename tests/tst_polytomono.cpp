@@ -1,0 +1,813 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/conversionrequest.h"
+#include "tests/wavbuilder.h"
+
+#include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// What the parts of an output add to its RIFF size: a chunk that is not `data` counts 4 bytes and
+// its header, whatever its length.
+constexpr qint64 g_riff = 12;
+constexpr qint64 g_bext = 866;
+constexpr qint64 g_header = 8;
+constexpr qint64 g_chunk = 8 + 4;
+
+constexpr qint64 g_blockSize = 524288; // bytes of source data moved at once
+
+const Format g_stereo16 = {.channels = 2, .bits = 16};
+
+/// The format of one channel of @p poly.
+Format monoOf(const Format& poly)
+{
+    Format mono = poly;
+    mono.channels = 1;
+    mono.blockAlign = poly.frameBytes() / poly.channels;
+    mono.byteRate = qint64(poly.rate) * poly.frameBytes() / poly.channels;
+    return mono;
+}
+
+/// The channels of a take, @p frames samples each.
+QByteArrayList channelsOf(const Format& format, qsizetype frames)
+{
+    QByteArrayList channels;
+    for (int k = 0; k < format.channels; ++k)
+        channels.append(sampleBytes(frames * (format.bits / 8), k));
+    return channels;
+}
+
+QByteArray polyFile(const Format& format, const QByteArray& samples)
+{
+    return wavBytes({fmtChunk(format), dataChunk(samples)});
+}
+
+QByteArray polyFile(const Format& format, const QByteArrayList& channels)
+{
+    return polyFile(format, interleaved(channels, format.bits / 8));
+}
+
+/// The output for a source of `fmt ` and `data` alone, with @p samples bytes in its `data` chunk.
+QByteArray monoFile(const Format& poly, const QByteArray& samples)
+{
+    const QByteArray padded = samples + QByteArray(samples.size() % 2, '\0');
+    return wavBytes({bextWithoutDate(), fmtChunk(monoOf(poly)), dataChunk(padded)},
+                    g_riff + g_bext + g_chunk + g_header + padded.size());
+}
+
+QString outputName(qsizetype channel)
+{
+    return u"take_0%1.wav"_s.arg(channel);
+}
+
+/// The outputs for channels 1, 2, ... of take.wav.
+Files outputsOf(const QByteArrayList& files)
+{
+    Files outputs;
+    for (const QByteArray& file : files)
+        outputs[outputName(outputs.size() + 1)] = file;
+    return outputs;
+}
+
+Files monoFiles(const Format& poly, const QByteArrayList& channels)
+{
+    QByteArrayList files;
+    for (const QByteArray& channel : channels)
+        files.append(monoFile(poly, channel));
+    return outputsOf(files);
+}
+
+/// A whole take with the outputs of all its channels.
+Request wholeTake(const Format& format, qsizetype frames)
+{
+    const QByteArrayList channels = channelsOf(format, frames);
+    return {.before = {{u"take.wav"_s, polyFile(format, channels)}},
+            .outputs = monoFiles(format, channels)};
+}
+
+/// A take of @p samples as they lie in the file, and the samples of its outputs.
+Request plainTake(const Format& format, const QByteArray& samples, const QByteArrayList& channels)
+{
+    return {.before = {{u"take.wav"_s, polyFile(format, samples)}},
+            .outputs = monoFiles(format, channels)};
+}
+
+/// A take of these chunks and the two outputs.
+Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first, const QByteArray& second)
+{
+    return {.before = {{u"take.wav"_s, wavBytes(chunks)}}, .outputs = outputsOf({first, second})};
+}
+
+Request failingTake(const QByteArrayList& chunks, int result, const char* sentence)
+{
+    return {.before = {{u"take.wav"_s, wavBytes(chunks)}},
+            .result = result,
+            .boxes = {errorText(sentence)}};
+}
+
+/// A generated `bext` chunk, @p chunks and the RIFF size that goes with it.
+QByteArray datedFile(const QByteArrayList& chunks, qint64 riffSize)
+{
+    return wavBytes(QByteArrayList{bextWithoutDate()} + chunks, riffSize);
+}
+
+int split(CWavConverter& converter)
+{
+    return converter.polyToMono();
+}
+
+// Two frames of 16-bit stereo and its two channels.
+const QByteArray g_frames = "AaBbCcDd";
+const QByteArray g_first = "AaCc";
+const QByteArray g_second = "BbDd";
+const QByteArray g_monoFmt = fmtChunk(monoOf(g_stereo16));
+
+/// The outputs for g_frames with further chunks before and behind fmt and data.
+Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList& copiedBefore,
+                       const QByteArrayList& copiedBehind)
+{
+    const auto output = [&](const QByteArray& samples) {
+        const QByteArrayList chunks =
+            copiedBefore + QByteArrayList{g_monoFmt, dataChunk(samples)} + copiedBehind;
+        const qint64 copied = copiedBefore.size() + copiedBehind.size();
+        return datedFile(chunks, g_riff + g_bext + g_chunk + g_header + 4 + copied * g_chunk);
+    };
+    return chunkedTake(sourceChunks, output(g_first), output(g_second));
+}
+
+} // namespace
+
+class TestPolyToMono : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void sampleFormats_data();
+    void sampleFormats();
+    void inconsistentFormats_data();
+    void inconsistentFormats();
+    void chunks_data();
+    void chunks();
+    void channelsAndSources_data();
+    void channelsAndSources();
+    void failures_data();
+    void failures();
+    void existingOutputs_data();
+    void existingOutputs();
+    void sourcesAsOutputs_data();
+    void sourcesAsOutputs();
+    void cancels_data();
+    void cancels();
+    void showsItsProgressAtOnce();
+};
+
+void TestPolyToMono::sampleFormats_data()
+{
+    QTest::addColumn<Request>("request");
+
+    QTest::newRow("16-bit stereo") << wholeTake(g_stereo16, 1000);
+    QTest::newRow("8-bit stereo with an odd number of frames has padded data")
+        << wholeTake({.channels = 2, .bits = 8}, 1001);
+    QTest::newRow("24-bit stereo over two blocks of whole 6-byte frames")
+        << wholeTake({.channels = 2, .bits = 24}, g_blockSize / 6 + 1001);
+    QTest::newRow("24-bit with three channels over three blocks of whole 9-byte frames")
+        << wholeTake({.channels = 3, .bits = 24}, 2 * (g_blockSize / 9) + 1);
+    QTest::newRow("24-bit with six channels over two blocks of whole 18-byte frames")
+        << wholeTake({.channels = 6, .bits = 24}, g_blockSize / 18 + 2);
+    QTest::newRow("24-bit with eight channels over two blocks of whole 24-byte frames")
+        << wholeTake({.channels = 8, .bits = 24}, g_blockSize / 24 + 3);
+    QTest::newRow("16-bit stereo of exactly one block") << wholeTake(g_stereo16, g_blockSize / 4);
+    QTest::newRow("16-bit stereo of exactly two blocks") << wholeTake(g_stereo16, g_blockSize / 2);
+    QTest::newRow("16-bit stereo one frame longer than a block")
+        << wholeTake(g_stereo16, g_blockSize / 4 + 1);
+    QTest::newRow("32-bit with four channels at 96000 Hz")
+        << wholeTake({.channels = 4, .bits = 32, .rate = 96000}, 777);
+    QTest::newRow("32-bit floating point keeps its format tag")
+        << wholeTake({.channels = 2, .bits = 32, .tag = 3}, 100);
+    QTest::newRow("64-bit floating point") << wholeTake({.channels = 2, .bits = 64, .tag = 3}, 100);
+    QTest::newRow("an extensible format keeps its tag and loses the extension")
+        << chunkedTake({fmtChunk({.channels = 2, .tag = 0xFFFE},
+                                 le16(22) + le16(16) + le32(3) + QByteArray(16, 'G')),
+                        dataChunk(g_frames)},
+                       monoFile({.channels = 2, .tag = 0xFFFE}, g_first),
+                       monoFile({.channels = 2, .tag = 0xFFFE}, g_second));
+    QTest::newRow("a format of 18 bytes becomes one of 16")
+        << chunkedTake({fmtChunk(g_stereo16, le16(0)), dataChunk(g_frames)},
+                       monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second));
+    QTest::newRow("no samples at all") << wholeTake(g_stereo16, 0);
+    QTest::newRow("half a frame at the end leaves a zero byte and a pad byte")
+        << plainTake(g_stereo16, "AaBbCc", {QByteArray("Aa\0", 3), QByteArray("Bb\0", 3)});
+    QTest::newRow("less than a frame leaves zeros")
+        << plainTake(g_stereo16, "Aa", {QByteArray("\0", 1), QByteArray("\0", 1)});
+    QTest::newRow("an odd data chunk at the end of the file, without pad byte")
+        << plainTake({.channels = 2, .bits = 8}, "AbCdE", {"AC", "bd"});
+}
+
+void TestPolyToMono::sampleFormats()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::inconsistentFormats_data()
+{
+    QTest::addColumn<Request>("request");
+
+    QTest::newRow("12 bits count as one byte, the rest of the block is zero")
+        << plainTake({.channels = 2, .bits = 12, .blockAlign = 4}, "AaBbCcDd",
+                     {QByteArray("AC\0\0", 4), QByteArray("ac\0\0", 4)});
+    QTest::newRow("20 bits in a block align of 6 count as two bytes, the rest is zero")
+        << plainTake({.channels = 2, .bits = 20, .blockAlign = 6}, "AaxBbyCcxDdy",
+                     {QByteArray("AaCc\0\0", 6), QByteArray("xBxD\0\0", 6)});
+    QTest::newRow("0 bits give silence of the right length")
+        << plainTake({.channels = 2, .bits = 0, .blockAlign = 4}, "AaBbCcDd",
+                     {QByteArray(4, '\0'), QByteArray(4, '\0')});
+    QTest::newRow("7 bits give silence of the right length")
+        << plainTake({.channels = 2, .bits = 7, .blockAlign = 2}, "AaBb",
+                     {QByteArray(2, '\0'), QByteArray(2, '\0')});
+    QTest::newRow("a block align beyond channels times bytes is used as it stands")
+        << plainTake({.channels = 2, .bits = 16, .blockAlign = 6}, "AaBb..CcDd..",
+                     {QByteArray("AaCc\0\0", 6), QByteArray("BbDd\0\0", 6)});
+    QTest::newRow("a block align below channels times bytes is used as it stands")
+        << plainTake({.channels = 2, .bits = 16, .blockAlign = 3}, "AaBbCc", {"Aab", "Bbc"});
+    QTest::newRow("a block align below the bytes of a sample is used as it stands")
+        << plainTake({.channels = 2, .bits = 16, .blockAlign = 1}, "ABCDEF", {"ABB", "CDD"});
+    QTest::newRow("a channel that lies behind the only frame is zero") << plainTake(
+        {.channels = 2, .bits = 16, .blockAlign = 2}, "AB", {QByteArray("A"), QByteArray(1, '\0')});
+    QTest::newRow("channels that lie far behind a full block read zeros") << plainTake(
+        {.channels = 8, .bits = 65528, .blockAlign = 8}, "ABCDEFGH",
+        {"A", QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0'),
+         QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0')});
+
+    // The whole first block is 0x41 and its samples fill the front of the output buffer, then the
+    // second block brings two frames.
+    const QByteArray block(g_blockSize, 'A');
+    const QByteArray samples(g_blockSize / 4, 'A');
+    const QByteArray rest(g_blockSize / 4, '\0');
+    QTest::newRow("what no frame of the second block fills is left from the first")
+        << plainTake({.channels = 2, .bits = 8, .blockAlign = 4}, block + "BbCcDdEe",
+                     {samples + rest + "BDAA", samples + rest + "bdAA"});
+
+    const Format mono = {.channels = 1, .bits = 16};
+    QTest::newRow("a mono source of half a block comes out as one file")
+        << wholeTake(mono, 262144 / 2);
+    QTest::newRow("a mono source of more than half a block comes out as one file")
+        << wholeTake(mono, 262144 / 2 + 1);
+    QTest::newRow("a mono source of several blocks comes out as one file")
+        << wholeTake({.channels = 1, .bits = 24}, g_blockSize);
+    QTest::newRow("a mono source with samples twice as wide as its frames") << plainTake(
+        {.channels = 1, .bits = 32, .blockAlign = 2}, "ABCDEF", {QByteArray("ABCDCD")});
+}
+
+void TestPolyToMono::inconsistentFormats()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::chunks_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray fmt = fmtChunk(g_stereo16);
+    const QByteArray data = dataChunk(g_frames);
+    const QByteArray evenList = chunk("LIST", "INFOab");
+    const QByteArray bext = chunk("bext", sampleBytes(602, 7));
+    const qint64 audio = g_chunk + g_header + 4; // fmt and the data of g_frames
+
+    QTest::newRow("an even chunk before fmt")
+        << takeWithChunks({evenList, fmt, data}, {evenList}, {});
+    QTest::newRow("an even chunk behind data")
+        << takeWithChunks({fmt, data, evenList}, {}, {evenList});
+    QTest::newRow("an odd chunk behind data keeps its odd size and its pad byte") << takeWithChunks(
+        {fmt, data, paddedChunk("LIST", "INFOabc")}, {}, {paddedChunk("LIST", "INFOabc")});
+    QTest::newRow("a pad byte that is not zero is copied as it is") << takeWithChunks(
+        {fmt, data, chunk("note", "abc") + "P"}, {}, {chunk("note", "abc") + "P"});
+    QTest::newRow("an odd chunk between two others, behind data")
+        << takeWithChunks({fmt, data, paddedChunk("note", "abc"), evenList}, {},
+                          {paddedChunk("note", "abc"), evenList});
+    QTest::newRow("an odd last chunk without pad byte gets a zero one") << takeWithChunks(
+        {fmt, data, chunk("LIST", "INFOabc")}, {}, {paddedChunk("LIST", "INFOabc")});
+    QTest::newRow("a last chunk that claims more than there is, is filled with zeros")
+        << takeWithChunks({fmt, data, chunk("LIST", "INFO", 1001)}, {},
+                          {chunk("LIST", "INFO" + QByteArray(998, '\0'), 1001)});
+    QTest::newRow("an empty chunk")
+        << takeWithChunks({fmt, data, chunk("JUNK", "")}, {}, {chunk("JUNK", "")});
+    QTest::newRow("an id in other letters is another chunk")
+        << takeWithChunks({fmt, data, chunk("DATA", "abcd"), chunk("Bext", "abc") + "P"}, {},
+                          {chunk("DATA", "abcd"), chunk("Bext", "abc") + "P"});
+    QTest::newRow("an id that is not text ends the search for bext, not the copy")
+        << takeWithChunks({fmt, data, chunk("\x01\x80\xFFx", "abcd"), bext}, {},
+                          {chunk("\x01\x80\xFFx", "abcd"), bext});
+    QTest::newRow("a bext behind an odd chunk is not found, so there are two") << takeWithChunks(
+        {fmt, data, paddedChunk("note", "abc"), bext}, {}, {paddedChunk("note", "abc"), bext});
+
+    QTest::newRow("data before fmt stays before it") << chunkedTake(
+        {data, fmt}, datedFile({dataChunk(g_first), g_monoFmt}, g_riff + g_bext + audio),
+        datedFile({dataChunk(g_second), g_monoFmt}, g_riff + g_bext + audio));
+    QTest::newRow("two data chunks are both split")
+        << chunkedTake({fmt, data, dataChunk("EeFfGgHhIiJj")},
+                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk("EeGgIi")},
+                                 g_riff + g_bext + audio + g_header + 6),
+                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk("FfHhJj")},
+                                 g_riff + g_bext + audio + g_header + 6));
+    QTest::newRow("the buffers of a second data chunk are fresh")
+        << chunkedTake({fmt, data, dataChunk("EeFfG")},
+                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk("Ee")},
+                                 g_riff + g_bext + audio + g_header + 2),
+                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk("Ff")},
+                                 g_riff + g_bext + audio + g_header + 2));
+    QTest::newRow("half a frame in a second data chunk is zero")
+        << chunkedTake({fmt, data, dataChunk("Ee")},
+                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk(QByteArray(2, '\0'))},
+                                 g_riff + g_bext + audio + g_header + 2),
+                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk(QByteArray(2, '\0'))},
+                                 g_riff + g_bext + audio + g_header + 2));
+    QTest::newRow("every fmt becomes the format of the first") << chunkedTake(
+        {fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
+        datedFile({g_monoFmt, dataChunk(g_first), g_monoFmt}, g_riff + g_bext + audio + g_chunk),
+        datedFile({g_monoFmt, dataChunk(g_second), g_monoFmt}, g_riff + g_bext + audio + g_chunk));
+
+    QTest::newRow("a bext at the start is copied, none is generated")
+        << chunkedTake({bext, fmt, data},
+                       wavBytes({bext, g_monoFmt, dataChunk(g_first)}, g_riff + audio + g_chunk),
+                       wavBytes({bext, g_monoFmt, dataChunk(g_second)}, g_riff + audio + g_chunk));
+    QTest::newRow("a bext at the end stays at the end") << chunkedTake(
+        {fmt, data, evenList, bext},
+        wavBytes({g_monoFmt, dataChunk(g_first), evenList, bext}, g_riff + audio + 2 * g_chunk),
+        wavBytes({g_monoFmt, dataChunk(g_second), evenList, bext}, g_riff + audio + 2 * g_chunk));
+    QTest::newRow("an empty bext counts as one") << chunkedTake(
+        {fmt, data, chunk("bext", "")},
+        wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "")}, g_riff + audio + g_chunk),
+        wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "")}, g_riff + audio + g_chunk));
+    QTest::newRow("two bext chunks are both copied")
+        << chunkedTake({bext, fmt, data, chunk("bext", "second")},
+                       wavBytes({bext, g_monoFmt, dataChunk(g_first), chunk("bext", "second")},
+                                g_riff + audio + 2 * g_chunk),
+                       wavBytes({bext, g_monoFmt, dataChunk(g_second), chunk("bext", "second")},
+                                g_riff + audio + 2 * g_chunk));
+    QTest::newRow("an odd bext is copied without rounding")
+        << chunkedTake({fmt, data, chunk("bext", "abc"), evenList},
+                       wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), evenList},
+                                g_riff + audio + 2 * g_chunk),
+                       wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "abc"), evenList},
+                                g_riff + audio + 2 * g_chunk));
+
+    // With a pad byte nobody skips, the next header is read one byte early: id "\0LIS" and the
+    // size made of "T" and the first three bytes of the real one, 'T' + 256 x 4.
+    const QByteArray shifted =
+        chunk(QByteArray("\0LIS", 4).constData(), QByteArray("\0info", 5) + QByteArray(1103, '\0'));
+    QTest::newRow("the pad byte of an odd bext is read as the start of the next header")
+        << chunkedTake(
+               {fmt, data, chunk("bext", "abc"), QByteArray(1, '\0'), chunk("LIST", "info")},
+               wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), shifted},
+                        g_riff + audio + 2 * g_chunk),
+               wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "abc"), shifted},
+                        g_riff + audio + 2 * g_chunk));
+    QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
+        << chunkedTake({fmt, dataChunk("AaBbC"), QByteArray(1, '\0'), chunk("LIST", "info")},
+                       datedFile({g_monoFmt, dataChunk("Aa"), shifted},
+                                 g_riff + g_bext + g_chunk + g_header + 2 + g_chunk),
+                       datedFile({g_monoFmt, dataChunk("Bb"), shifted},
+                                 g_riff + g_bext + g_chunk + g_header + 2 + g_chunk));
+
+    // The skip over the body of such a fmt moves nothing, so its 16 bytes are read as a chunk: tag
+    // and channels are the id, the rate is the size.
+    const Format slow = {.channels = 2, .bits = 16, .rate = 8};
+    const QByteArray bodyAsChunk = slow.body();
+    const auto slowOutput = [&](const QByteArray& samples) {
+        return datedFile({dataChunk(samples), fmtChunk(monoOf(slow)), bodyAsChunk},
+                         g_riff + g_bext + audio + g_chunk);
+    };
+    QTest::newRow("the body of a fmt of 2^31 bytes is not skipped")
+        << chunkedTake({data, chunk("fmt ", slow.body(), qint64(1) << 31)}, slowOutput(g_first),
+                       slowOutput(g_second));
+}
+
+void TestPolyToMono::chunks()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::channelsAndSources_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const Format four = {.channels = 4, .bits = 16};
+    const QByteArrayList fourChannels = channelsOf(four, 50);
+    const QByteArray fourFile = polyFile(four, fourChannels);
+    const auto named = [](const QStringList& names, const QByteArrayList& contents) {
+        Files files;
+        for (qsizetype i = 0; i < names.size(); ++i)
+            files[names[i]] = contents[i];
+        return files;
+    };
+
+    QTest::newRow("disabled channels 2 and 4 yield no file")
+        << Request{.before = {{u"take.wav"_s, fourFile}},
+                   .outputs = {{u"take_01.wav"_s, monoFile(four, fourChannels[0])},
+                               {u"take_03.wav"_s, monoFile(four, fourChannels[2])}},
+                   .disabled = {2, 4}};
+    QTest::newRow("disabled channel 1 yields no file")
+        << Request{.before = {{u"take.wav"_s, fourFile}},
+                   .outputs = {{u"take_02.wav"_s, monoFile(four, fourChannels[1])},
+                               {u"take_03.wav"_s, monoFile(four, fourChannels[2])},
+                               {u"take_04.wav"_s, monoFile(four, fourChannels[3])}},
+                   .disabled = {1}};
+    QTest::newRow("all channels disabled yield nothing, without a word")
+        << Request{.before = {{u"take.wav"_s, fourFile}}, .disabled = {1, 2, 3, 4}};
+    QTest::newRow("no source yields nothing, without a word")
+        << Request{.before = {{u"take.wav"_s, fourFile}}, .sources = {}};
+
+    const Format ten = {.channels = 10, .bits = 16};
+    const QByteArrayList tenChannels = channelsOf(ten, 33);
+    QTest::newRow("of ten channels the first eight are split")
+        << Request{.before = {{u"take.wav"_s, polyFile(ten, tenChannels)}},
+                   .outputs = monoFiles(ten, tenChannels.first(8))};
+    const Format none = {.channels = 0, .bits = 16, .blockAlign = 4};
+    const QByteArray noneFile = wavBytes({fmtChunk(none), dataChunk(g_frames)});
+    QTest::newRow("no channels yield nothing, without a word")
+        << Request{.before = {{u"take.wav"_s, noneFile}}};
+    QTest::newRow("no channels and block align 0 yield nothing, without a word") << Request{
+        .before = {{u"take.wav"_s,
+                    wavBytes({fmtChunk({.channels = 0, .blockAlign = 0}), dataChunk(g_frames)})}}};
+    const Format many = {.channels = 65535, .bits = 8, .rate = 1, .blockAlign = 65535};
+    const QByteArrayList manyChannels = channelsOf(many, 2);
+    QTest::newRow("the largest number of channels is read without a sign")
+        << Request{.before = {{u"take.wav"_s, polyFile(many, manyChannels)}},
+                   .outputs = {{u"take_01.wav"_s, monoFile(many, manyChannels[0])},
+                               {u"take_08.wav"_s, monoFile(many, manyChannels[7])}},
+                   .disabled = {2, 3, 4, 5, 6, 7}};
+
+    QTest::newRow("several sources, the one without channels is passed over") << Request{
+        .before = {{u"a.wav"_s, polyFile(g_stereo16, g_frames)},
+                   {u"none.wav"_s, noneFile},
+                   {u"b.wav"_s, polyFile(four, fourChannels)}},
+        .sources = {u"a.wav"_s, u"none.wav"_s, u"b.wav"_s},
+        .outputs = named({u"a_01.wav"_s, u"a_02.wav"_s, u"b_01.wav"_s, u"b_02.wav"_s, u"b_03.wav"_s,
+                          u"b_04.wav"_s},
+                         {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second),
+                          monoFile(four, fourChannels[0]), monoFile(four, fourChannels[1]),
+                          monoFile(four, fourChannels[2]), monoFile(four, fourChannels[3])})};
+
+    const QByteArray stereoFile = polyFile(g_stereo16, g_frames);
+    const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
+    const Format eight = {.channels = 8, .bits = 16};
+    const QByteArrayList eightChannels = channelsOf(eight, 5);
+    QTest::newRow("eight channels next to the source are named _01 to _08") << Request{
+        .before = {{u"rec/take.wav"_s, polyFile(eight, eightChannels)}},
+        .sources = {u"rec/take.wav"_s},
+        .outputs = named({u"rec/take_01.wav"_s, u"rec/take_02.wav"_s, u"rec/take_03.wav"_s,
+                          u"rec/take_04.wav"_s, u"rec/take_05.wav"_s, u"rec/take_06.wav"_s,
+                          u"rec/take_07.wav"_s, u"rec/take_08.wav"_s},
+                         monoFiles(eight, eightChannels).values())};
+    QTest::newRow("the output directory takes the outputs")
+        << Request{.before = {{u"rec/take.wav"_s, stereoFile}, {u"out/other.txt"_s, "kept"}},
+                   .sources = {u"rec/take.wav"_s},
+                   .outputs = named({u"out/take_01.wav"_s, u"out/take_02.wav"_s}, monos),
+                   .outputDir = u"out"_s};
+    QTest::newRow("only the last extension is cut off the name")
+        << Request{.before = {{u"day.1.take.WAV"_s, stereoFile}},
+                   .sources = {u"day.1.take.WAV"_s},
+                   .outputs = named({u"day.1.take_01.wav"_s, u"day.1.take_02.wav"_s}, monos)};
+    QTest::newRow("placeholders in a name stay as they are")
+        << Request{.before = {{u"%1/take %2 %1.wav"_s, stereoFile}},
+                   .sources = {u"%1/take %2 %1.wav"_s},
+                   .outputs = named({u"%1/take %2 %1_01.wav"_s, u"%1/take %2 %1_02.wav"_s}, monos)};
+    QTest::newRow("the format is the one that was listed, not the one in the file now")
+        << Request{.before = {{u"take.wav"_s, polyFile({.channels = 4, .bits = 8}, g_frames)}},
+                   .outputs = outputsOf(monos),
+                   .listed = {{u"take.wav"_s, stereoFile}}};
+    QTest::newRow("a RIFF size of 0 in the source does not matter") << Request{
+        .before = {{u"take.wav"_s, wavBytes({fmtChunk(g_stereo16), dataChunk(g_frames)}, 0)}},
+        .outputs = outputsOf(monos)};
+    QTest::newRow("the largest RIFF size in the source does not matter")
+        << Request{.before = {{u"take.wav"_s,
+                               wavBytes({fmtChunk(g_stereo16), dataChunk(g_frames)}, 0xFFFFFFFF)}},
+                   .outputs = outputsOf(monos)};
+}
+
+void TestPolyToMono::channelsAndSources()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::failures_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray fmt = fmtChunk(g_stereo16);
+    const QByteArray data = dataChunk(g_frames);
+    const QByteArray good = polyFile(g_stereo16, g_frames);
+    const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
+    const auto cannotOpen = errorText("Can not open file.");
+    const auto illegal = errorText("Illegal file format.");
+    const auto unreadable = errorText("Data read error.");
+
+    QTest::newRow("a source that is gone cannot be opened")
+        << Request{.listed = {{u"take.wav"_s, good}}, .result = 2, .boxes = {cannotOpen}};
+    QTest::newRow("an output directory that is not there")
+        << Request{.before = {{u"take.wav"_s, good}},
+                   .outputDir = u"nowhere"_s,
+                   .result = 2,
+                   .boxes = {cannotOpen}};
+    QTest::newRow("an output directory that is a file")
+        << Request{.before = {{u"take.wav"_s, good}, {u"file"_s, "kept"}},
+                   .outputDir = u"file"_s,
+                   .result = 2,
+                   .boxes = {cannotOpen}};
+    QTest::newRow("a directory with the name of the second output leaves the first")
+        << Request{.before = {{u"take.wav"_s, good}, {u"take_02.wav/inside"_s, "kept"}},
+                   .outputs = {{u"take_01.wav"_s, monos[0]}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s), cannotOpen}};
+
+    const auto illegalTake = [&](const QByteArray& now) {
+        return Request{.before = {{u"take.wav"_s, now}},
+                       .outputs = {{u"take_01.wav"_s, {}}},
+                       .listed = {{u"take.wav"_s, good}},
+                       .result = 8,
+                       .boxes = {illegal}};
+    };
+    QTest::newRow("a source that is not RIFF leaves an empty output")
+        << illegalTake("RIFX" + good.mid(4));
+    QTest::newRow("a RIFF that is not WAVE leaves an empty output")
+        << illegalTake(good.first(8) + "WAVX" + good.mid(12));
+    QTest::newRow("small letters are not RIFF") << illegalTake("riff" + good.mid(4));
+    QTest::newRow("an empty source leaves an empty output") << illegalTake({});
+    QTest::newRow("a source of 7 bytes leaves an empty output") << illegalTake(good.first(7));
+    QTest::newRow("a source of 11 bytes leaves an empty output") << illegalTake(good.first(11));
+    QTest::newRow("a source that is not RIFF leaves an overwritten output empty")
+        << Request{.before = {{u"take.wav"_s, "text"}, {u"take_01.wav"_s, "old"}},
+                   .outputs = {{u"take_01.wav"_s, {}}},
+                   .listed = {{u"take.wav"_s, good}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 8,
+                   .boxes = {overwriteQuestion(u"take_01.wav"_s), illegal}};
+
+    const QByteArray noBlocks =
+        wavBytes({fmtChunk({.channels = 2, .bits = 16, .blockAlign = 0}), data});
+    QTest::newRow("a block align of 0 touches nothing")
+        << Request{.before = {{u"take.wav"_s, noBlocks}}, .result = 8, .boxes = {illegal}};
+    QTest::newRow("a block align of 0 does not ask about an output that is there")
+        << Request{.before = {{u"take.wav"_s, noBlocks}, {u"take_01.wav"_s, "old"}},
+                   .result = 8,
+                   .boxes = {illegal}};
+    QTest::newRow("a block align of 0 with an output directory that is not there")
+        << Request{.before = {{u"take.wav"_s, noBlocks}},
+                   .outputDir = u"nowhere"_s,
+                   .result = 8,
+                   .boxes = {illegal}};
+    QTest::newRow("a block align of 0 in the second source leaves the outputs of the first")
+        << Request{.before = {{u"a.wav"_s, good}, {u"b.wav"_s, noBlocks}, {u"c.wav"_s, good}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
+                   .outputs = {{u"a_01.wav"_s, monos[0]}, {u"a_02.wav"_s, monos[1]}},
+                   .result = 8,
+                   .boxes = {illegal}};
+
+    QTest::newRow("the pad byte of an odd last data chunk is a cut header")
+        << failingTake({fmt, dataChunk("AaBbC"), QByteArray(1, '\0')}, 4, "Data read error.");
+    QTest::newRow("the pad byte of an odd last bext is a cut header") << failingTake(
+        {fmt, data, chunk("bext", "abc"), QByteArray(1, '\0')}, 4, "Data read error.");
+    QTest::newRow("the pad byte of an odd last fmt is a cut header") << failingTake(
+        {data, fmtChunk(g_stereo16, "x"), QByteArray(1, '\0')}, 4, "Data read error.");
+    QTest::newRow("three bytes behind the last chunk")
+        << failingTake({fmt, data, "abc"}, 4, "Data read error.");
+    QTest::newRow("seven bytes behind the last chunk")
+        << failingTake({fmt, data, "LISTabc"}, 4, "Data read error.");
+    QTest::newRow("seven bytes behind the last chunk of a source with bext")
+        << failingTake({chunk("bext", "ab"), fmt, data, "LISTabc"}, 4, "Data read error.");
+    QTest::newRow("two pad bytes behind the last chunk") << failingTake(
+        {fmt, data, chunk("note", "ab"), QByteArray(2, '\0')}, 4, "Data read error.");
+    QTest::newRow("a chunk of 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", qint64(1) << 31)}, 7, "Data copy error.");
+    QTest::newRow("a chunk that is rounded up to 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", 0x7FFFFFFF)}, 7, "Data copy error.");
+    QTest::newRow("a chunk of the largest odd size cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", 0xFFFFFFFF)}, 7, "Data copy error.");
+    QTest::newRow("a bext of 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("bext", "text", qint64(1) << 31)}, 7, "Data copy error.");
+    QTest::newRow("a cut header in the second source ends the request")
+        << Request{.before = {{u"a.wav"_s, good},
+                              {u"b.wav"_s, wavBytes({fmt, data, "LIST"})},
+                              {u"c.wav"_s, good}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
+                   .outputs = {{u"a_01.wav"_s, monos[0]}, {u"a_02.wav"_s, monos[1]}},
+                   .result = 4,
+                   .boxes = {unreadable}};
+}
+
+void TestPolyToMono::failures()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::existingOutputs_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const Format three = {.channels = 3, .bits = 16};
+    const QByteArrayList channels = channelsOf(three, 20);
+    const QByteArray poly = polyFile(three, channels);
+    const Files monos = monoFiles(three, channels);
+    const QByteArray longer = sampleBytes(5000, 9);
+
+    QTest::newRow("Yes overwrites the whole file")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, longer}},
+                   .outputs = monos,
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s)}};
+    QTest::newRow("every output that is there is asked about") << Request{
+        .before = {{u"take.wav"_s, poly},
+                   {u"take_01.wav"_s, longer},
+                   {u"take_02.wav"_s, ""},
+                   {u"take_03.wav"_s, longer}},
+        .outputs = monos,
+        .answers = {QMessageBox::Yes, QMessageBox::Yes, QMessageBox::Yes},
+        .boxes = {overwriteQuestion(u"take_01.wav"_s), overwriteQuestion(u"take_02.wav"_s),
+                  overwriteQuestion(u"take_03.wav"_s)}};
+    QTest::newRow("an output that is switched off is not asked about")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, longer}},
+                   .outputs = {{u"take_01.wav"_s, monos[u"take_01.wav"_s]},
+                               {u"take_03.wav"_s, monos[u"take_03.wav"_s]}},
+                   .disabled = {2}};
+    const Request declined = {.before = {{u"take.wav"_s, poly}, {u"take_03.wav"_s, longer}},
+                              .outputs = {{u"take_01.wav"_s, monos[u"take_01.wav"_s]},
+                                          {u"take_02.wav"_s, monos[u"take_02.wav"_s]}},
+                              .answers = {QMessageBox::Cancel},
+                              .result = 10,
+                              .boxes = {overwriteQuestion(u"take_03.wav"_s)}};
+    QTest::newRow("Cancel for the third output leaves the first two, without a word") << declined;
+    Request closed = declined;
+    closed.answers = {QMessageBox::NoButton};
+    QTest::newRow("Escape is a Cancel") << closed;
+    QTest::newRow("Cancel for the first source ends the request")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, poly}, {u"take_01.wav"_s, "old"}},
+                   .sources = {u"take.wav"_s, u"b.wav"_s},
+                   .answers = {QMessageBox::Cancel},
+                   .result = 10,
+                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+    QTest::newRow("the question names the file without its directory, placeholders kept")
+        << Request{.before = {{u"rec/%1.wav"_s, poly}, {u"out %2/%1_01.wav"_s, "old"}},
+                   .sources = {u"rec/%1.wav"_s},
+                   .outputDir = u"out %2"_s,
+                   .answers = {QMessageBox::Cancel},
+                   .result = 10,
+                   .boxes = {overwriteQuestion(u"%1_01.wav"_s)}};
+}
+
+void TestPolyToMono::existingOutputs()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::sourcesAsOutputs_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray poly = polyFile(g_stereo16, g_frames);
+    const QByteArray other = polyFile(g_stereo16, sampleBytes(80, 3));
+    const QStringList boxes = {overwriteQuestion(u"take_01.wav"_s),
+                               errorText("Can not open file.")};
+
+    QTest::newRow("an output with the name of another source is refused")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"take_01.wav"_s, other}},
+                   .sources = {u"take.wav"_s, u"take_01.wav"_s},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = boxes};
+    QTest::newRow("the second output is refused, the first stays")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, other}},
+                   .sources = {u"take.wav"_s, u"take_02.wav"_s},
+                   .outputs = {{u"take_01.wav"_s, monoFile(g_stereo16, g_first)}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
+    QTest::newRow("an output that is a link to its source is refused")
+        << Request{.before = {{u"take.wav"_s, poly}},
+                   .links = {{u"take_01.wav"_s, u"take.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = boxes};
+    QTest::newRow("an output that is a hard link to its source is refused")
+        << Request{.before = {{u"take.wav"_s, poly}},
+                   .hardLinks = {{u"take_01.wav"_s, u"take.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = boxes};
+    QTest::newRow("an output that is a link to a later source is refused")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}},
+                   .sources = {u"take.wav"_s, u"b.wav"_s},
+                   .links = {{u"take_01.wav"_s, u"b.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .result = 2,
+                   .boxes = boxes};
+    QTest::newRow("an output that is a source can be declined without a word")
+        << Request{.before = {{u"take.wav"_s, poly}},
+                   .links = {{u"take_01.wav"_s, u"take.wav"_s}},
+                   .answers = {QMessageBox::Cancel},
+                   .result = 10,
+                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+    QTest::newRow("an output that is a link to some other file is written through the link")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"other.wav"_s, other}},
+                   .outputs = {{u"other.wav"_s, monoFile(g_stereo16, g_first)},
+                               {u"take_02.wav"_s, monoFile(g_stereo16, g_second)}},
+                   .links = {{u"take_01.wav"_s, u"other.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+}
+
+void TestPolyToMono::sourcesAsOutputs()
+{
+    QFETCH(Request, request);
+    checkRequest(request, split);
+}
+
+void TestPolyToMono::cancels_data()
+{
+    QTest::addColumn<Request>("request");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<int>("atValue");
+    QTest::addColumn<int>("atLook");
+
+    const qsizetype frames = 3 * g_blockSize / 4;
+    Request longTake = wholeTake(g_stereo16, frames);
+    longTake.result = 10;
+    Request firstKept = longTake;
+    firstKept.outputs.remove(u"take_02.wav"_s);
+    Request nothingKept = longTake;
+    nothingKept.outputs.clear();
+
+    const int atStart = 12 + 866 + 12 + 8;
+    QTest::newRow("in the first block of the first output")
+        << nothingKept << u"take_01.wav"_s << atStart << 1;
+    QTest::newRow("in the second block of the first output")
+        << nothingKept << u"take_01.wav"_s << atStart + int(g_blockSize / 2) << 1;
+    QTest::newRow("in the third block of the second output, which leaves the first")
+        << firstKept << u"take_02.wav"_s << atStart + int(g_blockSize) << 1;
+
+    // With a RIFF size this small no value is within the range of the dialog, and events come
+    // through with every frame.
+    const QByteArrayList channels = channelsOf(g_stereo16, 1000);
+    const QByteArray understated =
+        wavBytes({fmtChunk(g_stereo16), dataChunk(interleaved(channels, 2))}, 100);
+    const Request inBlock = {.before = {{u"take.wav"_s, understated}}, .result = 10};
+    QTest::newRow("between two frames of one block") << inBlock << u"take_01.wav"_s << -1 << 200;
+    Request secondInBlock = inBlock;
+    secondInBlock.outputs = {{u"take_01.wav"_s, monoFile(g_stereo16, channels[0])}};
+    QTest::newRow("between two frames of the second output, which leaves the first")
+        << secondInBlock << u"take_02.wav"_s << -1 << 200;
+    Request twoSources = inBlock;
+    twoSources.before[u"b.wav"_s] = understated;
+    twoSources.sources = {u"take.wav"_s, u"b.wav"_s};
+    QTest::newRow("of the first source, which leaves the second alone")
+        << twoSources << u"take_01.wav"_s << -1 << 200;
+}
+
+void TestPolyToMono::cancels()
+{
+    QFETCH(Request, request);
+    QFETCH(QString, output);
+    QFETCH(int, atValue);
+    QFETCH(int, atLook);
+
+    PreparedRequest prepared(request);
+    const ImpatientProgress impatient(prepared.window());
+    int looks = 0;
+    CancelClicker clicker([&](const QProgressDialog& dialog) {
+        const bool isOutput = dialog.labelText().endsWith(output);
+        return isOutput && dialog.value() >= atValue && ++looks == atLook;
+    });
+    const ConversionRun run = runAnswered({}, [&] { return prepared.converter().polyToMono(); });
+
+    QVERIFY(clicker.wasClicked());
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, 10);
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
+}
+
+void TestPolyToMono::showsItsProgressAtOnce()
+{
+    const Request request = wholeTake(g_stereo16, 1001);
+    PreparedRequest prepared(request);
+    const ProgressWatch watch(prepared.window());
+    QCOMPARE(prepared.converter().polyToMono(), 0);
+
+    const int maximum = (int(request.before[u"take.wav"_s].size()) - 8) / 2;
+    const QList<SeenProgress> expected = {
+        {u"Converting...\ntake_01.wav"_s, maximum, true, Qt::WindowModal},
+        {u"Converting...\ntake_02.wav"_s, maximum, true, Qt::WindowModal}};
+    QVERIFY(watch.seen() == expected);
+}
+
+QTEST_MAIN(TestPolyToMono)
+#include "tst_polytomono.moc"
