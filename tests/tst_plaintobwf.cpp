@@ -1,0 +1,412 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/conversionrequest.h"
+#include "tests/wavbuilder.h"
+
+#include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr qint64 g_riff = 12;
+constexpr qint64 g_bext = 866;
+
+const QByteArray g_fmt = fmtChunk({.channels = 2, .bits = 16});
+const QByteArray g_data = dataChunk("AaBbCcDd");
+const QByteArray g_plain = wavBytes({g_fmt, g_data});
+
+/// The output of these chunks behind a generated `bext` chunk.
+QByteArray datedFile(const QByteArrayList& chunks)
+{
+    return wavBytes(QByteArrayList{bextWithoutDate()} + chunks,
+                    g_riff + g_bext + chunks.join().size());
+}
+
+/// The same, stopped before the RIFF size was written.
+QByteArray unfinishedFile(const QByteArrayList& chunks)
+{
+    return wavBytes(QByteArrayList{bextWithoutDate()} + chunks, 0);
+}
+
+const QByteArray g_dated = datedFile({g_fmt, g_data});
+
+Request take(const QByteArray& source, const QByteArray& output)
+{
+    return {.before = {{u"take.wav"_s, source}}, .outputs = {{u"take_bwf.wav"_s, output}}};
+}
+
+Request failingTake(const QByteArrayList& chunks, const QByteArray& output, const char* sentence)
+{
+    Request request = take(wavBytes(chunks), output);
+    request.boxes = {errorText(sentence)};
+    return request;
+}
+
+int copy(CWavConverter& converter)
+{
+    converter.plainToBwf();
+    return 0;
+}
+
+} // namespace
+
+class TestPlainToBwf : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void copies_data();
+    void copies();
+    void namesAndSources_data();
+    void namesAndSources();
+    void silentEnds_data();
+    void silentEnds();
+    void failedChunks_data();
+    void failedChunks();
+    void existingOutputs_data();
+    void existingOutputs();
+    void cancelIsIgnored();
+    void doesNotShowItsProgressAtOnce();
+};
+
+void TestPlainToBwf::copies_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray bext = chunk("bext", sampleBytes(602, 7));
+    const QByteArray list = chunk("LIST", "INFOab");
+
+    QTest::newRow("a generated bext comes before the chunks of the source")
+        << take(g_plain, g_dated);
+    QTest::newRow("a bext at the start is copied, none is generated")
+        << take(wavBytes({bext, g_fmt, g_data}),
+                wavBytes({bext, g_fmt, g_data}, g_riff + 8 + 602 + 8 + 16 + 8 + 8));
+    QTest::newRow("a bext at the end stays at the end, none is generated")
+        << take(wavBytes({g_fmt, g_data, bext}),
+                wavBytes({g_fmt, g_data, bext}, g_riff + 8 + 16 + 8 + 8 + 8 + 602));
+    QTest::newRow("two bext chunks are both copied")
+        << take(wavBytes({bext, g_fmt, g_data, chunk("bext", "ab")}),
+                wavBytes({bext, g_fmt, g_data, chunk("bext", "ab")},
+                         g_riff + 8 + 602 + 8 + 16 + 8 + 8 + 8 + 2));
+    QTest::newRow("an empty bext counts as one")
+        << take(wavBytes({g_fmt, g_data, chunk("bext", "")}),
+                wavBytes({g_fmt, g_data, chunk("bext", "")}, g_riff + 8 + 16 + 8 + 8 + 8));
+    QTest::newRow("other chunks keep their order and their bytes")
+        << take(wavBytes({list, g_data, chunk("JUNK", ""), g_fmt, list}),
+                datedFile({list, g_data, chunk("JUNK", ""), g_fmt, list}));
+    QTest::newRow("a format of 18 bytes is kept whole")
+        << take(wavBytes({fmtChunk({.channels = 2}, le16(0)), g_data}),
+                datedFile({fmtChunk({.channels = 2}, le16(0)), g_data}));
+    const QByteArray extensible =
+        fmtChunk({.channels = 6, .bits = 24, .tag = 0xFFFE},
+                 le16(22) + le16(24) + le32(0x3F)
+                     + QByteArray("\1\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 16));
+    QTest::newRow("an extensible format of 40 bytes is kept whole")
+        << take(wavBytes({extensible, dataChunk(sampleBytes(36))}),
+                datedFile({extensible, dataChunk(sampleBytes(36))}));
+    QTest::newRow("a mono file is copied just the same")
+        << take(wavBytes({fmtChunk({.bits = 24}), dataChunk("AbcDef")}),
+                datedFile({fmtChunk({.bits = 24}), dataChunk("AbcDef")}));
+    const QByteArray nothingSaid = fmtChunk({.channels = 0, .bits = 0, .blockAlign = 0});
+    QTest::newRow("a format of nothing but zeros does not matter")
+        << take(wavBytes({nothingSaid, g_data}), datedFile({nothingSaid, g_data}));
+    QTest::newRow("no samples at all")
+        << take(wavBytes({g_fmt, dataChunk("")}), datedFile({g_fmt, dataChunk("")}));
+    QTest::newRow("more samples than a block of the other conversions")
+        << take(wavBytes({g_fmt, dataChunk(sampleBytes(1500000))}),
+                datedFile({g_fmt, dataChunk(sampleBytes(1500000))}));
+    QTest::newRow("two data chunks") << take(wavBytes({g_fmt, g_data, dataChunk("EeFf")}),
+                                             datedFile({g_fmt, g_data, dataChunk("EeFf")}));
+    QTest::newRow("an odd last chunk without pad byte gets none")
+        << take(wavBytes({g_fmt, g_data, chunk("note", "abc")}),
+                datedFile({g_fmt, g_data, chunk("note", "abc")}));
+    QTest::newRow("an odd data chunk without pad byte gets none") << take(
+        wavBytes({g_fmt, dataChunk("AaBbC"), list}), datedFile({g_fmt, dataChunk("AaBbC"), list}));
+    QTest::newRow("a data chunk that claims more than there is, is filled with zeros")
+        << take(wavBytes({g_fmt, dataChunk("AaBb", 3001)}),
+                datedFile({g_fmt, dataChunk("AaBb" + QByteArray(2997, '\0'))}));
+    QTest::newRow("the claim of a chunk that is filled with zeros covers the rest of the file")
+        << take(wavBytes({g_fmt, g_data, chunk("note", "", 100), list}),
+                datedFile({g_fmt, g_data, chunk("note", list + QByteArray(100 - 14, '\0'))}));
+
+    // The pad byte is read as the start of the next header: id "\0LIS" and the size made of "T" and
+    // the first three bytes of the real one, 'T' + 256 x 6.
+    const QByteArray shifted =
+        chunk(QByteArray("\0LIS", 4).constData(),
+              QByteArray("\0INFOab", 7) + QByteArray('T' + 256 * 6 - 7, '\0'));
+    QTest::newRow("the pad byte of an odd chunk is read as the start of the next header")
+        << take(wavBytes({g_fmt, g_data, paddedChunk("note", "abc"), list}),
+                datedFile({g_fmt, g_data, chunk("note", "abc"), shifted}));
+    QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
+        << take(wavBytes({g_fmt, paddedChunk("data", "AaBbC"), list}),
+                datedFile({g_fmt, chunk("data", "AaBbC"), shifted}));
+    QTest::newRow("a bext behind an id that is not text is not found, so there are two")
+        << take(wavBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}),
+                datedFile({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}));
+}
+
+void TestPlainToBwf::copies()
+{
+    QFETCH(Request, request);
+    checkRequest(request, copy);
+}
+
+void TestPlainToBwf::namesAndSources_data()
+{
+    QTest::addColumn<Request>("request");
+
+    QTest::newRow("no source yields nothing")
+        << Request{.before = {{u"take.wav"_s, g_plain}}, .sources = {}};
+    QTest::newRow("several sources") << Request{
+        .before = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, wavBytes({g_fmt, dataChunk("EeFf")})}},
+        .sources = {u"a.wav"_s, u"b.wav"_s},
+        .outputs = {{u"a_bwf.wav"_s, g_dated},
+                    {u"b_bwf.wav"_s, datedFile({g_fmt, dataChunk("EeFf")})}}};
+    QTest::newRow("disabled channels do not matter")
+        << Request{.before = {{u"take.wav"_s, g_plain}},
+                   .outputs = {{u"take_bwf.wav"_s, g_dated}},
+                   .disabled = {1, 2}};
+    QTest::newRow("the output directory takes the output")
+        << Request{.before = {{u"rec/take.wav"_s, g_plain}, {u"out/other.txt"_s, "kept"}},
+                   .sources = {u"rec/take.wav"_s},
+                   .outputs = {{u"out/take_bwf.wav"_s, g_dated}},
+                   .outputDir = u"out"_s};
+    QTest::newRow("without output directory the output lies next to its source")
+        << Request{.before = {{u"rec/take.wav"_s, g_plain}},
+                   .sources = {u"rec/take.wav"_s},
+                   .outputs = {{u"rec/take_bwf.wav"_s, g_dated}}};
+    QTest::newRow("only the last extension is cut off the name")
+        << Request{.before = {{u"day.1.take.WAV"_s, g_plain}},
+                   .sources = {u"day.1.take.WAV"_s},
+                   .outputs = {{u"day.1.take_bwf.wav"_s, g_dated}}};
+    QTest::newRow("placeholders in a name stay as they are")
+        << Request{.before = {{u"%1/%2 take %1.wav"_s, g_plain}},
+                   .sources = {u"%1/%2 take %1.wav"_s},
+                   .outputs = {{u"%1/%2 take %1_bwf.wav"_s, g_dated}}};
+    QTest::newRow("a RIFF size of 0 in the source does not matter")
+        << take(wavBytes({g_fmt, g_data}, 0), g_dated);
+    QTest::newRow("the largest RIFF size in the source does not matter")
+        << take(wavBytes({g_fmt, g_data}, 0xFFFFFFFF), g_dated);
+}
+
+void TestPlainToBwf::namesAndSources()
+{
+    QFETCH(Request, request);
+    checkRequest(request, copy);
+}
+
+void TestPlainToBwf::silentEnds_data()
+{
+    QTest::addColumn<Request>("request");
+
+    QTest::newRow("a source that is gone") << Request{.listed = {{u"take.wav"_s, g_plain}}};
+    QTest::newRow("a source that is gone ends the request, finished outputs stay")
+        << Request{.before = {{u"a.wav"_s, g_plain}, {u"c.wav"_s, g_plain}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
+                   .outputs = {{u"a_bwf.wav"_s, g_dated}},
+                   .listed = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, g_plain}, {u"c.wav"_s, g_plain}}};
+    QTest::newRow("an output directory that is not there")
+        << Request{.before = {{u"take.wav"_s, g_plain}}, .outputDir = u"nowhere"_s};
+    QTest::newRow("a directory with the name of the output")
+        << Request{.before = {{u"take.wav"_s, g_plain}, {u"take_bwf.wav/inside"_s, "kept"}},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {overwriteQuestion(u"take_bwf.wav"_s)}};
+
+    const auto illegalTake = [](const QByteArray& now) {
+        return Request{.before = {{u"take.wav"_s, now}, {u"b.wav"_s, g_plain}},
+                       .sources = {u"take.wav"_s, u"b.wav"_s},
+                       .outputs = {{u"take_bwf.wav"_s, {}}},
+                       .listed = {{u"take.wav"_s, g_plain}, {u"b.wav"_s, g_plain}}};
+    };
+    QTest::newRow("a source that is not RIFF leaves an empty output and ends the request")
+        << illegalTake("RIFX" + g_plain.mid(4));
+    QTest::newRow("a RIFF that is not WAVE leaves an empty output and ends the request")
+        << illegalTake(g_plain.first(8) + "AVI " + g_plain.mid(12));
+    QTest::newRow("an empty source leaves an empty output and ends the request") << illegalTake({});
+    QTest::newRow("a source of 7 bytes leaves an empty output and ends the request")
+        << illegalTake(g_plain.first(7));
+    QTest::newRow("a source of a RIFF header alone is a file of a bext alone")
+        << Request{.before = {{u"take.wav"_s, wavBytes({})}},
+                   .outputs = {{u"take_bwf.wav"_s, datedFile({})}},
+                   .listed = {{u"take.wav"_s, g_plain}}};
+}
+
+void TestPlainToBwf::silentEnds()
+{
+    QFETCH(Request, request);
+    checkRequest(request, copy);
+}
+
+void TestPlainToBwf::failedChunks_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray bext = chunk("bext", "ab");
+    const QByteArray pad(1, '\0');
+    const QByteArray huge = chunk("LIST", "INFO", qint64(1) << 31);
+    const QByteArray hugeHeader = huge.first(8);
+
+    QTest::newRow("the pad byte of an odd last chunk is a cut header, all before it is there")
+        << failingTake({g_fmt, g_data, chunk("note", "abc"), pad},
+                       unfinishedFile({g_fmt, g_data, chunk("note", "abc")}), "Data read error.");
+    QTest::newRow("the pad byte of an odd last data chunk is a cut header")
+        << failingTake({g_fmt, dataChunk("AaBbC"), pad},
+                       unfinishedFile({g_fmt, dataChunk("AaBbC")}), "Data read error.");
+    QTest::newRow("bytes that look like a header met by the search for bext end the copy at once")
+        << failingTake({g_fmt, g_data, "LISTabc"}, unfinishedFile({}), "Data read error.");
+    QTest::newRow("seven bytes behind the last chunk of a source with bext end the copy there")
+        << failingTake({bext, g_fmt, g_data, "LISTabc"}, wavBytes({bext, g_fmt, g_data}, 0),
+                       "Data read error.");
+    QTest::newRow("a chunk of 2^31 bytes cannot be copied, its header is there") << failingTake(
+        {g_fmt, g_data, huge}, unfinishedFile({g_fmt, g_data, hugeHeader}), "Data copy error.");
+    QTest::newRow("a chunk of the largest size cannot be copied, its header is there")
+        << failingTake({g_fmt, g_data, chunk("LIST", "INFO", 0xFFFFFFFF)},
+                       unfinishedFile({g_fmt, g_data, chunk("LIST", "", 0xFFFFFFFF)}),
+                       "Data copy error.");
+    QTest::newRow("a fmt of 2^31 bytes cannot be copied, its header is there") << failingTake(
+        {g_data, chunk("fmt ", g_fmt.mid(8), qint64(1) << 31)},
+        unfinishedFile({g_data, chunk("fmt ", "", qint64(1) << 31)}), "Data copy error.");
+    QTest::newRow("a data chunk of the largest size cannot be copied, its header is there")
+        << failingTake({g_fmt, dataChunk("AaBb", 0xFFFFFFFF)},
+                       unfinishedFile({g_fmt, dataChunk("", 0xFFFFFFFF)}), "Data copy error.");
+
+    const QByteArray unfinished = unfinishedFile({g_fmt, g_data});
+    const QString copyError = errorText("Data copy error.");
+    const QString readError = errorText("Data read error.");
+    QTest::newRow("later sources are copied but get the same box and RIFF size 0")
+        << Request{.before = {{u"a.wav"_s, g_plain},
+                              {u"b.wav"_s, wavBytes({g_fmt, g_data, huge})},
+                              {u"c.wav"_s, g_plain},
+                              {u"d.wav"_s, wavBytes({bext, g_fmt, g_data})}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s, u"d.wav"_s},
+                   .outputs = {{u"a_bwf.wav"_s, g_dated},
+                               {u"b_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
+                               {u"c_bwf.wav"_s, unfinished},
+                               {u"d_bwf.wav"_s, wavBytes({bext, g_fmt, g_data}, 0)}},
+                   .boxes = {copyError, copyError, copyError}};
+    QTest::newRow("a later failure of another kind changes the box from there on")
+        << Request{.before = {{u"a.wav"_s, wavBytes({g_fmt, g_data, huge})},
+                              {u"b.wav"_s, g_plain},
+                              {u"c.wav"_s, wavBytes({g_fmt, g_data, "LIST"})},
+                              {u"d.wav"_s, g_plain}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s, u"d.wav"_s},
+                   .outputs = {{u"a_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
+                               {u"b_bwf.wav"_s, unfinished},
+                               {u"c_bwf.wav"_s, unfinishedFile({})},
+                               {u"d_bwf.wav"_s, unfinished}},
+                   .boxes = {copyError, copyError, readError, readError}};
+    QTest::newRow("after a failure the request can still end in silence")
+        << Request{.before = {{u"a.wav"_s, wavBytes({g_fmt, g_data, huge})},
+                              {u"b.wav"_s, "not a wave file"},
+                              {u"c.wav"_s, g_plain}},
+                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
+                   .outputs = {{u"a_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
+                               {u"b_bwf.wav"_s, {}}},
+                   .listed = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, g_plain}, {u"c.wav"_s, g_plain}},
+                   .boxes = {copyError}};
+}
+
+void TestPlainToBwf::failedChunks()
+{
+    QFETCH(Request, request);
+    checkRequest(request, copy);
+}
+
+void TestPlainToBwf::existingOutputs_data()
+{
+    QTest::addColumn<Request>("request");
+
+    const QByteArray longer = sampleBytes(5000, 9);
+    const QString question = overwriteQuestion(u"take_bwf.wav"_s);
+
+    QTest::newRow("Yes overwrites the whole file")
+        << Request{.before = {{u"take.wav"_s, g_plain}, {u"take_bwf.wav"_s, longer}},
+                   .outputs = {{u"take_bwf.wav"_s, g_dated}},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {question}};
+    const Request declined = {.before = {{u"a.wav"_s, g_plain},
+                                         {u"take.wav"_s, g_plain},
+                                         {u"c.wav"_s, g_plain},
+                                         {u"take_bwf.wav"_s, longer}},
+                              .sources = {u"a.wav"_s, u"take.wav"_s, u"c.wav"_s},
+                              .outputs = {{u"a_bwf.wav"_s, g_dated}},
+                              .answers = {QMessageBox::Cancel},
+                              .boxes = {question}};
+    QTest::newRow("Cancel ends the request, finished outputs stay") << declined;
+    Request closed = declined;
+    closed.answers = {QMessageBox::NoButton};
+    QTest::newRow("Escape is a Cancel") << closed;
+    QTest::newRow("an output that is another source is refused without a word")
+        << Request{.before = {{u"take.wav"_s, g_plain},
+                              {u"take_bwf.wav"_s, wavBytes({g_fmt, dataChunk("EeFf")})}},
+                   .sources = {u"take.wav"_s, u"take_bwf.wav"_s},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {question}};
+    QTest::newRow("an output that is a link to its source is refused without a word")
+        << Request{.before = {{u"take.wav"_s, g_plain}},
+                   .links = {{u"take_bwf.wav"_s, u"take.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {question}};
+    QTest::newRow("an output that is a hard link to a later source is refused without a word")
+        << Request{.before = {{u"take.wav"_s, g_plain}, {u"b.wav"_s, g_plain}},
+                   .sources = {u"take.wav"_s, u"b.wav"_s},
+                   .hardLinks = {{u"take_bwf.wav"_s, u"b.wav"_s}},
+                   .answers = {QMessageBox::Yes},
+                   .boxes = {question}};
+}
+
+void TestPlainToBwf::existingOutputs()
+{
+    QFETCH(Request, request);
+    checkRequest(request, copy);
+}
+
+void TestPlainToBwf::cancelIsIgnored()
+{
+    QByteArrayList chunks = {g_fmt, g_data};
+    for (int i = 0; i < 100; ++i)
+        chunks.append(chunk("note", sampleBytes(1000, i)));
+    Request request = take(wavBytes(chunks), datedFile(chunks));
+    request.before[u"b.wav"_s] = g_plain;
+    request.sources.append(u"b.wav"_s);
+    request.outputs[u"b_bwf.wav"_s] = g_dated;
+
+    PreparedRequest prepared(request);
+    const ImpatientProgress impatient(prepared.window());
+    bool wasHidden = false;
+    CancelClicker clicker([](const QProgressDialog& dialog) { return dialog.value() > 50000; });
+    QTimer afterClick;
+    connect(&afterClick, &QTimer::timeout, this, [&] {
+        const auto* dialog = prepared.window()->findChild<QProgressDialog*>();
+        if (clicker.wasClicked() && dialog && !dialog->isVisible())
+            wasHidden = true;
+    });
+    afterClick.start(0);
+    const ConversionRun run = runAnswered({}, [&] { return copy(prepared.converter()); });
+
+    QVERIFY(clicker.wasClicked());
+    QVERIFY(wasHidden);
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
+}
+
+void TestPlainToBwf::doesNotShowItsProgressAtOnce()
+{
+    Request request = take(g_plain, g_dated);
+    request.before[u"b.wav"_s] = wavBytes({g_fmt, dataChunk("EeFf")});
+    request.sources.append(u"b.wav"_s);
+    PreparedRequest prepared(request);
+    const ProgressWatch watch(prepared.window());
+    prepared.converter().plainToBwf();
+
+    const QList<SeenProgress> expected = {
+        {u"Converting...\ntake_bwf.wav"_s, int(g_plain.size()) - 8, false, Qt::WindowModal},
+        {u"Converting...\nb_bwf.wav"_s, int(g_plain.size()) - 4 - 8, false, Qt::WindowModal}};
+    QVERIFY(watch.seen() == expected);
+}
+
+QTEST_MAIN(TestPlainToBwf)
+#include "tst_plaintobwf.moc"
