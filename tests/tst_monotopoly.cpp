@@ -1,0 +1,1248 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QMap>
+#include <QProgressBar>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+/// Bytes of source data that a block holds at most.
+constexpr qsizetype g_block = 524288;
+
+/// Files by their name within a directory; a name that ends in "/" is a directory.
+using Files = QMap<QString, QByteArray>;
+
+/// A directory of its own with files in it, as long as a test runs.
+class TestDir
+{
+public:
+    explicit TestDir(const Files& files)
+    {
+        for (auto file = files.cbegin(); file != files.cend(); ++file) {
+            const QString target = path(file.key());
+            QDir().mkpath(file.key().endsWith(u'/') ? target : QFileInfo(target).path());
+            if (!file.key().endsWith(u'/') && !writeFile(target, file.value()))
+                qFatal("\"%s\" cannot be written.", qPrintable(target));
+        }
+    }
+
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+
+    QStringList paths(const QStringList& names) const
+    {
+        QStringList paths;
+        for (const QString& name : names)
+            paths.append(path(name));
+        return paths;
+    }
+
+    Files files() const
+    {
+        Files found;
+        QDirIterator entries(m_dir.path(), QDir::Files | QDir::Hidden,
+                             QDirIterator::Subdirectories);
+        while (entries.hasNext()) {
+            const QString file = entries.next();
+            found.insert(QDir(m_dir.path()).relativeFilePath(file), readFile(file));
+        }
+        return found;
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+Files withoutDirectories(Files files)
+{
+    files.removeIf([](const auto& file) { return file.key().endsWith(u'/'); });
+    return files;
+}
+
+/// The take's channel files take_01.wav, take_02.wav and so on.
+Files takeFiles(const QByteArrayList& channels)
+{
+    Files files;
+    for (qsizetype k = 0; k < channels.size(); ++k)
+        files.insert(u"take_0%1.wav"_s.arg(k + 1), channels[k]);
+    return files;
+}
+
+QByteArray monoFile(const Format& format, const QByteArray& samples)
+{
+    return wavBytes({fmtChunk(format), dataChunk(samples)});
+}
+
+/// The format of @p count files of @p format side by side.
+Format wide(Format format, int count)
+{
+    format.byteRate = qint64(format.rate) * format.frameBytes() * count;
+    format.blockAlign = format.frameBytes() * count;
+    format.channels *= count;
+    return format;
+}
+
+/// One block of the combine by its rule: of each input a sample of @p sampleBytes after the other,
+/// laid into frames of @p blockAlign bytes for each input. What lies behind an input is zero.
+QByteArray framesOf(const QByteArrayList& inputs, int sampleBytes, int blockAlign, qsizetype count)
+{
+    const qsizetype frames = count / blockAlign;
+    const qsizetype frameBytes = blockAlign * inputs.size();
+    QByteArray out(count * inputs.size() + sampleBytes * inputs.size(), '\0');
+    for (qsizetype f = 0; f < frames; ++f) {
+        for (qsizetype k = 0; k < inputs.size(); ++k) {
+            const QByteArray sample = inputs[k].mid(f * sampleBytes, sampleBytes);
+            out.replace(f * frameBytes + k * sampleBytes, sampleBytes,
+                        sample.leftJustified(sampleBytes, '\0'));
+        }
+    }
+    return out.left(count * inputs.size());
+}
+
+CWavFileItem* addUnread(Sources* sources, const QString& path)
+{
+    WavInfo info = {};
+    info.fmt.channels = 1;
+    info.fmt.blockAlign = 2;
+    info.fmt.bitsPerSample = 16;
+    return sources->add(std::make_unique<CWavFileItem>(path, info));
+}
+
+ConversionRun combine(const Sources& sources, const QString& outputDir = {},
+                      const QList<QMessageBox::StandardButton>& answers = {},
+                      QWidget* parent = nullptr)
+{
+    CWavConverter converter(parent, sources.list());
+    converter.setOutputDirectory(outputDir);
+    return runAnswered(answers, [&converter] { return converter.monoToPoly(); });
+}
+
+bool hasGeneratedBext(const QByteArray& file)
+{
+    return withoutDate(file).mid(12, 866) == bextWithoutDate();
+}
+
+QDateTime bextTime(const QByteArray& file)
+{
+    return QDateTime::fromString(QString::fromLatin1(file.mid(12 + 8 + 320, 18)),
+                                 u"yyyy-MM-ddhh:mm:ss"_s);
+}
+
+/// What the progress dialog says from its first event on.
+class ProgressProbe
+{
+public:
+    ProgressProbe()
+        : m_watch([this](const QProgressDialog& dialog) {
+            look(dialog);
+            return false;
+        })
+    { }
+
+    QString label;
+    QString buttonText;
+    Qt::WindowModality modality = Qt::NonModal;
+    const QWidget* parent = nullptr;
+    int minimum = -1;
+    int maximum = -1;
+    QList<int> values;
+    int dialogs = 0;
+
+private:
+    void look(const QProgressDialog& dialog)
+    {
+        if (m_bar)
+            return;
+        ++dialogs;
+        label = dialog.labelText();
+        buttonText = dialog.findChild<QPushButton*>()->text();
+        modality = dialog.windowModality();
+        parent = dialog.parentWidget();
+        minimum = dialog.minimum();
+        maximum = dialog.maximum();
+        m_bar = dialog.findChild<QProgressBar*>();
+        QObject::connect(m_bar, &QProgressBar::valueChanged, m_bar,
+                         [this](int value) { values.append(value); });
+    }
+
+    QPointer<QProgressBar> m_bar;
+    CancelClicker m_watch;
+};
+
+/// Takes back a soft limit of the process.
+class SoftLimit
+{
+public:
+    SoftLimit(int resource, rlim_t limit)
+        : m_resource(resource)
+    {
+        getrlimit(m_resource, &m_kept);
+        rlimit changed = m_kept;
+        changed.rlim_cur = limit;
+        m_isSet = setrlimit(m_resource, &changed) == 0;
+    }
+    ~SoftLimit() { setrlimit(m_resource, &m_kept); }
+    SoftLimit(const SoftLimit&) = delete;
+    SoftLimit& operator=(const SoftLimit&) = delete;
+
+    bool isSet() const { return m_isSet; }
+
+private:
+    int m_resource;
+    rlimit m_kept = {};
+    bool m_isSet = false;
+};
+
+rlim_t addressSpaceInUse()
+{
+    const QByteArray pages = readFile(u"/proc/self/statm"_s).split(' ').first();
+    return rlim_t(pages.toULongLong()) * rlim_t(sysconf(_SC_PAGESIZE));
+}
+
+} // namespace
+
+class tst_MonoToPoly : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyWidthAndCount_data();
+    void everyWidthAndCount();
+    void blocks_data();
+    void blocks();
+    void channelFiles_data();
+    void channelFiles();
+    void namesWithoutDirectory_data();
+    void namesWithoutDirectory();
+    void chunks_data();
+    void chunks();
+    void inconsistentHeaders_data();
+    void inconsistentHeaders();
+    void riffSizesThatPass_data();
+    void riffSizesThatPass();
+    void failures_data();
+    void failures();
+    void missingChannelFileEndsAfterTheWholePass();
+    void formatIsThatOfTheListing();
+    void blockAlignZeroTouchesNothing();
+    void noMemoryForTheBuffers();
+    void emptyListShowsNothing();
+    void outputDirectory_data();
+    void outputDirectory();
+    void outputThatCannotBeOpened_data();
+    void outputThatCannotBeOpened();
+    void overwritePrompt_data();
+    void overwritePrompt();
+    void failureRemovesTheOverwrittenFile();
+    void outputThatIsASource_data();
+    void outputThatIsASource();
+    void progressDialog();
+    void cancel_data();
+    void cancel();
+    void cancelBehindTheDataComesTooLate();
+
+private:
+    static void addCombineColumns();
+    static void addTake(const char* name, const QByteArrayList& channels,
+                        const QByteArray& expected);
+    void combinesAsStated();
+};
+
+void tst_MonoToPoly::addCombineColumns()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QStringList>("list");
+    QTest::addColumn<QString>("outputName");
+    QTest::addColumn<QByteArray>("expected");
+}
+
+/// A row in which take_01.wav, take_02.wav and so on are combined in this order.
+void tst_MonoToPoly::addTake(const char* name, const QByteArrayList& channels,
+                             const QByteArray& expected)
+{
+    const Files files = takeFiles(channels);
+    QTest::newRow(name) << files << QStringList(files.keys()) << u"take_combined.wav"_s << expected;
+}
+
+void tst_MonoToPoly::combinesAsStated()
+{
+    QFETCH(Files, files);
+    QFETCH(QStringList, list);
+    QFETCH(QString, outputName);
+    QFETCH(QByteArray, expected);
+    const TestDir dir(files);
+    const Sources sources(dir.paths(list));
+
+    const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+    const ConversionRun run = combine(sources);
+    const QDateTime after = QDateTime::currentDateTime();
+
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, int(ConvertOk));
+    Files found = dir.files();
+    const QByteArray output = found.take(outputName);
+    QCOMPARE(found, withoutDirectories(files));
+    QCOMPARE(hasGeneratedBext(output), hasGeneratedBext(expected));
+    if (!hasGeneratedBext(expected)) {
+        QCOMPARE(output, expected);
+        return;
+    }
+    QCOMPARE(withoutDate(output), expected);
+    QVERIFY(bextTime(output) >= before);
+    QVERIFY(bextTime(output) <= after);
+}
+
+void tst_MonoToPoly::everyWidthAndCount_data()
+{
+    addCombineColumns();
+    const QList<Format> formats = {{.bits = 8, .rate = 8000},
+                                   {.bits = 16, .rate = 44100},
+                                   {.bits = 24, .rate = 96000},
+                                   {.bits = 32, .rate = 192000, .tag = 3}};
+    for (const Format& format : formats) {
+        for (int count = 1; count <= 8; ++count) {
+            const int frames = 10;
+            QByteArrayList samples;
+            QByteArrayList channels;
+            for (int k = 0; k < count; ++k) {
+                samples.append(sampleBytes(frames * format.frameBytes(), k));
+                channels.append(monoFile(format, samples.last()));
+            }
+            const int dataSize = count * frames * format.frameBytes();
+            const auto name = QByteArray::number(count) + " source(s) of "
+                              + QByteArray::number(format.bits) + " bit";
+            addTake(name.constData(), channels,
+                    wavBytes({bextWithoutDate(), fmtChunk(wide(format, count)),
+                              dataChunk(interleaved(samples, format.frameBytes()))},
+                             12 + 866 + (8 + 16) + (8 + dataSize)));
+        }
+    }
+
+    const Format mono = {.bits = 24};
+    const QByteArray left = sampleBytes(6, 1);
+    const QByteArray right = sampleBytes(6, 2);
+    addTake("two 24-bit sources have channel count 2, block align 6 and double byte rate",
+            {monoFile(mono, left), monoFile(mono, right)},
+            wavBytes({bextWithoutDate(),
+                      chunk("fmt ", le16(1) + le16(2) + le32(48000) + le32(2 * 48000 * 3) + le16(6)
+                                        + le16(24)),
+                      dataChunk(interleaved({left, right}, 3))},
+                     12 + 866 + (8 + 16) + (8 + 12)));
+}
+
+void tst_MonoToPoly::everyWidthAndCount()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::blocks_data()
+{
+    addCombineColumns();
+    struct Size
+    {
+        const char* name;
+        int count;
+        int bits;
+        qsizetype bytes;
+    };
+    const QList<Size> sizes = {
+        {"16 bit, exactly one block", 2, 16, g_block},
+        {"16 bit, one frame more than a block", 2, 16, g_block + 2},
+        {"24 bit, a block ends behind its last whole frame", 2, 24, g_block - 2 + 3},
+        {"24 bit, three blocks of three sources, odd in all", 3, 24, 1100001},
+        {"32 bit, two blocks of eight sources", 8, 32, 600000},
+        {"8 bit, two blocks of seven sources, odd in all", 7, 8, g_block + 1},
+        {"40 bit, a block align that does not divide a block", 2, 40, 1048575},
+        {"56 bit, a block align that does not divide a block", 2, 56, g_block - 2 + 7},
+    };
+    for (const Size& size : sizes) {
+        const Format format = {.bits = size.bits};
+        QByteArrayList samples;
+        QByteArrayList channels;
+        for (int k = 0; k < size.count; ++k) {
+            samples.append(sampleBytes(size.bytes, k));
+            channels.append(monoFile(format, samples.last()));
+        }
+        const qsizetype written = size.count * size.bytes;
+        const QByteArray pad(written % 2, '\0');
+        addTake(size.name, channels,
+                wavBytes({bextWithoutDate(), fmtChunk(wide(format, size.count)),
+                          dataChunk(interleaved(samples, format.frameBytes()) + pad)},
+                         12 + 866 + (8 + 16) + (8 + written + pad.size())));
+    }
+
+    const Format bits8 = {.bits = 8};
+    addTake("an odd product gets a pad byte that counts in the data size",
+            {monoFile(bits8, "abc"), monoFile(bits8, "123"), monoFile(bits8, "xyz")},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits8, 3)),
+                      dataChunk(QByteArray("a1xb2yc3z\0", 10))},
+                     12 + 866 + (8 + 16) + (8 + 10)));
+    addTake("odd sources with an even product get no pad byte",
+            {monoFile(bits8, "abc"), monoFile(bits8, "123")},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits8, 2)), dataChunk("a1b2c3")},
+                     12 + 866 + (8 + 16) + (8 + 6)));
+
+    const Format bits16 = {.bits = 16};
+    addTake("a cut last frame comes out as zeros",
+            {monoFile(bits16, "aAbBc"), monoFile(bits16, "1!2@3")},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits16, 2)),
+                      dataChunk(QByteArray("aA1!bB2@\0\0", 10))},
+                     12 + 866 + (8 + 16) + (8 + 10)));
+    addTake("a cut last frame comes out as zeros before the pad byte",
+            {monoFile(bits16, "aAb"), monoFile(bits16, "1!2"), monoFile(bits16, "xXy")},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits16, 3)),
+                      dataChunk(QByteArray("aA1!xX\0\0\0\0", 10))},
+                     12 + 866 + (8 + 16) + (8 + 10)));
+
+    const Format bits24 = {.bits = 24};
+    const QByteArray left = sampleBytes(g_block + 2, 1);
+    const QByteArray right = sampleBytes(g_block + 2, 2);
+    const qsizetype first = g_block - 2; // whole frames of 3 bytes
+    const QByteArray firstFrames = interleaved({left.left(first), right.left(first)}, 3);
+    addTake("a cut last frame of a second block is what the first block left there",
+            {monoFile(bits24, left), monoFile(bits24, right)},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits24, 2)),
+                      dataChunk(firstFrames + left.mid(first, 3) + right.mid(first, 3)
+                                + firstFrames.mid(6, 2))},
+                     12 + 866 + (8 + 16) + (8 + 2 * (g_block + 2))));
+
+    addTake("a channel file that ends early goes on as zeros",
+            {monoFile(bits8, "abcd"), monoFile(bits8, "12"), monoFile(bits8, "wxyz")},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits8, 3)),
+                      dataChunk(QByteArray("a1wb2xc\0yd\0z", 12))},
+                     12 + 866 + (8 + 16) + (8 + 12)));
+    const QByteArrayList longer = {sampleBytes(g_block + 4, 1), sampleBytes(g_block + 1, 2),
+                                   sampleBytes(g_block + 4, 3)};
+    // The first byte of the second block is the file's, the others are those of the first block.
+    const QByteArray repeated = longer[1] + longer[1].mid(1, 3);
+    addTake("a channel file that ends early in a second block goes on as in the first block",
+            {monoFile(bits8, longer[0]), monoFile(bits8, longer[1]), monoFile(bits8, longer[2])},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(bits8, 3)),
+                      dataChunk(interleaved({longer[0], repeated, longer[2]}, 1))},
+                     12 + 866 + (8 + 16) + (8 + 3 * (g_block + 4))));
+}
+
+void tst_MonoToPoly::blocks()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::channelFiles_data()
+{
+    addCombineColumns();
+    const Format format = {.bits = 8};
+    const auto file = [&format](const QByteArray& samples) { return monoFile(format, samples); };
+    const auto combined = [&format](const QByteArray& data, int count) {
+        return wavBytes({bextWithoutDate(), fmtChunk(wide(format, count)), dataChunk(data)},
+                        12 + 866 + (8 + 16) + (8 + data.size()));
+    };
+
+    QTest::newRow("list order, not number order, sets the channels")
+        << Files{{u"take_01.wav"_s, file("aa")}, {u"take_02.wav"_s, file("bb")}}
+        << QStringList{u"take_02.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
+        << combined("baba", 2);
+    QTest::newRow("numbers with gaps and out of order")
+        << Files{{u"take_02.wav"_s, file("bb")},
+                 {u"take_05.wav"_s, file("ee")},
+                 {u"take_08.wav"_s, file("hh")}}
+        << QStringList{u"take_05.wav"_s, u"take_08.wav"_s, u"take_02.wav"_s}
+        << u"take_combined.wav"_s << combined("ehbehb", 3);
+    QTest::newRow("a source of another directory and name is read beside the first")
+        << Files{{u"rec/a_01.wav"_s, file("aa")},
+                 {u"rec/a_02.wav"_s, file("bb")},
+                 {u"other/b_02.wav"_s, file("xx")}}
+        << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << u"rec/a_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("a first name with one digit stands for channel file 0")
+        << Files{{u"take_00.wav"_s, file("aa")},
+                 {u"take_02.wav"_s, file("bb")},
+                 {u"take_3.wav"_s, file("xx")}}
+        << QStringList{u"take_3.wav"_s, u"take_02.wav"_s} << u"take_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("a two-digit number gets its literal 0 in front")
+        << Files{{u"take_012.wav"_s, file("aa")},
+                 {u"take_12.wav"_s, file("xx")},
+                 {u"take_02.wav"_s, file("bb")}}
+        << QStringList{u"take_12.wav"_s, u"take_02.wav"_s} << u"take_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("a later name without digits stands for channel file 0")
+        << Files{{u"take_00.wav"_s, file("bb")},
+                 {u"take_01.wav"_s, file("aa")},
+                 {u"take_left.wav"_s, file("xx")}}
+        << QStringList{u"take_01.wav"_s, u"take_left.wav"_s} << u"take_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("only the last underscore of a name counts")
+        << Files{{u"a_02_01.wav"_s, file("aa")}, {u"a_02_02.wav"_s, file("bb")}}
+        << QStringList{u"a_02_01.wav"_s, u"a_02_02.wav"_s} << u"a_02_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("an underscore of the directory counts when the name has none")
+        << Files{{u"day_05/take.wav"_s, file("xx")},
+                 {u"day_05.wav"_s, file("aa")},
+                 {u"day_02.wav"_s, file("bb")},
+                 {u"night_02.wav"_s, file("yy")}}
+        << QStringList{u"day_05/take.wav"_s, u"night_02.wav"_s} << u"day_combined.wav"_s
+        << combined("abab", 2);
+    QTest::newRow("places in a path stay as they are")
+        << Files{{u"%2 and %1/100%2_01.wav"_s, file("aa")},
+                 {u"%2 and %1/100%2_02.wav"_s, file("bb")}}
+        << QStringList{u"%2 and %1/100%2_01.wav"_s, u"%2 and %1/100%2_02.wav"_s}
+        << u"%2 and %1/100%2_combined.wav"_s << combined("abab", 2);
+    QTest::newRow("a number that comes twice is read twice")
+        << Files{{u"take_01.wav"_s, file("aa")}, {u"take_02.wav"_s, file("bb")}}
+        << QStringList{u"take_01.wav"_s, u"take_02.wav"_s, u"take_02.wav"_s}
+        << u"take_combined.wav"_s << combined("abbabb", 3);
+
+    // Every source of the reference number reads on in the reference itself.
+    QTest::newRow("the reference number again takes the bytes behind the data")
+        << Files{{u"take_01.wav"_s,
+                  wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
+                 {u"other/b_01.wav"_s, file("xxxxxxxx")}}
+        << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
+        << wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)),
+                     dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))},
+                    12 + 866 + (8 + 16) + (8 + 16));
+    QTest::newRow("the walk goes on behind what the reference number again has taken")
+        << Files{{u"take_01.wav"_s,
+                  wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
+        << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
+        << wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk("acbd"),
+                     chunk("note", "left")},
+                    12 + 866 + (8 + 16) + (8 + 4) + (8 + 4));
+}
+
+void tst_MonoToPoly::channelFiles()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::namesWithoutDirectory_data()
+{
+    QTest::addColumn<QString>("first");
+    QTest::addColumn<QString>("reference");
+    QTest::addColumn<QString>("output");
+
+    QTest::newRow("a name without underscore is the stem")
+        << u"take.wav"_s << u"take.wav_00.wav"_s << u"take.wav_combined.wav"_s;
+    QTest::newRow("a name without underscore starts with its number")
+        << u"07take.wav"_s << u"07take.wav_07.wav"_s << u"07take.wav_combined.wav"_s;
+    QTest::newRow("a name without directory is read in the current one")
+        << u"take_01.wav"_s << u"take_01.wav"_s << u"take_combined.wav"_s;
+}
+
+void tst_MonoToPoly::namesWithoutDirectory()
+{
+    QFETCH(QString, first);
+    QFETCH(QString, reference);
+    QFETCH(QString, output);
+    const Format format = {.bits = 8};
+    Files files = {{first, monoFile(format, "xxxx")}};
+    files.insert(reference, monoFile(format, "abcd"));
+    const TestDir dir(files);
+    const auto goBack = qScopeGuard([kept = QDir::currentPath()] { QDir::setCurrent(kept); });
+    QVERIFY(QDir::setCurrent(dir.path({})));
+
+    const ConversionRun run = combine(Sources({first}));
+
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(withoutDate(readFile(dir.path(output))),
+             wavBytes({bextWithoutDate(), fmtChunk(format), dataChunk("abcd")},
+                      12 + 866 + (8 + 16) + (8 + 4)));
+}
+
+void tst_MonoToPoly::chunks_data()
+{
+    addCombineColumns();
+    const Format format = {.bits = 8};
+    const QByteArray fmt = fmtChunk(format);
+    const QByteArray fmtOut = fmtChunk(wide(format, 2));
+    const QByteArray data = dataChunk("abcd");
+    const QByteArray second = monoFile(format, "1234");
+    const QByteArray dataOut = dataChunk("a1b2c3d4");
+    const QByteArray bext = chunk("bext", sampleBytes(610, 7));
+
+    addTake("a fmt chunk of 18 bytes adds 18 and comes out with 16",
+            {wavBytes({fmtChunk(format, QByteArray(2, '\0')), data}),
+             wavBytes({fmtChunk(format, QByteArray(2, '\0')), dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut}, 12 + 866 + (8 + 18) + (8 + 8)));
+    const Format extensible = {.bits = 8, .tag = 0xFFFE};
+    addTake("an extensible fmt chunk of 40 bytes adds 40 and keeps its tag",
+            {wavBytes({fmtChunk(extensible, sampleBytes(24)), data}),
+             wavBytes({fmtChunk(extensible, sampleBytes(24)), dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), fmtChunk(wide(extensible, 2)), dataOut},
+                     12 + 866 + (8 + 40) + (8 + 8)));
+
+    addTake("a bext chunk of the reference is copied before the others",
+            {wavBytes({bext, fmt, data}), wavBytes({bext, fmt, dataChunk("1234")})},
+            wavBytes({bext, fmtOut, dataOut}, 12 + (8 + 610) + (8 + 16) + (8 + 8)));
+    addTake("a bext chunk of the reference is copied behind the data",
+            {wavBytes({fmt, data, bext}), wavBytes({fmt, dataChunk("1234"), chunk("bext", "x")})},
+            wavBytes({fmtOut, dataOut, bext}, 12 + (8 + 16) + (8 + 8) + (8 + 610)));
+    addTake("a bext chunk of another source is not used",
+            {wavBytes({fmt, data}), wavBytes({fmt, dataChunk("1234"), bext})},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut}, 12 + 866 + (8 + 16) + (8 + 8)));
+    const QByteArray oddBext = chunk("bext", sampleBytes(603, 7));
+    addTake("an odd bext chunk is copied without rounding",
+            {wavBytes({oddBext, fmt, data}), wavBytes({oddBext, fmt, dataChunk("1234")})},
+            wavBytes({oddBext, fmtOut, dataOut}, 12 + (8 + 603) + (8 + 16) + (8 + 8)));
+
+    addTake("other chunks are copied at their places",
+            {wavBytes({chunk("junk", "12"), fmt, chunk("LIST", "INFO"), data, chunk("cue ", {})}),
+             wavBytes({chunk("junk", "--"), fmt, chunk("LIST", "----"), dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), chunk("junk", "12"), fmtOut, chunk("LIST", "INFO"),
+                      dataOut, chunk("cue ", {})},
+                     12 + 866 + (8 + 2) + (8 + 16) + (8 + 4) + (8 + 8) + 8));
+    addTake("an odd last chunk comes out with its pad byte",
+            {wavBytes({fmt, data, paddedChunk("note", "abc")}), second},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut, paddedChunk("note", "abc")},
+                     12 + 866 + (8 + 16) + (8 + 8) + (8 + 4)));
+    addTake("an odd last chunk without pad byte gets one",
+            {wavBytes({fmt, data, chunk("note", "abc")}), second},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut, paddedChunk("note", "abc")},
+                     12 + 866 + (8 + 16) + (8 + 8) + (8 + 4)));
+    addTake(
+        "a chunk that claims more than there is comes out filled with zeros",
+        {wavBytes({fmt, data, chunk("note", "abc", 100)}), second},
+        wavBytes({bextWithoutDate(), fmtOut, dataOut, chunk("note", "abc" + QByteArray(97, '\0'))},
+                 12 + 866 + (8 + 16) + (8 + 8) + (8 + 100)));
+    addTake("an id in capitals is another id",
+            {wavBytes({chunk("DATA", "xy"), fmt, data}),
+             wavBytes({chunk("DATA", "--"), fmt, dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), chunk("DATA", "xy"), fmtOut, dataOut},
+                     12 + 866 + (8 + 2) + (8 + 16) + (8 + 8)));
+
+    addTake("a chunk directly behind odd data is found",
+            {wavBytes({fmt, dataChunk("abc"), chunk("note", "left")}),
+             wavBytes({fmt, dataChunk("123"), chunk("note", "----")})},
+            wavBytes({bextWithoutDate(), fmtOut, dataChunk("a1b2c3"), chunk("note", "left")},
+                     12 + 866 + (8 + 16) + (8 + 6) + (8 + 4)));
+    // The id is "\0not"; 'e' and the first size byte make the size 0x0465.
+    addTake("a pad byte behind odd data shifts the next header by one",
+            {wavBytes({fmt, paddedChunk("data", "abc"), chunk("note", "left")}),
+             monoFile(format, "123")},
+            wavBytes({bextWithoutDate(), fmtOut, dataChunk("a1b2c3"),
+                      chunk("\0not", QByteArray("\0left", 5) + QByteArray(1126 - 5, '\0'), 0x0465)},
+                     12 + 866 + (8 + 16) + (8 + 6) + (8 + 1126)));
+    // The "d" of "data" is copied as the pad byte, so that "ata\x10" and "rest" follow.
+    addTake("an odd chunk without pad byte takes the first letter of the data id",
+            {wavBytes({fmt, chunk("note", "abc"),
+                       dataChunk('\0' + QByteArray("rest") + le32(7) + "1234567")}),
+             second},
+            wavBytes({bextWithoutDate(), fmtOut, chunk("note", "abcd", 3), chunk("ata\x10", {}),
+                      paddedChunk("rest", "1234567")},
+                     12 + 866 + (8 + 16) + (8 + 4) + 8 + (8 + 8)));
+
+    addTake("each of two data chunks is interleaved",
+            {wavBytes({fmt, data, dataChunk("ef")}),
+             wavBytes({fmt, dataChunk("1234"), dataChunk("56")})},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut, dataChunk("e5f6")},
+                     12 + 866 + (8 + 16) + (8 + 8) + (8 + 4)));
+    addTake("an empty data chunk stays empty", {monoFile(format, {}), monoFile(format, {})},
+            wavBytes({bextWithoutDate(), fmtOut, dataChunk({})}, 12 + 866 + (8 + 16) + 8));
+    QTest::newRow("an empty data chunk asks for no channel file")
+        << Files{{u"take_01.wav"_s, monoFile(format, {})},
+                 {u"other/take_02.wav"_s, monoFile(format, {})}}
+        << QStringList{u"take_01.wav"_s, u"other/take_02.wav"_s} << u"take_combined.wav"_s
+        << wavBytes({bextWithoutDate(), fmtOut, dataChunk({})}, 12 + 866 + (8 + 16) + 8);
+    addTake("the others are read at the byte position of the reference",
+            {wavBytes({fmt, data}), wavBytes({fmt, chunk("note", "5678"), dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), fmtOut, dataChunk("a5b6c7d8")},
+                     12 + 866 + (8 + 16) + (8 + 8)));
+
+    // The skip is refused, so the body is read as the header of a chunk of 48000 bytes.
+    addTake("a fmt chunk that claims 2^31 bytes is not skipped",
+            {wavBytes({data, chunk("fmt ", format.body(), 0x80000000)}),
+             wavBytes({dataChunk("1234"), fmt})},
+            wavBytes({bextWithoutDate(), dataOut, fmtOut,
+                      chunk("\1\0\1\0", format.body().mid(8) + QByteArray(48000 - 8, '\0'))},
+                     12 + 866 + (8 + 8) + (8 + 0x80000000) + (8 + 48000)));
+
+    const QByteArrayList oddNotes = {fmt, data, chunk("note", "ax", 1), chunk("nod!", {})};
+    addTake("a search that ends at a byte that is no text leaves the walk alone",
+            {wavBytes(oddNotes + QByteArrayList{chunk("tail", QByteArray(24, 't') + "\x01xyz")}),
+             second},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut, chunk("note", "ax", 1), chunk("nod!", {}),
+                      chunk("tail", QByteArray(24, 't') + "\x01xyz")},
+                     12 + 866 + (8 + 16) + (8 + 8) + (8 + 2) + 8 + (8 + 28)));
+}
+
+void tst_MonoToPoly::chunks()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::inconsistentHeaders_data()
+{
+    addCombineColumns();
+    const auto addPair = [](const char* name, const Format& format, const Format& expected,
+                            const QByteArray& left, const QByteArray& right,
+                            const QByteArray& data) {
+        addTake(name, {monoFile(format, left), monoFile(format, right)},
+                wavBytes({bextWithoutDate(), fmtChunk(expected), dataChunk(data)},
+                         12 + 866 + (8 + 16) + (8 + data.size())));
+    };
+    const QByteArray zeros(64, '\0');
+
+    const Format align1 = {.bits = 32, .blockAlign = 1};
+    const Format align1Out = {.channels = 2, .bits = 32, .blockAlign = 2};
+    addPair("four bytes per sample in a block align of 1 leave half of the first source", align1,
+            align1Out, "abcdefgh", "12345678", "abef" + zeros.left(12));
+    const Format align2 = {.bits = 32, .blockAlign = 2};
+    const Format align2Out = {.channels = 2, .bits = 32, .blockAlign = 4};
+    addPair("four bytes per sample in a block align of 2 leave the first source", align2, align2Out,
+            "abcdefgh", "12345678", "abcdefgh" + zeros.left(8));
+
+    const QByteArray left = sampleBytes(g_block + 8, 1);
+    const QByteArray right = sampleBytes(g_block + 8, 2);
+    const auto secondBlock = [](const QByteArray& samples) {
+        return samples.mid(g_block) + samples.mid(8, g_block - 8);
+    };
+    addPair("samples that run past a whole block are zero there", align1, align1Out, left, right,
+            framesOf({left.left(g_block), right.left(g_block)}, 4, 1, g_block)
+                + framesOf({secondBlock(left), secondBlock(right)}, 4, 1, 8));
+    const Format align3 = {.bits = 64, .blockAlign = 3};
+    const QByteArray exactLeft = left.left(g_block - 2);
+    const QByteArray exactRight = right.left(g_block - 2);
+    addPair("eight bytes per sample in a block align of 3 stay within the buffers", align3,
+            {.channels = 2, .bits = 64, .blockAlign = 6}, exactLeft, exactRight,
+            framesOf({exactLeft, exactRight}, 8, 3, g_block - 2));
+
+    addPair("a block align above the bytes per sample leaves gaps of zeros",
+            {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8}, "aAbBcCdD",
+            "1!2@3#4$", "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
+    addPair("12 bits count as one byte", {.bits = 12, .blockAlign = 2},
+            {.channels = 2, .bits = 12, .blockAlign = 4}, "aAbB", "1!2@",
+            "a1" + zeros.left(2) + "A!" + zeros.left(2));
+    addPair("below 8 bits there is no sample byte", {.bits = 4, .blockAlign = 1},
+            {.channels = 2, .bits = 4, .blockAlign = 2}, "abcd", "1234", zeros.left(8));
+    addPair("a block align above the data size moves no frame", {.bits = 16, .blockAlign = 100},
+            {.channels = 2, .bits = 16, .blockAlign = 200}, "aAbB", "1!2@", zeros.left(8));
+
+    addPair("stereo sources give their first half in half of the frames",
+            {.channels = 2, .bits = 16}, {.channels = 4, .bits = 16}, "aAbBcCdD", "1!2@3#4$",
+            "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
+    const QByteArray longLeft = left.left(g_block - 2) + "abcdefghijkl";
+    const QByteArray longRight = right.left(g_block - 2) + "123456789!@#";
+    addPair("stereo 24-bit sources start again with each block", {.channels = 2, .bits = 24},
+            {.channels = 4, .bits = 24}, longLeft, longRight,
+            framesOf({exactLeft, exactRight}, 3, 6, g_block - 2) + "abc123" + zeros.left(6)
+                + "def456" + zeros.left(6));
+
+    addPair("widened header fields wrap",
+            {.channels = 40000, .bits = 16, .blockAlign = 40000, .byteRate = 0x90000000},
+            {.channels = 14464, .bits = 16, .blockAlign = 14464, .byteRate = 0x20000000},
+            "aA" + QByteArray(39998, 'x'), "1!" + QByteArray(39998, 'x'),
+            "aA1!" + QByteArray(79996, '\0'));
+}
+
+void tst_MonoToPoly::inconsistentHeaders()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::riffSizesThatPass_data()
+{
+    addCombineColumns();
+    struct Claim
+    {
+        const char* name;
+        int count;
+        quint32 riffSize;
+    };
+    const QList<Claim> claims = {
+        {"eight times 268435455 is the last product below the limit", 8, 268435455},
+        {"one source of 2^31 - 1", 1, 0x7FFFFFFF},
+        {"two times 2^31 wraps to zero", 2, 0x80000000},
+        {"four times 2^30 wraps to zero", 4, 0x40000000},
+        {"three times 0x60000000 wraps past zero into the positive range", 3, 0x60000000},
+        {"a RIFF size of 0", 2, 0},
+    };
+    const Format format = {.bits = 8};
+    for (const Claim& claim : claims) {
+        QByteArrayList samples;
+        QByteArrayList channels;
+        for (int k = 0; k < claim.count; ++k) {
+            samples.append(sampleBytes(4, k));
+            channels.append(
+                wavBytes({fmtChunk(format), dataChunk(samples.last())}, claim.riffSize));
+        }
+        addTake(claim.name, channels,
+                wavBytes({bextWithoutDate(), fmtChunk(wide(format, claim.count)),
+                          dataChunk(interleaved(samples, 1))},
+                         12 + 866 + (8 + 16) + (8 + 4 * claim.count)));
+    }
+}
+
+void tst_MonoToPoly::riffSizesThatPass()
+{
+    combinesAsStated();
+}
+
+void tst_MonoToPoly::failures_data()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QStringList>("list");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+
+    const Format format = {.bits = 8};
+    const QByteArray fmt = fmtChunk(format);
+    const QByteArray data = dataChunk("abcd");
+    const QByteArray second = monoFile(format, "1234");
+    const QString first = u"take_01.wav"_s;
+    const QString other = u"take_02.wav"_s;
+    const QStringList both = {first, other};
+
+    const QString cannotOpen = errorText("Can not open file.");
+    QTest::newRow("no file under the rebuilt name of the first source")
+        << Files{{u"take_3.wav"_s, second}} << QStringList{u"take_3.wav"_s} << int(ConvertFileOpen)
+        << cannotOpen;
+    QTest::newRow("the first source is gone")
+        << Files{{other, second}} << both << int(ConvertFileOpen) << cannotOpen;
+    QTest::newRow("the second source is gone")
+        << Files{{first, second}} << both << int(ConvertFileOpen) << cannotOpen;
+    QTest::newRow("a source between others is gone")
+        << Files{{first, second}, {u"take_03.wav"_s, second}}
+        << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
+    QTest::newRow("the rebuilt name is not in the first source's directory")
+        << Files{{u"rec/a_01.wav"_s, second}, {u"other/b_02.wav"_s, second}}
+        << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << int(ConvertFileOpen)
+        << cannotOpen;
+    QTest::newRow("a directory bears the name of a channel file")
+        << Files{{first, second}, {u"take_02.wav/"_s, {}}} << both << int(ConvertFileOpen)
+        << cannotOpen;
+
+    const auto addReference = [&](const char* name, const QByteArray& reference, int code,
+                                  const char* sentence) {
+        QTest::newRow(name) << Files{{first, reference}, {other, second}} << both << code
+                            << errorText(sentence);
+    };
+    const char* illegal = "Illegal file format.";
+    addReference("the reference is not RIFF", "RIFX" + second.mid(4), ConvertIllegalFormat,
+                 illegal);
+    addReference("the reference is not WAVE", QByteArray(second).replace("WAVE", "AVI "),
+                 ConvertIllegalFormat, illegal);
+    addReference("the reference is empty", {}, ConvertIllegalFormat, illegal);
+    addReference("the reference ends in its RIFF header", second.left(10), ConvertIllegalFormat,
+                 illegal);
+
+    const char* readError = "Data read error.";
+    addReference("a pad byte behind odd data at the end",
+                 wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead, readError);
+    addReference("three stray bytes at the end", wavBytes({fmt, data, "xyz"}), ConvertDataRead,
+                 readError);
+    addReference("a pad byte behind an odd bext chunk at the end",
+                 wavBytes({fmt, data, paddedChunk("bext", "abc")}), ConvertDataRead, readError);
+    // Without pad bytes the search ends on the last four letters, which look like a cut header.
+    addReference("a search that ends in a cut header spoils the walk",
+                 wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
+                           chunk("tail", QByteArray(28, 't'))}),
+                 ConvertDataRead, readError);
+
+    const char* copyError = "Data copy error.";
+    addReference("a chunk that claims 2^31 bytes",
+                 wavBytes({fmt, data, chunk("note", "x", 0x80000000)}), ConvertDataCopy, copyError);
+    addReference("a chunk that claims 2^31 - 1 bytes and is rounded up",
+                 wavBytes({fmt, data, chunk("note", "x", 0x7FFFFFFF)}), ConvertDataCopy, copyError);
+    addReference("a chunk that claims 2^32 - 1 bytes and is rounded up",
+                 wavBytes({fmt, data, chunk("note", "x", 0xFFFFFFFF)}), ConvertDataCopy, copyError);
+    addReference("a bext chunk that claims 2^31 bytes",
+                 wavBytes({fmt, data, chunk("bext", "x", 0x80000000)}), ConvertDataCopy, copyError);
+
+    const auto addRiffSize = [&](const char* name, int count, quint32 riffSize) {
+        const QByteArray source = wavBytes({fmt, data}, riffSize);
+        const Files files = takeFiles(QByteArrayList(count, source));
+        QTest::newRow(name) << files << QStringList(files.keys()) << int(ConvertFileRestriction)
+                            << errorText("File restriction.");
+    };
+    addRiffSize("eight times 268435456 is 2^31", 8, 268435456);
+    addRiffSize("two times 2^30 is 2^31", 2, 0x40000000);
+    addRiffSize("one source of 2^31", 1, 0x80000000);
+    addRiffSize("two times 0xC0000000 wraps to 2^31", 2, 0xC0000000);
+}
+
+void tst_MonoToPoly::failures()
+{
+    QFETCH(Files, files);
+    QFETCH(QStringList, list);
+    QFETCH(int, code);
+    QFETCH(QString, text);
+    const TestDir dir(files);
+    Sources sources;
+    for (const QString& path : dir.paths(list)) {
+        if (auto item = itemOf(path))
+            sources.add(std::move(item));
+        else
+            addUnread(&sources, path);
+    }
+    QWidget parent;
+
+    const ConversionRun run = combine(sources, {}, {QMessageBox::Ok}, &parent);
+
+    QCOMPARE(run.texts(), QStringList{text});
+    QCOMPARE(run.boxes.first().title, u"Splicora"_s);
+    QCOMPARE(run.boxes.first().icon, QMessageBox::Warning);
+    QCOMPARE(run.boxes.first().buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QCOMPARE(run.boxes.first().parent, &parent);
+    QCOMPARE(run.result, code);
+    QCOMPARE(dir.files(), withoutDirectories(files));
+}
+
+void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
+{
+    const Format format = {.bits = 16};
+    const QByteArray chunkBehind = chunk("note", QByteArray(100, 'x'));
+    const QByteArray source =
+        wavBytes({fmtChunk(format), dataChunk(sampleBytes(2 * g_block + 8)), chunkBehind});
+    const Files files = {{u"a_01.wav"_s, source}, {u"other/b_02.wav"_s, source}};
+    const TestDir dir(files);
+    const ProgressProbe probe;
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"a_01.wav"_s, u"other/b_02.wav"_s})), {}, {QMessageBox::Ok});
+
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    const int fmtDone = 12 + 866 + 8 + 16;
+    const int dataStart = 12 + 8 + 16 + 8;
+    QCOMPARE(probe.values.mid(0, 4),
+             QList<int>({fmtDone, dataStart + int(g_block), dataStart + 2 * int(g_block),
+                         dataStart + 2 * int(g_block) + 8}));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::formatIsThatOfTheListing()
+{
+    const Format format = {.bits = 16};
+    const TestDir dir(takeFiles({monoFile(format, "aAbB"), monoFile(format, "1!2@")}));
+    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    const Format changed = {.bits = 8, .rate = 8000};
+    QVERIFY(writeFile(dir.path(u"take_01.wav"_s), monoFile(changed, "aAbB")));
+
+    QCOMPARE(combine(sources).result, int(ConvertOk));
+
+    QCOMPARE(withoutDate(readFile(dir.path(u"take_combined.wav"_s))),
+             wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk("aA1!bB2@")},
+                      12 + 866 + (8 + 16) + (8 + 8)));
+}
+
+void tst_MonoToPoly::blockAlignZeroTouchesNothing()
+{
+    const Format format = {.bits = 16, .blockAlign = 0};
+    Files files = takeFiles({monoFile(format, "aAbB"), monoFile(format, "1!2@")});
+    files.insert(u"take_combined.wav"_s, "kept");
+    const TestDir dir(files);
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s})), {}, {QMessageBox::Ok});
+
+    QCOMPARE(run.texts(), QStringList{errorText("Illegal file format.")});
+    QCOMPARE(run.result, int(ConvertIllegalFormat));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::noMemoryForTheBuffers()
+{
+#ifdef __SANITIZE_ADDRESS__
+    QSKIP("The address sanitizer ends the program when memory is refused.");
+#endif
+    const Files files = takeFiles({monoFile({.bits = 8}, "abcd")});
+    const TestDir dir(files);
+    const Sources sources(dir.paths({u"take_01.wav"_s}));
+    const int count = 128; // 64 MiB of input buffers, and as much for the output
+    CWavConverter converter(nullptr, QList<CWavFileItem*>(count, sources.at(0)));
+    malloc_trim(0);
+
+    ConversionRun run;
+    {
+        const SoftLimit limit(RLIMIT_AS, addressSpaceInUse() + 96 * 1024 * 1024);
+        QVERIFY(limit.isSet());
+        run = runAnswered({QMessageBox::Ok}, [&converter] { return converter.monoToPoly(); });
+    }
+
+    QCOMPARE(run.texts(), QStringList{errorText("Can not allocate memory.")});
+    QCOMPARE(run.result, int(ConvertNoMemory));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::emptyListShowsNothing()
+{
+    const ConversionRun run = combine(Sources());
+    QCOMPARE(run.result, int(ConvertOk));
+    QVERIFY(run.boxes.isEmpty());
+}
+
+void tst_MonoToPoly::outputDirectory_data()
+{
+    QTest::addColumn<QString>("dirName");
+    QTest::newRow("another directory") << u"out"_s;
+    QTest::newRow("a directory with an underscore and a dot") << u"out_02.wav"_s;
+    QTest::newRow("a directory with places in its name") << u"%2 %1"_s;
+}
+
+void tst_MonoToPoly::outputDirectory()
+{
+    QFETCH(QString, dirName);
+    const Format format = {.bits = 8};
+    const Files files = {{u"rec/a_01.wav"_s, monoFile(format, "ab")},
+                         {u"rec/a_02.wav"_s, monoFile(format, "12")},
+                         {dirName + u"/a_02.wav"_s, monoFile(format, "xx")}};
+    const TestDir dir(files);
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"rec/a_01.wav"_s, u"rec/a_02.wav"_s})), dir.path(dirName));
+
+    QCOMPARE(run.result, int(ConvertOk));
+    Files found = dir.files();
+    QCOMPARE(withoutDate(found.take(dirName + u"/a_combined.wav"_s)),
+             wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk("a1b2")},
+                      12 + 866 + (8 + 16) + (8 + 4)));
+    QCOMPARE(found, files);
+}
+
+void tst_MonoToPoly::outputThatCannotBeOpened_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<QString>("outputDir");
+    QTest::addColumn<int>("boxes");
+
+    QTest::newRow("the output directory does not exist") << u"out/"_s << u"missing"_s << 1;
+    QTest::newRow("a directory bears the name of the output, after the prompt")
+        << u"out/take_combined.wav/"_s << u"out"_s << 2;
+}
+
+void tst_MonoToPoly::outputThatCannotBeOpened()
+{
+    QFETCH(QString, directory);
+    QFETCH(QString, outputDir);
+    QFETCH(int, boxes);
+    Files files = takeFiles({monoFile({.bits = 8}, "ab")});
+    files.insert(directory, {});
+    const TestDir dir(files);
+    auto answers = QList<QMessageBox::StandardButton>(boxes, QMessageBox::Yes);
+    answers.last() = QMessageBox::Ok;
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"take_01.wav"_s})), dir.path(outputDir), answers);
+
+    QCOMPARE(run.boxes.size(), boxes);
+    QCOMPARE(run.texts().last(), errorText("Can not open file."));
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    QCOMPARE(dir.files(), withoutDirectories(files));
+    QVERIFY(QFileInfo(dir.path(directory)).isDir());
+}
+
+void tst_MonoToPoly::overwritePrompt_data()
+{
+    QTest::addColumn<QMessageBox::StandardButton>("answer");
+    QTest::addColumn<int>("code");
+
+    QTest::newRow("Yes overwrites the longer file") << QMessageBox::Yes << int(ConvertOk);
+    QTest::newRow("Cancel leaves the file and shows nothing more")
+        << QMessageBox::Cancel << int(ConvertCancelled);
+    QTest::newRow("Escape leaves the file and shows nothing more")
+        << QMessageBox::NoButton << int(ConvertCancelled);
+}
+
+void tst_MonoToPoly::overwritePrompt()
+{
+    QFETCH(QMessageBox::StandardButton, answer);
+    QFETCH(int, code);
+    const Format format = {.bits = 8};
+    Files files = takeFiles({monoFile(format, "ab"), monoFile(format, "12")});
+    files.insert(u"out/take_combined.wav"_s, QByteArray(5000, 'x'));
+    const TestDir dir(files);
+    QWidget parent;
+
+    const ConversionRun run = combine(Sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s})),
+                                      dir.path(u"out"_s), {answer}, &parent);
+
+    QCOMPARE(run.texts(), QStringList{u"Output file already exists.\n\ntake_combined.wav\n\n"
+                                      "Do you want to overwrite?"_s});
+    QCOMPARE(run.boxes.first().title, u"Splicora"_s);
+    QCOMPARE(run.boxes.first().icon, QMessageBox::Question);
+    QCOMPARE(run.boxes.first().buttons, QMessageBox::Yes | QMessageBox::Cancel);
+    QVERIFY(!run.boxes.first().hasDefaultButton);
+    QCOMPARE(run.boxes.first().parent, &parent);
+    QCOMPARE(run.result, code);
+    Files found = dir.files();
+    if (code == ConvertOk) {
+        QCOMPARE(withoutDate(found.take(u"out/take_combined.wav"_s)),
+                 wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk("a1b2")},
+                          12 + 866 + (8 + 16) + (8 + 4)));
+        files.remove(u"out/take_combined.wav"_s);
+    }
+    QCOMPARE(found, files);
+}
+
+void tst_MonoToPoly::failureRemovesTheOverwrittenFile()
+{
+    Files files = takeFiles({monoFile({.bits = 8}, "ab")});
+    files.insert(u"take_combined.wav"_s, "overwritten");
+    const TestDir dir(files);
+    Sources sources(dir.paths({u"take_01.wav"_s}));
+    addUnread(&sources, dir.path(u"take_02.wav"_s));
+
+    const ConversionRun run = combine(sources, {}, {QMessageBox::Yes, QMessageBox::Ok});
+
+    QCOMPARE(run.boxes.size(), 2);
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    files.remove(u"take_combined.wav"_s);
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::outputThatIsASource_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<bool>("isHardLink");
+    QTest::addColumn<QMessageBox::StandardButton>("answer");
+
+    QTest::newRow("a link to the reference") << u"take_01.wav"_s << false << QMessageBox::Yes;
+    QTest::newRow("a link to another channel file")
+        << u"take_02.wav"_s << false << QMessageBox::Yes;
+    QTest::newRow("a second name of the reference") << u"take_01.wav"_s << true << QMessageBox::Yes;
+    QTest::newRow("a second name of another channel file")
+        << u"take_02.wav"_s << true << QMessageBox::Yes;
+    QTest::newRow("a link to a listed file that is not read")
+        << u"other/take_02.wav"_s << false << QMessageBox::Yes;
+    QTest::newRow("a link to the reference, declined")
+        << u"take_01.wav"_s << false << QMessageBox::Cancel;
+}
+
+void tst_MonoToPoly::outputThatIsASource()
+{
+    QFETCH(QString, target);
+    QFETCH(bool, isHardLink);
+    QFETCH(QMessageBox::StandardButton, answer);
+    const Format format = {.bits = 8};
+    Files files = takeFiles({monoFile(format, "ab"), monoFile(format, "12")});
+    files.insert(u"other/take_02.wav"_s, monoFile(format, "xx"));
+    const TestDir dir(files);
+    const QByteArray from = QFile::encodeName(dir.path(target));
+    const QByteArray to = QFile::encodeName(dir.path(u"take_combined.wav"_s));
+    QCOMPARE(isHardLink ? link(from.constData(), to.constData())
+                        : symlink(from.constData(), to.constData()),
+             0);
+    files.insert(u"take_combined.wav"_s, files[target]);
+    const bool isRefused = answer == QMessageBox::Yes;
+    QList<QMessageBox::StandardButton> answers = {answer};
+    if (isRefused)
+        answers.append(QMessageBox::Ok);
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"take_01.wav"_s, u"other/take_02.wav"_s})), {}, answers);
+
+    QCOMPARE(run.boxes.size(), answers.size());
+    QCOMPARE(run.boxes.first().icon, QMessageBox::Question);
+    if (isRefused)
+        QCOMPARE(run.texts().last(), errorText("Can not open file."));
+    QCOMPARE(run.result, int(isRefused ? ConvertFileOpen : ConvertCancelled));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::progressDialog()
+{
+    const Format format = {.bits = 8};
+    const QByteArray source =
+        wavBytes({fmtChunk(format), dataChunk(sampleBytes(1000)), chunk("note", "four")});
+    const TestDir dir(takeFiles({source, source}));
+    QWidget parent;
+    const ProgressProbe probe;
+
+    const ConversionRun run =
+        combine(Sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s})), {}, {}, &parent);
+
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(probe.dialogs, 1);
+    QCOMPARE(probe.label, u"Converting...\ntake_combined.wav"_s);
+    QCOMPARE(probe.buttonText, u"Cancel"_s);
+    QCOMPARE(probe.modality, Qt::WindowModal);
+    QCOMPARE(probe.parent, &parent);
+    QCOMPARE(probe.minimum, 0);
+    const int riffSize = int(source.size()) - 8;
+    QCOMPARE(probe.maximum, riffSize);
+    // The running size behind the fmt chunk, the reference's position in the data and at last the
+    // maximum; the running size behind the note is more than that and not shown.
+    QCOMPARE(probe.values.mid(0, 3),
+             QList<int>({12 + 866 + 8 + 16, 12 + 8 + 16 + 8 + 1000, riffSize}));
+}
+
+void tst_MonoToPoly::cancel_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<bool>("isComplete");
+
+    const int dataStart = 12 + 8 + 16 + 8;
+    QTest::newRow("before the first chunk") << -1 << true;
+    QTest::newRow("before the first of three blocks") << 12 + 866 + 8 + 16 << true;
+    QTest::newRow("before the second of three blocks") << dataStart + int(g_block) << true;
+    QTest::newRow("before the last of three blocks") << dataStart + 2 * int(g_block) << true;
+    QTest::newRow("with a channel file missing") << dataStart + int(g_block) << false;
+}
+
+void tst_MonoToPoly::cancel()
+{
+    QFETCH(int, value);
+    QFETCH(bool, isComplete);
+    const QByteArray source =
+        wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_block + 8)),
+                  chunk("note", QByteArray(100, 'x'))});
+    Files files = takeFiles({source, source});
+    const TestDir dir(files);
+    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    if (!isComplete) {
+        QVERIFY(QFile::remove(dir.path(u"take_02.wav"_s)));
+        files.remove(u"take_02.wav"_s);
+    }
+    bool hadOutput = false;
+    const CancelClicker clicker([&](const QProgressDialog& dialog) {
+        hadOutput = QFile::exists(dir.path(u"take_combined.wav"_s));
+        return dialog.value() == value;
+    });
+
+    const ConversionRun run = combine(sources);
+
+    QVERIFY(clicker.wasClicked());
+    QVERIFY(hadOutput);
+    QVERIFY(run.boxes.isEmpty());
+    QCOMPARE(run.result, int(ConvertCancelled));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::cancelBehindTheDataComesTooLate()
+{
+    const Format format = {.bits = 8};
+    const QByteArray note = chunk("note", QByteArray(100, 'x'));
+    const QByteArray source = wavBytes({fmtChunk(format), dataChunk("abcd"), note});
+    const TestDir dir(takeFiles({source, source}));
+    const int dataEnd = 12 + 8 + 16 + 8 + 4;
+    const CancelClicker clicker(
+        [](const QProgressDialog& dialog) { return dialog.value() == dataEnd; });
+
+    const ConversionRun run = combine(Sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s})));
+
+    QVERIFY(clicker.wasClicked());
+    QVERIFY(run.boxes.isEmpty());
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(withoutDate(readFile(dir.path(u"take_combined.wav"_s))),
+             wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk("aabbccdd"), note},
+                      12 + 866 + (8 + 16) + (8 + 8) + (8 + 100)));
+}
+
+QTEST_MAIN(tst_MonoToPoly)
+#include "tst_monotopoly.moc"
