@@ -10,6 +10,9 @@
 #include <QTest>
 #include <QTimer>
 
+#include <functional>
+#include <utility>
+
 /// What a person saw of a message box.
 struct SeenBox
 {
@@ -38,6 +41,10 @@ public:
         : MessageBoxAnswer(QList<QMessageBox::StandardButton>{answer})
     { }
 
+    /// Calls @p look at each box, while it is open and before it is answered. A box that is closed
+    /// there needs no answer.
+    void whenSeen(std::function<void(QMessageBox*)> look) { m_look = std::move(look); }
+
     /// True when as many boxes as planned were answered, and no other one.
     bool wasAsked() const { return m_seen.size() == m_answers.size(); }
 
@@ -60,6 +67,10 @@ private:
         m_seen.append(seen);
         // The next box may stand at the same address.
         connect(box, &QObject::destroyed, this, [this] { m_last = nullptr; });
+        if (m_look)
+            m_look(box);
+        if (!box->isVisible())
+            return;
         QAbstractButton* button = box->button(answer);
         if (answer != QMessageBox::NoButton && button)
             QTest::mouseClick(button, Qt::LeftButton);
@@ -71,6 +82,7 @@ private:
 
     static bool hasDefault(const QMessageBox& box) { return box.defaultButton() != nullptr; }
 
+    std::function<void(QMessageBox*)> m_look;
     QList<QMessageBox::StandardButton> m_answers;
     QList<SeenBox> m_seen;
     QTimer m_timer;
