@@ -1,0 +1,143 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#pragma once
+
+#include "tests/messageboxanswer.h"
+#include "tests/wavbuilder.h"
+#include "tests/windowprobe.h"
+#include "ui/mainwindow.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+/// The real window, shown, and a directory of its own.
+struct WindowDesk
+{
+    explicit WindowDesk(int function = MonoToPolyFunction)
+    {
+        window.resize(900, 700);
+        window.show();
+        if (!dir.isValid() || !QTest::qWaitForWindowExposed(&window))
+            qFatal("No window on a directory.");
+        functionCombo(&window)->setCurrentIndex(function);
+    }
+
+    QString path(const QString& name) const { return dir.filePath(name); }
+
+    void write(const QString& name, const QByteArray& bytes) const
+    {
+        if (!writeFile(path(name), bytes))
+            qFatal("Can not write \"%s\".", qPrintable(name));
+    }
+
+    /// Enters the directory. Returns the texts of the boxes that came up; all were closed.
+    QStringList list() const { return list(dir.path()); }
+
+    QStringList list(const QString& directory) const
+    {
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        enterDirectory(&window, directory);
+        return texts(answer);
+    }
+
+    /// Selects exactly these rows of the file list, in this order, and presses Add.
+    QStringList add(const QList<int>& rows) const
+    {
+        selectRows(files, rows);
+        return press(QStringLiteral("Add"));
+    }
+
+    /// Presses a button. Returns the texts of the boxes that came up; all were closed.
+    QStringList press(const QString& text) const
+    {
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        clickButton(&window, text);
+        return texts(answer);
+    }
+
+    /// Changes the function. Returns the texts of the boxes that came up; all were closed.
+    QStringList choose(int function) const
+    {
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        functionCombo(&window)->setCurrentIndex(function);
+        return texts(answer);
+    }
+
+    static QStringList texts(const MessageBoxAnswer& answer)
+    {
+        QStringList all;
+        for (const SeenBox& box : answer.boxes())
+            all.append(box.text);
+        return all;
+    }
+
+    QStringList sourceNames() const { return columnTexts(sources, 0); }
+
+    /// The buttons that can be pressed, from top to bottom.
+    QStringList enabledButtons() const
+    {
+        const QStringList buttons = {QStringLiteral("Add"), QStringLiteral("Add All"),
+                                     QStringLiteral("Remove"), QStringLiteral("Remove All"),
+                                     QStringLiteral("Convert")};
+        QStringList enabled;
+        for (const QString& text : buttons) {
+            if (findButton(&window, text)->isEnabled())
+                enabled.append(text);
+        }
+        return enabled;
+    }
+
+    /// What the eight channel boxes show: a digit each, '1' for checked.
+    QString checkedChannels() const
+    {
+        return channels([](const QCheckBox* check) { return check->isChecked(); });
+    }
+
+    /// Which of the eight channel boxes can be changed: a digit each, '1' for enabled.
+    QString enabledChannels() const
+    {
+        return channels([](const QCheckBox* check) { return check->isEnabled(); });
+    }
+
+    QCheckBox* channelCheck(int channel) const
+    {
+        return findCheck(&window, QStringLiteral("Ch%1").arg(channel));
+    }
+
+    QTemporaryDir dir;
+    CMainWindow window;
+    QTableWidget* const files = fileTable(&window);
+    QTableWidget* const sources = sourceTable(&window);
+
+private:
+    template <typename Is>
+    QString channels(Is is) const
+    {
+        QString digits;
+        for (int channel = 1; channel <= 8; ++channel)
+            digits += is(channelCheck(channel)) ? u'1' : u'0';
+        return digits;
+    }
+};
+
+/// "a.wav" for 0, "b.wav" for 1 and so on.
+inline QString letterName(int index)
+{
+    return QChar(u'a' + index) + QStringLiteral(".wav");
+}
+
+inline QStringList letterNames(const QList<int>& indexes)
+{
+    QStringList names;
+    for (const int index : indexes)
+        names.append(letterName(index));
+    return names;
+}
+
+/// A file of @p frames sample frames and nothing but the two needed chunks.
+inline QByteArray smallWav(const Format& format = {}, int frames = 4)
+{
+    return wavBytes(
+        {fmtChunk(format), dataChunk(sampleBytes(qsizetype(frames) * format.frameBytes()))});
+}
