@@ -1,0 +1,826 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/windowdesk.h"
+
+#include <QHeaderView>
+#include <QSignalBlocker>
+#include <QSignalSpy>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString g_tooMany = u"Can not add to source more than 8 files."_s;
+const QString g_isSource = u"The file already exists on source."_s;
+const QString g_otherFormat = u"Can not add to source due to different format."_s;
+
+const QStringList g_addButtons = {u"Add"_s, u"Add All"_s};
+const QStringList g_allButtons =
+    g_addButtons + QStringList{u"Remove"_s, u"Remove All"_s, u"Convert"_s};
+
+/// Writes the files as "a.wav", "b.wav" and so on.
+void writeLetterFiles(const WindowDesk& desk, const QByteArrayList& files)
+{
+    for (int i = 0; i < files.size(); ++i)
+        desk.write(letterName(i), files[i]);
+}
+
+QByteArrayList equalFiles(int count)
+{
+    return QByteArrayList(count, smallWav());
+}
+
+QList<int> upTo(int count)
+{
+    QList<int> rows;
+    for (int row = 0; row < count; ++row)
+        rows.append(row);
+    return rows;
+}
+
+QList<int> selectedRows(const QTableWidget* table)
+{
+    QList<int> rows;
+    const QModelIndexList selected = table->selectionModel()->selectedRows(0);
+    for (const QModelIndex& index : selected)
+        rows.append(index.row());
+    return rows;
+}
+
+void doubleClick(QTableWidget* table, int row, int column,
+                 Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+{
+    const QPoint at = table->visualItemRect(table->item(row, column)).center();
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, at);
+    QTest::mouseDClick(table->viewport(), Qt::LeftButton, modifiers, at);
+}
+
+/// Counts the key presses that reach a widget.
+class KeyCounter : public QObject
+{
+public:
+    explicit KeyCounter(QWidget* widget) { widget->installEventFilter(this); }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::KeyPress)
+            ++count;
+        return QObject::eventFilter(watched, event);
+    }
+
+    int count = 0;
+};
+
+} // namespace
+
+class TestSourceList : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { QVERIFY(!QApplication::activeModalWidget()); }
+
+    void startsEmpty()
+    {
+        const WindowDesk desk;
+        QCOMPARE(desk.sources->rowCount(), 0);
+        QCOMPARE(desk.sources->columnCount(), 5);
+        QStringList headers;
+        for (int column = 0; column < 5; ++column)
+            headers.append(desk.sources->horizontalHeaderItem(column)->text());
+        QCOMPARE(headers,
+                 QStringList({u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s}));
+        QCOMPARE(desk.sources->selectionBehavior(), QAbstractItemView::SelectRows);
+        QCOMPARE(desk.sources->selectionMode(), QAbstractItemView::ExtendedSelection);
+        QCOMPARE(desk.sources->editTriggers(), QAbstractItemView::NoEditTriggers);
+        QVERIFY(desk.sources->horizontalHeader()->stretchLastSection());
+        QVERIFY(!desk.sources->horizontalHeader()->highlightSections());
+        QVERIFY(desk.sources->verticalHeader()->isHidden());
+        QCOMPARE(desk.enabledButtons(), QStringList());
+    }
+
+    void showsTheFactsOfASource_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QStringList>("facts");
+        QTest::newRow("a mono file of 16 bits")
+            << int(MonoToPolyFunction) << smallWav() << QStringList{u"1"_s, u"16"_s, u"48000"_s};
+        QTest::newRow("a file of eight channels and 24 bits")
+            << int(PolyToMonoFunction) << smallWav({.channels = 8, .bits = 24, .rate = 192000})
+            << QStringList{u"8"_s, u"24"_s, u"192000"_s};
+        QTest::newRow("the largest numbers that the fields hold")
+            << int(PolyToMonoFunction)
+            << wavBytes({fmtChunk({.channels = 65535, .bits = 65535, .rate = -1, .blockAlign = 4}),
+                         dataChunk(sampleBytes(8))})
+            << QStringList{u"65535"_s, u"65535"_s, u"4294967295"_s};
+        QTest::newRow("a rate of 0 and 0 bits")
+            << int(MonoToPolyFunction)
+            << wavBytes(
+                   {fmtChunk({.channels = 1, .bits = 0, .rate = 0}), dataChunk(sampleBytes(8))})
+            << QStringList{u"1"_s, u"0"_s, u"0"_s};
+    }
+
+    void showsTheFactsOfASource()
+    {
+        QFETCH(const int, function);
+        QFETCH(const QByteArray, file);
+        QFETCH(const QStringList, facts);
+        const WindowDesk desk(function);
+        desk.write(u"take_01.wav"_s, file);
+        QCOMPARE(desk.list(), QStringList());
+        QCOMPARE(desk.add({0}), QStringList());
+
+        const QString folder = QDir::toNativeSeparators(desk.dir.path());
+        QCOMPARE(desk.sources->rowCount(), 1);
+        QCOMPARE(rowTexts(desk.sources, 0),
+                 QStringList{u"take_01.wav"_s} + facts + QStringList{folder});
+
+        const int right = Qt::AlignRight | Qt::AlignVCenter;
+        QCOMPARE(right, 0x82);
+        const QVariantList alignments = {QVariant(), right, right, right, QVariant()};
+        const QVariantList toolTips = {QVariant(), QVariant(), QVariant(), QVariant(), folder};
+        for (int column = 0; column < 5; ++column) {
+            const QTableWidgetItem* cell = desk.sources->item(0, column);
+            QCOMPARE(cell->data(Qt::TextAlignmentRole), alignments[column]);
+            QCOMPARE(cell->data(Qt::ToolTipRole), toolTips[column]);
+        }
+    }
+
+    void namesASourceAsTheFileListDoes()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(1));
+        desk.list();
+        desk.files->item(0, 0)->setText(u"shown otherwise"_s);
+        desk.add({0});
+        QCOMPARE(desk.sourceNames(), QStringList{u"shown otherwise"_s});
+    }
+
+    void showsTheFolderAsItWasEntered_data()
+    {
+        QTest::addColumn<QString>("entered"); // %1 is the parent of the folder "takes"
+        QTest::addColumn<QString>("path");
+        QTest::newRow("an absolute path") << u"%1/takes"_s << u"%1/takes"_s;
+        QTest::newRow("a slash at the end") << u"%1/takes/"_s << u"%1/takes"_s;
+        QTest::newRow("a detour by way of the parent")
+            << u"%1/takes/../takes"_s << u"%1/takes/../takes"_s;
+        QTest::newRow("a path from the working directory") << u"takes"_s << u"takes"_s;
+        QTest::newRow("the working directory") << u"."_s << u"."_s;
+    }
+
+    void showsTheFolderAsItWasEntered()
+    {
+        QFETCH(const QString, entered);
+        QFETCH(const QString, path);
+        const WindowDesk desk;
+        QVERIFY(QDir(desk.dir.path()).mkdir(u"takes"_s));
+        desk.write(u"a.wav"_s, smallWav());
+        desk.write(u"takes/a.wav"_s, smallWav());
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(desk.dir.path()));
+        QString typed = entered;
+        QString shown = path;
+        typed.replace(u"%1"_s, desk.dir.path());
+        shown.replace(u"%1"_s, desk.dir.path());
+        desk.list(typed);
+        desk.add({0});
+        QVERIFY(QDir::setCurrent(before));
+        QCOMPARE(columnTexts(desk.sources, 4), QStringList{QDir::toNativeSeparators(shown)});
+        QCOMPARE(desk.sources->item(0, 4)->toolTip(), QDir::toNativeSeparators(shown));
+    }
+
+    void addsTheSelectionOrAll_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<QByteArrayList>("files");
+        QTest::addColumn<QList<int>>("before");
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QList<int>>("selection");
+        QTest::addColumn<QStringList>("boxes");
+        QTest::addColumn<QList<int>>("after");
+
+        const int mono = MonoToPolyFunction;
+        const int poly = PolyToMonoFunction;
+        const QString add = u"Add"_s;
+        const QString addAll = u"Add All"_s;
+        const QList<int> none;
+        const QStringList noBox;
+        const QByteArray usual = smallWav();
+        const QByteArray longer = smallWav({}, 5);
+
+        QTest::newRow("one file") << mono << equalFiles(2) << none << add << QList<int>{1} << noBox
+                                  << QList<int>{1};
+        QTest::newRow("three files from top to bottom")
+            << mono << equalFiles(3) << none << add << upTo(3) << noBox << upTo(3);
+        QTest::newRow("three files from bottom to top come in the order of their selection")
+            << mono << equalFiles(3) << none << add << QList<int>{2, 1, 0} << noBox
+            << QList<int>{2, 1, 0};
+        QTest::newRow("files behind others, which stand at the positions of the selection")
+            << mono << equalFiles(4) << QList<int>{3, 2} << add << QList<int>{0, 1} << noBox
+            << QList<int>{3, 2, 0, 1};
+        QTest::newRow("nothing selected and no source")
+            << mono << equalFiles(1) << none << add << none << noBox << none;
+        QTest::newRow("nothing selected and one source")
+            << mono << equalFiles(2) << QList<int>{0} << add << none << noBox << QList<int>{0};
+        QTest::newRow("nothing selected and eight sources")
+            << mono << equalFiles(8) << upTo(8) << add << none << noBox << upTo(8);
+        QTest::newRow("all of three files whatever is selected")
+            << mono << equalFiles(3) << none << addAll << QList<int>{1} << noBox << upTo(3);
+        QTest::newRow("all of three files behind one of them")
+            << mono << equalFiles(3) << QList<int>{2} << addAll << none << QStringList{g_isSource}
+            << QList<int>{2, 0, 1};
+
+        QTest::newRow("eight files at once")
+            << mono << equalFiles(9) << none << add << upTo(8) << noBox << upTo(8);
+        QTest::newRow("nine files at once")
+            << mono << equalFiles(9) << none << add << upTo(9) << QStringList{g_tooMany} << none;
+        QTest::newRow("the eighth file")
+            << mono << equalFiles(8) << upTo(7) << add << QList<int>{7} << noBox << upTo(8);
+        QTest::newRow("a ninth file") << mono << equalFiles(9) << upTo(8) << add << QList<int>{8}
+                                      << QStringList{g_tooMany} << upTo(8);
+        QTest::newRow("one of eight sources again")
+            << mono << equalFiles(8) << upTo(8) << add << QList<int>{3} << QStringList{g_tooMany}
+            << upTo(8);
+        QTest::newRow("two files to seven sources of which one is a source")
+            << mono << equalFiles(8) << upTo(7) << add << QList<int>{6, 7} << QStringList{g_tooMany}
+            << upTo(7);
+        QTest::newRow("three files to seven sources of which two are sources")
+            << mono << equalFiles(8) << upTo(7) << add << QList<int>{5, 6, 7}
+            << QStringList{g_tooMany} << upTo(7);
+        QTest::newRow("two files to seven sources of which one would fit")
+            << mono << equalFiles(9) << upTo(7) << add << QList<int>{7, 8} << QStringList{g_tooMany}
+            << upTo(7);
+        QTest::newRow("all of eight files")
+            << mono << equalFiles(8) << none << addAll << none << noBox << upTo(8);
+        QTest::newRow("all of nine files")
+            << mono << equalFiles(9) << none << addAll << none << QStringList{g_tooMany} << none;
+        QTest::newRow("all of six files to three sources that are among them")
+            << mono << equalFiles(6) << upTo(3) << addAll << none << QStringList{g_tooMany}
+            << upTo(3);
+        QTest::newRow("all of four files to four sources that are the same")
+            << mono << equalFiles(4) << upTo(4) << addAll << none
+            << QStringList{g_isSource, g_isSource, g_isSource, g_isSource} << upTo(4);
+
+        QTest::newRow("three files of which the middle one is a source")
+            << mono << equalFiles(3) << QList<int>{1} << add << upTo(3) << QStringList{g_isSource}
+            << QList<int>{1, 0, 2};
+        QTest::newRow("three files of which two are sources are refused one by one")
+            << mono << equalFiles(3) << QList<int>{0, 2} << add << upTo(3)
+            << QStringList{g_isSource, g_isSource} << QList<int>{0, 2, 1};
+        QTest::newRow("a source and no other file")
+            << mono << equalFiles(1) << QList<int>{0} << add << QList<int>{0}
+            << QStringList{g_isSource} << QList<int>{0};
+        QTest::newRow("a multichannel file that is a source")
+            << poly << QByteArrayList(2, smallWav({.channels = 2})) << QList<int>{0} << add
+            << QList<int>{0, 1} << QStringList{g_isSource} << QList<int>{0, 1};
+
+        QTest::newRow("the first file may have any format")
+            << mono << QByteArrayList{usual, smallWav({.bits = 24, .rate = 8000}), usual} << none
+            << add << QList<int>{1} << noBox << QList<int>{1};
+        QTest::newRow("the second file is measured by the first source")
+            << mono << QByteArrayList{usual, smallWav({.bits = 24, .rate = 8000}), usual}
+            << QList<int>{1} << add << QList<int>{0} << QStringList{g_otherFormat} << QList<int>{1};
+        QTest::newRow("a longer file between two equal ones leaves a position behind the list")
+            << mono << QByteArrayList{usual, longer, usual} << none << add << upTo(3)
+            << QStringList{g_otherFormat} << QList<int>{0, 2};
+        QTest::newRow("two longer files before an equal one leave positions behind the list")
+            << mono << QByteArrayList{usual, longer, longer, usual} << none << addAll << none
+            << QStringList{g_otherFormat, g_otherFormat} << QList<int>{0, 3};
+        QTest::newRow("a file longer by one frame")
+            << mono << QByteArrayList{usual, longer} << QList<int>{0} << add << QList<int>{1}
+            << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("a file of another rate")
+            << mono << QByteArrayList{usual, smallWav({.rate = 44100})} << QList<int>{0} << add
+            << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("a file of another format tag")
+            << mono
+            << QByteArrayList{smallWav({.bits = 32, .tag = 1}), smallWav({.bits = 32, .tag = 3})}
+            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("a file of another byte rate alone")
+            << mono << QByteArrayList{usual, smallWav({.byteRate = 1})} << QList<int>{0} << add
+            << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("a file with one more chunk")
+            << mono
+            << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8)),
+                                               chunk("LIST", "INFO")})}
+            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("an equal file whose RIFF size says otherwise")
+            << mono
+            << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8))}, 45)}
+            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("a shorter data chunk in a file of the same RIFF size")
+            << mono
+            << QByteArrayList{wavBytes({fmtChunk({}), dataChunk(sampleBytes(16))}),
+                              wavBytes(
+                                  {fmtChunk({}), dataChunk(sampleBytes(4)), chunk("LIST", "INFO")})}
+            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
+        QTest::newRow("other samples in a file of the same format")
+            << mono << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8, 7))})}
+            << QList<int>{0} << add << QList<int>{1} << noBox << QList<int>{0, 1};
+        QTest::newRow("a source, a longer file and an equal one are told apart in order")
+            << mono << QByteArrayList{usual, longer, usual, longer} << QList<int>{0} << add
+            << QList<int>{1, 0, 2, 3} << QStringList{g_otherFormat, g_isSource, g_otherFormat}
+            << QList<int>{0, 2};
+        QTest::newRow("multichannel files of eight formats stand together")
+            << poly
+            << QByteArrayList{smallWav({.channels = 2}),
+                              smallWav({.channels = 3}),
+                              smallWav({.channels = 2, .bits = 24}),
+                              smallWav({.channels = 2, .rate = 96000}),
+                              smallWav({.channels = 8}),
+                              smallWav({.channels = 10}),
+                              smallWav({.channels = 2, .bits = 32, .tag = 3}),
+                              smallWav({.channels = 2}, 99)}
+            << none << addAll << none << noBox << upTo(8);
+        QTest::newRow("a ninth multichannel file")
+            << poly << QByteArrayList(9, smallWav({.channels = 2})) << upTo(8) << add
+            << QList<int>{8} << QStringList{g_tooMany} << upTo(8);
+    }
+
+    void addsTheSelectionOrAll()
+    {
+        QFETCH(const int, function);
+        QFETCH(const QByteArrayList, files);
+        QFETCH(const QList<int>, before);
+        QFETCH(const QString, command);
+        QFETCH(const QList<int>, selection);
+        QFETCH(const QStringList, boxes);
+        QFETCH(const QList<int>, after);
+        const WindowDesk desk(function);
+        writeLetterFiles(desk, files);
+        QCOMPARE(desk.list(), QStringList());
+        if (!before.isEmpty())
+            QCOMPARE(desk.add(before), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames(before));
+
+        selectRows(desk.files, selection);
+        QCOMPARE(selectedRows(desk.files), selection);
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>(boxes.size(), QMessageBox::Ok));
+        clickButton(&desk.window, command);
+
+        QCOMPARE(WindowDesk::texts(answer), boxes);
+        for (const SeenBox& box : answer.boxes()) {
+            QCOMPARE(box.title, u"Splicora"_s);
+            QCOMPARE(box.icon, QMessageBox::Warning);
+            QCOMPARE(box.buttons, QMessageBox::Ok);
+            QCOMPARE(box.parent, &desk.window);
+        }
+        QCOMPARE(desk.sourceNames(), letterNames(after));
+        const QString folder = QDir::toNativeSeparators(desk.dir.path());
+        for (int row = 0; row < desk.sources->rowCount(); ++row) {
+            QCOMPARE(desk.sources->item(row, 4)->text(), folder);
+            QCOMPARE(desk.sources->item(row, 4)->toolTip(), folder);
+        }
+        QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+        QCOMPARE(columnTexts(desk.files, 0), letterNames(upTo(int(files.size()))));
+        QCOMPARE(selectedRows(desk.sources), QList<int>());
+        QVERIFY(!desk.sources->currentIndex().isValid());
+    }
+
+    void refusesBeforeItTouchesTheButtons()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(9));
+        desk.list();
+        desk.add(upTo(8));
+        findButton(&desk.window, u"Remove All"_s)->setEnabled(false);
+        QCOMPARE(desk.add({8}), QStringList{g_tooMany});
+        QVERIFY(!findButton(&desk.window, u"Remove All"_s)->isEnabled());
+    }
+
+    void measuresByTheFirstSourceWhateverFollows_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QStringList>("boxes");
+        QTest::addColumn<QList<int>>("after");
+        QTest::newRow("equal to the first source, not to the last")
+            << 2 << QStringList() << QList<int>{0, 1, 2};
+        QTest::newRow("equal to the last source, not to the first")
+            << 3 << QStringList{g_otherFormat} << QList<int>{0, 1};
+    }
+
+    void measuresByTheFirstSourceWhateverFollows()
+    {
+        QFETCH(const int, row);
+        QFETCH(const QStringList, boxes);
+        QFETCH(const QList<int>, after);
+        const WindowDesk desk(PolyToMonoFunction);
+        const QByteArray stereo = smallWav({.channels = 2});
+        const QByteArray quad = smallWav({.channels = 4});
+        writeLetterFiles(desk, {stereo, quad, stereo, quad});
+        desk.list();
+        QCOMPARE(desk.add({0, 1}), QStringList());
+        {
+            // The function of the moment counts, not the one of the listing.
+            const QSignalBlocker noListing(functionCombo(&desk.window));
+            functionCombo(&desk.window)->setCurrentIndex(MonoToPolyFunction);
+        }
+        QCOMPARE(desk.add({row}), boxes);
+        QCOMPARE(desk.sourceNames(), letterNames(after));
+    }
+
+    void measuresByTheNewFirstSourceOnceTheOldOneIsRemoved()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, {smallWav(), smallWav({.bits = 24})});
+        desk.list();
+        desk.add({0});
+        QCOMPARE(desk.add({1}), QStringList{g_otherFormat});
+        desk.press(u"Remove All"_s);
+        QCOMPARE(desk.add({1}), QStringList());
+        QCOMPARE(desk.add({0}), QStringList{g_otherFormat});
+        QCOMPARE(desk.sourceNames(), letterNames({1}));
+    }
+
+    void rowsAre20PixelsHighUntilTheyAreFitted()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(3));
+        desk.list();
+        desk.add({1});
+        selectRows(desk.files, {0, 1, 2});
+        MessageBoxAnswer answer(QMessageBox::Ok);
+        int heightMeanwhile = -1;
+        answer.whenSeen([&](QMessageBox*) { heightMeanwhile = desk.sources->rowHeight(1); });
+        clickButton(&desk.window, u"Add"_s);
+        QVERIFY(answer.wasAsked());
+        QCOMPARE(heightMeanwhile, 20);
+
+        const int height = desk.sources->rowHeight(1);
+        desk.sources->setRowHeight(1, 20);
+        desk.sources->resizeRowToContents(1);
+        QCOMPARE(height, desk.sources->rowHeight(1));
+    }
+
+    void fitsTheColumnsAfterAddingNotAfterRemoving()
+    {
+        const WindowDesk desk;
+        desk.write(u"a.wav"_s, smallWav());
+        desk.write(u"b_take_with_a_rather_long_name.wav"_s, smallWav());
+        desk.list();
+        desk.add({0});
+        const int narrow = desk.sources->columnWidth(0);
+        desk.add({1});
+        const int wide = desk.sources->columnWidth(0);
+        QVERIFY(wide > narrow);
+        QCOMPARE(desk.sources->horizontalHeader()->length(), desk.sources->viewport()->width());
+
+        selectRows(desk.sources, {1});
+        desk.press(u"Remove"_s);
+        QCOMPARE(desk.sources->columnWidth(0), wide);
+        desk.add({});
+        QCOMPARE(desk.sources->columnWidth(0), narrow);
+        QCOMPARE(desk.sources->horizontalHeader()->length(), desk.sources->viewport()->width());
+    }
+
+    void addsByDoubleClick_data()
+    {
+        QTest::addColumn<QList<int>>("selectedBefore");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<QList<int>>("after");
+        const Qt::KeyboardModifiers none = Qt::NoModifier;
+        const Qt::KeyboardModifiers control = Qt::ControlModifier;
+        QTest::newRow("on the name of a row") << QList<int>{} << 1 << 0 << none << QList<int>{1};
+        QTest::newRow("on the size of a row") << QList<int>{} << 2 << 5 << none << QList<int>{2};
+        QTest::newRow("on a row that was selected")
+            << QList<int>{1} << 1 << 0 << none << QList<int>{1};
+        QTest::newRow("on a row beside the selection takes the row alone")
+            << QList<int>{0, 1} << 2 << 0 << none << QList<int>{2};
+        QTest::newRow("on a row that stays selected with others takes them all")
+            << QList<int>{0, 1} << 3 << 0 << control << QList<int>{0, 1, 3};
+    }
+
+    void addsByDoubleClick()
+    {
+        QFETCH(const QList<int>, selectedBefore);
+        QFETCH(const int, row);
+        QFETCH(const int, column);
+        QFETCH(const Qt::KeyboardModifiers, modifiers);
+        QFETCH(const QList<int>, after);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(4));
+        desk.list();
+        selectRows(desk.files, selectedBefore);
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        doubleClick(desk.files, row, column, modifiers);
+        QCOMPARE(WindowDesk::texts(answer), QStringList());
+        QCOMPARE(selectedRows(desk.files), after);
+        QCOMPARE(desk.sourceNames(), letterNames(after));
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+    }
+
+    void takesTheSelectionNotTheDoubleClickedCell()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(3));
+        desk.list();
+        selectRows(desk.files, {0, 2});
+        emit desk.files->cellDoubleClicked(1, 3);
+        QCOMPARE(desk.sourceNames(), letterNames({0, 2}));
+    }
+
+    void followsTheKeys_data()
+    {
+        QTest::addColumn<bool>("onFileList");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<QList<int>>("after");
+        // Sources: a, b and c with a and c selected. Files: a to e with d and e selected.
+        const QList<int> unchanged = {0, 1, 2};
+        const QList<int> added = {0, 1, 2, 3, 4};
+        const QList<int> removed = {1};
+        const Qt::KeyboardModifiers none = Qt::NoModifier;
+        QTest::newRow("Return on the file list") << true << int(Qt::Key_Return) << none << added;
+        QTest::newRow("Enter of the keypad on the file list")
+            << true << int(Qt::Key_Enter) << Qt::KeyboardModifiers(Qt::KeypadModifier) << added;
+        QTest::newRow("Enter without the keypad on the file list")
+            << true << int(Qt::Key_Enter) << none << added;
+        QTest::newRow("Shift and Return on the file list")
+            << true << int(Qt::Key_Return) << Qt::KeyboardModifiers(Qt::ShiftModifier) << added;
+        QTest::newRow("Ctrl and Return on the file list")
+            << true << int(Qt::Key_Return) << Qt::KeyboardModifiers(Qt::ControlModifier) << added;
+        QTest::newRow("Alt and Enter on the file list")
+            << true << int(Qt::Key_Enter) << Qt::KeyboardModifiers(Qt::AltModifier) << added;
+        QTest::newRow("Delete on the file list")
+            << true << int(Qt::Key_Delete) << none << unchanged;
+        QTest::newRow("Backspace on the file list")
+            << true << int(Qt::Key_Backspace) << none << unchanged;
+        QTest::newRow("Insert on the file list")
+            << true << int(Qt::Key_Insert) << none << unchanged;
+        QTest::newRow("Delete on the source list")
+            << false << int(Qt::Key_Delete) << none << removed;
+        QTest::newRow("Delete of the keypad on the source list")
+            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::KeypadModifier) << removed;
+        QTest::newRow("Shift and Delete on the source list")
+            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::ShiftModifier) << removed;
+        QTest::newRow("Ctrl and Delete on the source list")
+            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::ControlModifier)
+            << removed;
+        QTest::newRow("Alt and Delete on the source list")
+            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::AltModifier) << removed;
+        QTest::newRow("Backspace on the source list")
+            << false << int(Qt::Key_Backspace) << none << unchanged;
+        QTest::newRow("Return on the source list")
+            << false << int(Qt::Key_Return) << none << unchanged;
+        QTest::newRow("Enter on the source list")
+            << false << int(Qt::Key_Enter) << none << unchanged;
+    }
+
+    void followsTheKeys()
+    {
+        QFETCH(const bool, onFileList);
+        QFETCH(const int, key);
+        QFETCH(const Qt::KeyboardModifiers, modifiers);
+        QFETCH(const QList<int>, after);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(5));
+        desk.list();
+        desk.add({0, 1, 2});
+        selectRows(desk.files, {3, 4});
+        selectRows(desk.sources, {0, 2});
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        QTest::keyClick(onFileList ? desk.files : desk.sources, Qt::Key(key), modifiers);
+        QCOMPARE(WindowDesk::texts(answer), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames(after));
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+    }
+
+    void actsOnThePressOfAKeyOnly_data()
+    {
+        QTest::addColumn<bool>("onFileList");
+        QTest::addColumn<int>("key");
+        QTest::newRow("Return on the file list") << true << int(Qt::Key_Return);
+        QTest::newRow("Delete on the source list") << false << int(Qt::Key_Delete);
+    }
+
+    void actsOnThePressOfAKeyOnly()
+    {
+        QFETCH(const bool, onFileList);
+        QFETCH(const int, key);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(2));
+        desk.list();
+        desk.add({0});
+        selectRows(desk.files, {1});
+        selectRows(desk.sources, {0});
+        QTest::keyRelease(onFileList ? desk.files : desk.sources, Qt::Key(key));
+        QCOMPARE(desk.sourceNames(), letterNames({0}));
+    }
+
+    void leavesTheKeysToTheTables_data() { actsOnThePressOfAKeyOnly_data(); }
+
+    void leavesTheKeysToTheTables()
+    {
+        QFETCH(const bool, onFileList);
+        QFETCH(const int, key);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(2));
+        desk.list();
+        desk.add({0});
+        selectRows(desk.files, {1});
+        selectRows(desk.sources, {0});
+        QTableWidget* table = onFileList ? desk.files : desk.sources;
+        KeyCounter passedOn(table->parentWidget());
+        const QSignalSpy activated(table, &QTableWidget::activated);
+        QTest::keyClick(table, Qt::Key(key));
+        QCOMPARE(activated.count(), onFileList ? 1 : 0);
+        QCOMPARE(passedOn.count, 1);
+    }
+
+    void removesTheSelection_data()
+    {
+        QTest::addColumn<int>("sources");
+        QTest::addColumn<QList<int>>("selection");
+        QTest::addColumn<QList<int>>("after");
+        QTest::newRow("nothing selected") << 2 << QList<int>{} << QList<int>{0, 1};
+        QTest::newRow("the only source") << 1 << QList<int>{0} << QList<int>{};
+        QTest::newRow("the first of three") << 3 << QList<int>{0} << QList<int>{1, 2};
+        QTest::newRow("the last of three") << 3 << QList<int>{2} << QList<int>{0, 1};
+        QTest::newRow("all of three") << 3 << QList<int>{0, 1, 2} << QList<int>{};
+        QTest::newRow("two apart, from top to bottom") << 4 << QList<int>{0, 2} << QList<int>{1, 3};
+        // Row 0 goes first, so row 2 is then the fourth source.
+        QTest::newRow("two apart, from bottom to top, hit a shifted row")
+            << 4 << QList<int>{2, 0} << QList<int>{1, 2};
+        QTest::newRow("two apart, from bottom to top, and the last row is gone by then")
+            << 4 << QList<int>{3, 0} << QList<int>{1, 2, 3};
+        // Row 1 goes, then row 2, which is the fourth source by then, then row 0.
+        QTest::newRow("three, the middle one selected last")
+            << 5 << QList<int>{0, 2, 1} << QList<int>{2, 4};
+        QTest::newRow("eight, from bottom to top, leave every other one")
+            << 8 << QList<int>{7, 6, 5, 4, 3, 2, 1, 0} << QList<int>{1, 3, 5, 7};
+    }
+
+    void removesTheSelection()
+    {
+        QFETCH(const int, sources);
+        QFETCH(const QList<int>, selection);
+        QFETCH(const QList<int>, after);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(sources));
+        desk.list();
+        desk.add(upTo(sources));
+        selectRows(desk.sources, selection);
+        QCOMPARE(selectedRows(desk.sources), selection);
+        QCOMPARE(desk.press(u"Remove"_s), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames(after));
+        QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+
+        // The list behind the table lost the same files: they and no others can be added again.
+        for (int row = 0; row < sources; ++row) {
+            if (desk.sources->rowCount() < 8) {
+                const QStringList boxes = desk.add({row});
+                QCOMPARE(boxes, after.contains(row) ? QStringList{g_isSource} : QStringList());
+            }
+        }
+    }
+
+    void removesARangeSelectedWithShift()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(5));
+        desk.list();
+        desk.press(u"Add All"_s);
+        selectRows(desk.sources, {3});
+        const QRect second = desk.sources->visualItemRect(desk.sources->item(1, 0));
+        QTest::mouseClick(desk.sources->viewport(), Qt::LeftButton, Qt::ShiftModifier,
+                          second.center());
+        QTest::keyClick(desk.sources, Qt::Key_Delete);
+        QCOMPARE(desk.sourceNames(), letterNames({0, 4}));
+    }
+
+    void putsAReturningSourceAtTheEnd()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(3));
+        desk.list();
+        desk.press(u"Add All"_s);
+        selectRows(desk.sources, {0});
+        desk.press(u"Remove"_s);
+        QCOMPARE(desk.add({0}), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames({1, 2, 0}));
+    }
+
+    void removeAllOnAnEmptyTableLeavesItsButtonsDisabled()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(1));
+        desk.list();
+        desk.press(u"Remove All"_s);
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+        findButton(&desk.window, u"Remove All"_s)->setEnabled(true);
+        findButton(&desk.window, u"Remove"_s)->setEnabled(true);
+        findButton(&desk.window, u"Convert"_s)->setEnabled(true);
+        desk.press(u"Remove All"_s);
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+        QCOMPARE(desk.sources->rowCount(), 0);
+    }
+
+    void buttonsFollowEveryStep()
+    {
+        const WindowDesk desk;
+        QCOMPARE(desk.enabledButtons(), QStringList());
+        QCOMPARE(desk.list(), QStringList{u"No wav files found."_s});
+        QCOMPARE(desk.enabledButtons(), QStringList());
+        writeLetterFiles(desk, equalFiles(2));
+        desk.list();
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+        desk.add({0});
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+        desk.add({1});
+        selectRows(desk.sources, {0});
+        desk.press(u"Remove"_s);
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+        selectRows(desk.sources, {0});
+        desk.press(u"Remove"_s);
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+        desk.press(u"Add All"_s);
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+        desk.press(u"Remove All"_s);
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+        QCOMPARE(desk.sources->rowCount(), 0);
+        desk.press(u"Add All"_s);
+        QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
+        desk.list();
+        QCOMPARE(desk.enabledButtons(), g_addButtons);
+    }
+
+    void aListingOfFilesEmptiesTheList_data()
+    {
+        QTest::addColumn<QString>("entered"); // in the directory of the listing
+        QTest::addColumn<QStringList>("after");
+        const QStringList kept = letterNames({0, 1});
+        QTest::newRow("the same directory again") << u"."_s << QStringList();
+        QTest::newRow("another directory with files") << u"mono"_s << QStringList();
+        QTest::newRow("a directory without files") << u"empty"_s << kept;
+        QTest::newRow("a directory with files of the other kind") << u"poly"_s << kept;
+        QTest::newRow("a missing directory") << u"missing"_s << kept;
+    }
+
+    void aListingOfFilesEmptiesTheList()
+    {
+        QFETCH(const QString, entered);
+        QFETCH(const QStringList, after);
+        const WindowDesk desk;
+        for (const QString& name : {u"mono"_s, u"empty"_s, u"poly"_s})
+            QVERIFY(QDir(desk.dir.path()).mkdir(name));
+        writeLetterFiles(desk, equalFiles(2));
+        desk.write(u"mono/x.wav"_s, smallWav());
+        desk.write(u"poly/x.wav"_s, smallWav({.channels = 2}));
+        desk.list();
+        desk.press(u"Add All"_s);
+        desk.list(desk.path(entered));
+        QCOMPARE(desk.sourceNames(), after);
+        QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+    }
+
+    void aChangeOfFunctionEmptiesTheListWhenItFindsFiles_data()
+    {
+        QTest::addColumn<bool>("withPolyFile");
+        QTest::addColumn<QStringList>("after");
+        QTest::newRow("a file of the new kind") << true << QStringList();
+        QTest::newRow("no file of the new kind") << false << letterNames({0, 1});
+    }
+
+    void aChangeOfFunctionEmptiesTheListWhenItFindsFiles()
+    {
+        QFETCH(const bool, withPolyFile);
+        QFETCH(const QStringList, after);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(2));
+        if (withPolyFile)
+            desk.write(u"poly.wav"_s, smallWav({.channels = 2}));
+        desk.list();
+        desk.press(u"Add All"_s);
+        QCOMPARE(desk.choose(PolyToMonoFunction).isEmpty(), withPolyFile);
+        QCOMPARE(desk.sourceNames(), after);
+        QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+    }
+
+    void addingFromAnEmptiedFileListChangesNothing_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("the selection") << u"Add"_s;
+        QTest::newRow("all") << u"Add All"_s;
+    }
+
+    void addingFromAnEmptiedFileListChangesNothing()
+    {
+        QFETCH(const QString, command);
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(2));
+        desk.list();
+        desk.press(u"Add All"_s);
+        desk.list(desk.path(u"missing"_s));
+        QCOMPARE(desk.files->rowCount(), 0);
+        QCOMPARE(desk.press(command), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
+        QCOMPARE(desk.enabledButtons(), g_allButtons);
+    }
+};
+
+QTEST_MAIN(TestSourceList)
+#include "tst_sourcelist.moc"
