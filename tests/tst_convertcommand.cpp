@@ -1,0 +1,905 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/windowdesk.h"
+
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QProgressDialog>
+#include <QUrl>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString g_question = u"Output directory does not exist.\n"
+                           u"The converted files will appear in the same directory as the "
+                           u"originals.\n"
+                           u"\n"
+                           u"Click Yes to proceed."_s;
+
+QString errorText(const QString& reason)
+{
+    return u"An error occurred during a convert operation.\n\n"_s + reason;
+}
+
+/// Takes are more than samples: an odd chunk with its pad byte stands behind the data.
+const QByteArray g_listBody = "INFO!";
+
+QByteArray takeWith(int channels, const QByteArray& samples)
+{
+    return wavBytes(
+        {fmtChunk({.channels = channels}), dataChunk(samples), paddedChunk("LIST", g_listBody)});
+}
+
+/// A file that a split or a combine makes of takes, dates left out. The stored size counts
+/// @p fmtAccount and @p listAccount bytes for the bodies of the two small chunks.
+QByteArray converted(int channels, const QByteArray& samples, int fmtAccount, int listAccount)
+{
+    const qint64 size = 12 + 866 + (8 + fmtAccount) + (8 + samples.size()) + (8 + listAccount);
+    return wavBytes({bextWithoutDate(), fmtChunk({.channels = channels}), dataChunk(samples),
+                     paddedChunk("LIST", g_listBody)},
+                    size);
+}
+
+QByteArray splitFile(const QByteArray& samples)
+{
+    return converted(1, samples, 4, 4);
+}
+
+QByteArray combinedFile(int channels, const QByteArray& samples)
+{
+    return converted(channels, samples, 16, 6);
+}
+
+QStringList filesBelow(const QString& directory)
+{
+    return QDir(directory).entryList(QDir::Files, QDir::Name);
+}
+
+/// Everything that the window shows of files, sources and channels, and what can be pressed.
+QStringList shown(const WindowDesk& desk)
+{
+    QStringList all = {currentDirEdit(&desk.window)->text(), outputDirEdit(&desk.window)->text(),
+                       desk.checkedChannels(), desk.enabledChannels()};
+    all += desk.enabledButtons();
+    for (const QTableWidget* table : {desk.files, desk.sources}) {
+        for (int row = 0; row < table->rowCount(); ++row)
+            all += rowTexts(table, row);
+        all.append(QString::number(table->currentRow()));
+    }
+    return all;
+}
+
+/// Makes a directory and goes to work there, for as long as it lives.
+class WorkingDirectory
+{
+public:
+    explicit WorkingDirectory(const QString& path)
+        : m_before(QDir::currentPath())
+    {
+        if (!QDir().mkpath(path) || !QDir::setCurrent(path))
+            qFatal("Can not work in \"%s\".", qPrintable(path));
+    }
+    ~WorkingDirectory() { QDir::setCurrent(m_before); }
+    Q_DISABLE_COPY_MOVE(WorkingDirectory)
+
+private:
+    QString m_before;
+};
+
+/// Presses Cancel of every progress dialog.
+class ProgressCanceller : public QObject
+{
+public:
+    ProgressCanceller()
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
+            if (dialog && dialog->isVisible() && !dialog->wasCanceled()) {
+                clickButton(dialog, u"Cancel"_s);
+                ++count;
+            }
+        });
+        m_timer.start(0);
+    }
+
+    int count = 0;
+
+private:
+    QTimer m_timer;
+};
+
+/// What a person saw of a directory chooser.
+struct SeenChooser
+{
+    QString caption;
+    QString directory;
+    QFileDialog::Options options;
+    QFileDialog::FileMode mode = QFileDialog::AnyFile;
+    const QWidget* parent = nullptr;
+};
+
+/// Answers the directory choosers that appear during its life with a path typed into them, or by
+/// cancelling where the path is empty.
+class ChooserAnswer : public QObject
+{
+public:
+    explicit ChooserAnswer(const QString& path)
+        : m_path(path)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] { answerActiveChooser(); });
+        m_timer.start(1);
+    }
+
+    QList<SeenChooser> seen;
+
+private:
+    void answerActiveChooser()
+    {
+        auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!chooser || !chooser->isVisible())
+            return;
+        seen.append({chooser->windowTitle(), chooser->directory().absolutePath(),
+                     chooser->options(), chooser->fileMode(), chooser->parentWidget()});
+        if (m_path.isEmpty()) {
+            QTest::keyClick(chooser, Qt::Key_Escape);
+            return;
+        }
+        auto* edit = chooser->findChild<QLineEdit*>(u"fileNameEdit"_s);
+        edit->setText(m_path);
+        QTest::keyClick(edit, Qt::Key_Return);
+    }
+
+    QString m_path;
+    QTimer m_timer;
+};
+
+using Step = void (*)(const WindowDesk&);
+
+} // namespace
+
+Q_DECLARE_METATYPE(Step)
+
+/// Stands in for the desktop: keeps the URLs that it is asked to open.
+class FolderRecorder : public QObject
+{
+    Q_OBJECT
+
+public:
+    FolderRecorder() { QDesktopServices::setUrlHandler(u"file"_s, this, "open"); }
+    ~FolderRecorder() override { QDesktopServices::unsetUrlHandler(u"file"_s); }
+    Q_DISABLE_COPY_MOVE(FolderRecorder)
+
+    QStringList opened;
+
+public slots:
+    void open(const QUrl& url) { opened.append(url.toString()); }
+};
+
+class TestConvertCommand : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// Two mono takes in the folder "rec", which are the sources of a combine.
+    static void addMonoTakes(const WindowDesk& desk)
+    {
+        makeFolder(desk, u"rec"_s);
+        desk.write(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8, 1)));
+        desk.write(u"rec/take_02.wav"_s, takeWith(1, sampleBytes(8, 2)));
+        addAll(desk, MonoToPolyFunction);
+    }
+
+    /// Two multichannel takes in the folder "rec", which are the sources of a split.
+    static void addPolyTakes(const WindowDesk& desk)
+    {
+        makeFolder(desk, u"rec"_s);
+        desk.write(u"rec/one.wav"_s, takeWith(2, stereoSamples()));
+        desk.write(u"rec/two.wav"_s, takeWith(3, sampleBytes(12, 5)));
+        addAll(desk, PolyToMonoFunction);
+    }
+
+    static QByteArray stereoSamples()
+    {
+        return interleaved({sampleBytes(8, 3), sampleBytes(8, 4)}, 2);
+    }
+
+    static void makeFolder(const WindowDesk& desk, const QString& name)
+    {
+        if (!QDir(desk.dir.path()).mkpath(name))
+            qFatal("Can not make \"%s\".", qPrintable(name));
+    }
+
+    static void addAll(const WindowDesk& desk, int function)
+    {
+        functionCombo(&desk.window)->setCurrentIndex(function);
+        desk.list(desk.path(u"rec"_s));
+        desk.press(u"Add All"_s);
+        if (desk.sources->rowCount() != 2)
+            qFatal("The takes did not become sources.");
+    }
+
+    static void addTakes(const WindowDesk& desk, int function)
+    {
+        if (function == MonoToPolyFunction)
+            addMonoTakes(desk);
+        else
+            addPolyTakes(desk);
+    }
+
+    static void setOutput(const WindowDesk& desk, const QString& text)
+    {
+        outputDirEdit(&desk.window)->setText(text);
+    }
+
+    /// Offers a third and a fourth function, which the window itself does not.
+    static void offerMoreFunctions(const WindowDesk& desk)
+    {
+        functionCombo(&desk.window)->addItems({u"third"_s, u"fourth"_s});
+    }
+
+    QTemporaryDir m_home;
+    QByteArray m_homeBefore;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_home.isValid());
+        m_homeBefore = qgetenv("HOME");
+        qputenv("HOME", m_home.path().toLocal8Bit());
+        QCOMPARE(QDir::homePath(), m_home.path());
+    }
+
+    void cleanupTestCase() { qputenv("HOME", m_homeBefore); }
+
+    void cleanup() { QVERIFY(!QApplication::activeModalWidget()); }
+
+    void combinesFromDirectoryToFile()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        makeFolder(desk, u"out"_s);
+        setOutput(desk, desk.path(u"out"_s));
+        selectRows(desk.sources, {1});
+        const QStringList before = shown(desk);
+
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QVERIFY(desktop.opened.first().startsWith(u"file:////"));
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
+        QCOMPARE(withoutDate(readFile(desk.path(u"out/take_combined.wav"_s))),
+                 combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
+        QCOMPARE(filesBelow(desk.path(u"rec"_s)),
+                 QStringList({u"take_01.wav"_s, u"take_02.wav"_s}));
+        QCOMPARE(readFile(desk.path(u"rec/take_01.wav"_s)), takeWith(1, sampleBytes(8, 1)));
+        QCOMPARE(readFile(desk.path(u"rec/take_02.wav"_s)), takeWith(1, sampleBytes(8, 2)));
+        QCOMPARE(shown(desk), before);
+    }
+
+    void combinesInTheOrderOfTheSourceList()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        desk.press(u"Remove All"_s);
+        desk.add({1});
+        desk.add({0});
+        setOutput(desk, desk.dir.path());
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(withoutDate(readFile(desk.path(u"take_combined.wav"_s))),
+                 combinedFile(2, interleaved({sampleBytes(8, 2), sampleBytes(8, 1)}, 2)));
+    }
+
+    void splitsFromDirectoryToFiles()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addPolyTakes(desk);
+        makeFolder(desk, u"out"_s);
+        setOutput(desk, desk.path(u"out"_s));
+        selectRows(desk.sources, {1});
+        QCheckBox* second = desk.channelCheck(2);
+        QTest::mouseClick(second, Qt::LeftButton, Qt::NoModifier, QPoint(5, second->height() / 2));
+        QCOMPARE(desk.checkedChannels(), u"10100000"_s);
+        const QStringList before = shown(desk);
+
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(filesBelow(desk.path(u"out"_s)),
+                 QStringList({u"one_01.wav"_s, u"one_02.wav"_s, u"two_01.wav"_s, u"two_03.wav"_s}));
+        const QByteArray three = sampleBytes(12, 5); // two frames of three samples
+        const QList<std::pair<QString, QByteArray>> expected = {
+            {u"out/one_01.wav"_s, sampleBytes(8, 3)},
+            {u"out/one_02.wav"_s, sampleBytes(8, 4)},
+            {u"out/two_01.wav"_s, three.mid(0, 2) + three.mid(6, 2)},
+            {u"out/two_03.wav"_s, three.mid(4, 2) + three.mid(10, 2)},
+        };
+        for (const auto& [name, samples] : expected)
+            QCOMPARE(withoutDate(readFile(desk.path(name))), splitFile(samples));
+        QCOMPARE(filesBelow(desk.path(u"rec"_s)), QStringList({u"one.wav"_s, u"two.wav"_s}));
+        QCOMPARE(readFile(desk.path(u"rec/one.wav"_s)), takeWith(2, stereoSamples()));
+        QCOMPARE(readFile(desk.path(u"rec/two.wav"_s)), takeWith(3, three));
+        QCOMPARE(shown(desk), before);
+    }
+
+    void newFilesAreListedWithTheNextListing()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        setOutput(desk, desk.path(u"rec"_s));
+        desk.press(u"Convert"_s);
+        QCOMPARE(columnTexts(desk.files, 0), QStringList({u"take_01.wav"_s, u"take_02.wav"_s}));
+        QCOMPARE(desk.choose(PolyToMonoFunction), QStringList());
+        QCOMPARE(columnTexts(desk.files, 0), QStringList{u"take_combined.wav"_s});
+    }
+
+    void asksBeforeItConvertsAgain_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<QMessageBox::StandardButton>("answer");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<bool>("overwritten");
+        const QString combined = u"Output file already exists.\n\ntake_combined.wav\n\n"
+                                 u"Do you want to overwrite?"_s;
+        const QString split = u"Output file already exists.\n%1\n\nDo you want to overwrite?"_s;
+        const QStringList splits = {split.arg(u"one_01.wav"_s), split.arg(u"one_02.wav"_s),
+                                    split.arg(u"two_01.wav"_s), split.arg(u"two_02.wav"_s),
+                                    split.arg(u"two_03.wav"_s)};
+        QTest::newRow("a combine is to be overwritten")
+            << int(MonoToPolyFunction) << QMessageBox::Yes << QStringList{combined} << true;
+        QTest::newRow("a combine is to be kept")
+            << int(MonoToPolyFunction) << QMessageBox::Cancel << QStringList{combined} << false;
+        QTest::newRow("a combine is to be kept by Escape")
+            << int(MonoToPolyFunction) << QMessageBox::NoButton << QStringList{combined} << false;
+        QTest::newRow("a split is to be overwritten")
+            << int(PolyToMonoFunction) << QMessageBox::Yes << splits << true;
+        QTest::newRow("a split is to be kept")
+            << int(PolyToMonoFunction) << QMessageBox::Cancel << splits.first(1) << false;
+    }
+
+    void asksBeforeItConvertsAgain()
+    {
+        QFETCH(const int, function);
+        QFETCH(const QMessageBox::StandardButton, answer);
+        QFETCH(const QStringList, texts);
+        QFETCH(const bool, overwritten);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addTakes(desk, function);
+        makeFolder(desk, u"out"_s);
+        setOutput(desk, desk.path(u"out"_s));
+        desk.press(u"Convert"_s);
+        const QString url = u"file:///"_s + desk.path(u"out"_s);
+        QCOMPARE(desktop.opened, QStringList{url});
+        const QStringList names = filesBelow(desk.path(u"out"_s));
+        for (const QString& name : names)
+            desk.write(u"out/"_s + name, "earlier");
+        const QStringList before = shown(desk);
+
+        MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>(texts.size(), answer));
+        clickButton(&desk.window, u"Convert"_s);
+        QCOMPARE(WindowDesk::texts(boxes), texts);
+        for (const SeenBox& box : boxes.boxes()) {
+            QCOMPARE(box.title, u"Splicora"_s);
+            QCOMPARE(box.icon, QMessageBox::Question);
+            QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::Cancel);
+        }
+        QCOMPARE(desktop.opened, QStringList(overwritten ? 2 : 1, url));
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), names);
+        for (const QString& name : names)
+            QCOMPARE(readFile(desk.path(u"out/"_s + name)) != "earlier", overwritten);
+        QCOMPARE(shown(desk), before);
+    }
+
+    void withoutSourcesNothingHappens()
+    {
+        FolderRecorder desktop;
+        WindowDesk desk;
+        addMonoTakes(desk);
+        desk.press(u"Remove All"_s);
+        MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>{});
+        QVERIFY(QMetaObject::invokeMethod(&desk.window, "convert"));
+        QCOMPARE(WindowDesk::texts(boxes), QStringList());
+        QCOMPARE(desktop.opened, QStringList());
+    }
+
+    void asksWhenTheOutputDirectoryIsMissing_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<QMessageBox::StandardButton>("answer");
+        QTest::addColumn<bool>("closed");
+        QTest::addColumn<QStringList>("written");
+        const int combine = MonoToPolyFunction;
+        const int split = PolyToMonoFunction;
+        QTest::newRow("a combine goes on with Yes")
+            << combine << QMessageBox::Yes << false << QStringList{u"take_combined.wav"_s};
+        QTest::newRow("a combine ends with Cancel")
+            << combine << QMessageBox::Cancel << false << QStringList();
+        QTest::newRow("a combine ends with Escape")
+            << combine << QMessageBox::NoButton << false << QStringList();
+        QTest::newRow("a combine ends when the box is closed")
+            << combine << QMessageBox::NoButton << true << QStringList();
+        QTest::newRow("a split goes on with Yes")
+            << split << QMessageBox::Yes << false
+            << QStringList{u"one_01.wav"_s, u"one_02.wav"_s, u"two_01.wav"_s, u"two_02.wav"_s,
+                           u"two_03.wav"_s};
+        QTest::newRow("a split ends with Cancel")
+            << split << QMessageBox::Cancel << false << QStringList();
+    }
+
+    void asksWhenTheOutputDirectoryIsMissing()
+    {
+        QFETCH(const int, function);
+        QFETCH(const QMessageBox::StandardButton, answer);
+        QFETCH(const bool, closed);
+        QFETCH(const QStringList, written);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addTakes(desk, function);
+        const QStringList sources = filesBelow(desk.path(u"rec"_s));
+        const QStringList before = shown(desk);
+
+        MessageBoxAnswer boxes(answer);
+        boxes.whenSeen([closed](QMessageBox* box) {
+            if (closed)
+                box->close();
+        });
+        clickButton(&desk.window, u"Convert"_s);
+        QVERIFY(boxes.wasAsked());
+        const SeenBox box = boxes.box();
+        QCOMPARE(box.text, g_question);
+        QCOMPARE(box.title, u"Splicora"_s);
+        QCOMPARE(box.icon, QMessageBox::Question);
+        QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::Cancel);
+        QVERIFY(!box.hasDefaultButton);
+        QCOMPARE(box.parent, &desk.window);
+
+        QStringList files = sources + written;
+        files.sort();
+        QCOMPARE(filesBelow(desk.path(u"rec"_s)), files);
+        QCOMPARE(desktop.opened, written.isEmpty()
+                                     ? QStringList()
+                                     : QStringList{u"file:///"_s + desk.path(u"rec"_s)});
+        QCOMPARE(shown(desk), before);
+    }
+
+    void writesAndOpensTheRightFolder_data()
+    {
+        QTest::addColumn<QString>("output"); // %1 is the directory of the folders
+        QTest::addColumn<QString>("current"); // typed after the listing, without Return
+        QTest::addColumn<bool>("asked"); // and answered with Yes
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("url");
+        const QString rec = u"%1/rec"_s;
+        QTest::newRow("an existing folder")
+            << u"%1/out"_s << rec << false << u"out"_s << u"file:///%1/out"_s;
+        QTest::newRow("an existing folder with a slash at the end")
+            << u"%1/out/"_s << rec << false << u"out"_s << u"file:///%1/out/"_s;
+        QTest::newRow("an existing folder, whatever the current directory says")
+            << u"%1/out"_s << QString() << false << u"out"_s << u"file:///%1/out"_s;
+        QTest::newRow("a folder with blanks in its name")
+            << u"%1/o u t"_s << rec << false << u"o u t"_s << u"file:///%1/o u t"_s;
+        QTest::newRow("a number sign starts the fragment of the URL")
+            << u"%1/out#1"_s << rec << false << u"out#1"_s << u"file:///%1/out#1"_s;
+        QTest::newRow("a lone percent sign is tolerated in the URL")
+            << u"%1/50%"_s << rec << false << u"50%"_s << u"file:///%1/50%25"_s;
+        QTest::newRow("a folder of the working directory")
+            << u"here"_s << rec << false << u"work/here"_s << u"file:///here"_s;
+        QTest::newRow("the parent of the working directory")
+            << u"../out"_s << rec << false << u"out"_s << u"file:///../out"_s;
+        QTest::newRow("a folder that only the listed directory has")
+            << u"inrec"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+        QTest::newRow("no text") << QString() << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+        QTest::newRow("a missing folder")
+            << u"%1/missing"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+        QTest::newRow("a blank before the path")
+            << u" %1/out"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+        QTest::newRow("a blank behind the path")
+            << u"%1/out "_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+        QTest::newRow("no text, and another current directory was typed since the listing")
+            << QString() << u"%1/out"_s << true << u"out"_s << u"file:///%1/out"_s;
+        QTest::newRow("no text, and a current directory from the working directory")
+            << QString() << u"here"_s << true << u"work/here"_s << u"file:///here"_s;
+        QTest::newRow("no text in either field")
+            << QString() << QString() << true << u"rec"_s << u"file:///"_s;
+        QTest::newRow("a missing folder and no current directory")
+            << u"%1/missing"_s << QString() << true << u"rec"_s << u"file:///"_s;
+    }
+
+    void writesAndOpensTheRightFolder()
+    {
+        QFETCH(QString, output);
+        QFETCH(QString, current);
+        QFETCH(const bool, asked);
+        QFETCH(const QString, folder);
+        QFETCH(QString, url);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        const WorkingDirectory work(desk.path(u"work"_s));
+        for (const QString& name :
+             {u"out"_s, u"o u t"_s, u"out#1"_s, u"50%"_s, u"work/here"_s, u"rec/inrec"_s})
+            makeFolder(desk, name);
+        addMonoTakes(desk);
+        for (QString* text : {&output, &current, &url})
+            text->replace(u"%1"_s, desk.dir.path());
+        setOutput(desk, output);
+        currentDirEdit(&desk.window)->setText(current);
+
+        MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>(asked ? 1 : 0, QMessageBox::Yes));
+        clickButton(&desk.window, u"Convert"_s);
+        QCOMPARE(WindowDesk::texts(boxes), QStringList(asked ? 1 : 0, g_question));
+        QCOMPARE(desktop.opened, QStringList{url});
+        QCOMPARE(withoutDate(readFile(desk.path(folder + u"/take_combined.wav"_s))),
+                 combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
+        QCOMPARE(outputDirEdit(&desk.window)->text(), output);
+        QCOMPARE(currentDirEdit(&desk.window)->text(), current);
+    }
+
+    void writesNextToEachSourceWithoutAnyDirectory()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addPolyTakes(desk);
+        currentDirEdit(&desk.window)->clear();
+        MessageBoxAnswer boxes(QMessageBox::Yes);
+        clickButton(&desk.window, u"Convert"_s);
+        QVERIFY(boxes.wasAsked());
+        QCOMPARE(withoutDate(readFile(desk.path(u"rec/one_02.wav"_s))),
+                 splitFile(sampleBytes(8, 4)));
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s});
+    }
+
+    void aFailureOpensNoFolder_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<Step>("prepare");
+        QTest::addColumn<QList<QMessageBox::StandardButton>>("answers");
+        QTest::addColumn<QStringList>("texts");
+        using Answers = QList<QMessageBox::StandardButton>;
+        const int combine = MonoToPolyFunction;
+        const int split = PolyToMonoFunction;
+        const QStringList cannotOpen = {errorText(u"Can not open file."_s)};
+        const QStringList illegal = {errorText(u"Illegal file format."_s)};
+
+        const Step regularFile = [](const WindowDesk& desk) {
+            desk.write(u"plain.txt"_s, "not a directory");
+            setOutput(desk, desk.path(u"plain.txt"_s));
+        };
+        QTest::newRow("a combine into a regular file, which passes for a directory")
+            << combine << regularFile << Answers{QMessageBox::Ok} << cannotOpen;
+        QTest::newRow("a split into a regular file, which passes for a directory")
+            << split << regularFile << Answers{QMessageBox::Ok} << cannotOpen;
+
+        QTest::newRow("a combine of sources that are gone")
+            << combine
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/take_01.wav"_s)); })
+            << Answers{QMessageBox::Ok} << cannotOpen;
+        QTest::newRow("a combine whose second source is gone")
+            << combine
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/take_02.wav"_s)); })
+            << Answers{QMessageBox::Ok} << cannotOpen;
+        QTest::newRow("a split of a source that is gone")
+            << split
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/one.wav"_s)); })
+            << Answers{QMessageBox::Ok} << cannotOpen;
+        QTest::newRow("a combine of a file that is none any more")
+            << combine << Step([](const WindowDesk& desk) {
+                   desk.write(u"rec/take_01.wav"_s, "something else");
+               })
+            << Answers{QMessageBox::Ok} << illegal;
+        QTest::newRow("a split of a file that is none any more")
+            << split
+            << Step([](const WindowDesk& desk) { desk.write(u"rec/one.wav"_s, "something else"); })
+            << Answers{QMessageBox::Ok} << illegal;
+        QTest::newRow("a split whose last source is gone")
+            << split
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/two.wav"_s)); })
+            << Answers{QMessageBox::Ok} << cannotOpen;
+
+        const Step missingCurrent = [](const WindowDesk& desk) {
+            setOutput(desk, QString());
+            currentDirEdit(&desk.window)->setText(desk.path(u"missing"_s));
+        };
+        QTest::newRow("a combine into a missing current directory")
+            << combine << missingCurrent << Answers{QMessageBox::Yes, QMessageBox::Ok}
+            << QStringList{g_question} + cannotOpen;
+        QTest::newRow("a split into a missing current directory")
+            << split << missingCurrent << Answers{QMessageBox::Yes, QMessageBox::Ok}
+            << QStringList{g_question} + cannotOpen;
+    }
+
+    void aFailureOpensNoFolder()
+    {
+        QFETCH(const int, function);
+        QFETCH(const Step, prepare);
+        QFETCH(const QList<QMessageBox::StandardButton>, answers);
+        QFETCH(const QStringList, texts);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addTakes(desk, function);
+        setOutput(desk, desk.dir.path());
+        prepare(desk);
+        const QStringList before = shown(desk);
+        MessageBoxAnswer boxes(answers);
+        clickButton(&desk.window, u"Convert"_s);
+        QCOMPARE(WindowDesk::texts(boxes), texts);
+        QCOMPARE(boxes.boxes().last().icon, QMessageBox::Warning);
+        QCOMPARE(boxes.boxes().last().title, u"Splicora"_s);
+        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(shown(desk), before);
+    }
+
+    void aCancelledConversionOpensNoFolder_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::newRow("a combine") << int(MonoToPolyFunction);
+        QTest::newRow("a split") << int(PolyToMonoFunction);
+    }
+
+    void aCancelledConversionOpensNoFolder()
+    {
+        QFETCH(const int, function);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addTakes(desk, function);
+        makeFolder(desk, u"out"_s);
+        setOutput(desk, desk.path(u"out"_s));
+        const QStringList before = shown(desk);
+        {
+            const ProgressCanceller canceller;
+            QCOMPARE(desk.press(u"Convert"_s), QStringList());
+            QCOMPARE(canceller.count, 1);
+        }
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
+        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(shown(desk), before);
+
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(desktop.opened.size(), 1);
+    }
+
+    void theThirdFunctionAlwaysOpensTheFolder_data()
+    {
+        QTest::addColumn<Step>("prepare");
+        QTest::addColumn<QStringList>("written");
+        const QStringList both = {u"take_01_bwf.wav"_s, u"take_02_bwf.wav"_s};
+        QTest::newRow("after a success") << Step([](const WindowDesk&) {}) << both;
+        QTest::newRow("after the first source was gone")
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/take_01.wav"_s)); })
+            << QStringList();
+        QTest::newRow("after the second source was gone")
+            << Step([](const WindowDesk& desk) { QFile::remove(desk.path(u"rec/take_02.wav"_s)); })
+            << both.first(1);
+    }
+
+    void theThirdFunctionAlwaysOpensTheFolder()
+    {
+        QFETCH(const Step, prepare);
+        QFETCH(const QStringList, written);
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        // Without the odd chunk: this copy would take the pad byte for a chunk.
+        const QByteArrayList chunks = {fmtChunk({}), dataChunk(sampleBytes(8))};
+        makeFolder(desk, u"rec"_s);
+        makeFolder(desk, u"out"_s);
+        desk.write(u"rec/take_01.wav"_s, wavBytes(chunks));
+        desk.write(u"rec/take_02.wav"_s, wavBytes(chunks));
+        offerMoreFunctions(desk);
+        addAll(desk, PlainToBwfFunction);
+        setOutput(desk, desk.path(u"out"_s));
+        prepare(desk);
+
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), written);
+        const QByteArray expected =
+            wavBytes(QByteArrayList{bextWithoutDate()} + chunks, 12 + 866 + (8 + 16) + (8 + 8));
+        for (const QString& name : written)
+            QCOMPARE(withoutDate(readFile(desk.path(u"out/"_s + name))), expected);
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+    }
+
+    void anyOtherFunctionOnlyOpensTheFolder()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        offerMoreFunctions(desk);
+        addMonoTakes(desk);
+        addAll(desk, PlainToBwfFunction + 1);
+        makeFolder(desk, u"out"_s);
+        setOutput(desk, desk.path(u"out"_s));
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+    }
+
+    void choosesTheCurrentDirectory()
+    {
+        const WindowDesk desk;
+        makeFolder(desk, u"rec"_s);
+        desk.write(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8)));
+        ChooserAnswer chooser(desk.path(u"rec"_s));
+        clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        QCOMPARE(chooser.seen.size(), 1);
+        const SeenChooser seen = chooser.seen.first();
+        QCOMPARE(seen.caption, u"Choose directory."_s);
+        QCOMPARE(seen.options, QFileDialog::Options(QFileDialog::ShowDirsOnly));
+        QCOMPARE(seen.mode, QFileDialog::Directory);
+        QCOMPARE(seen.parent, &desk.window);
+        QCOMPARE(seen.directory, QDir::homePath());
+
+        QLineEdit* edit = currentDirEdit(&desk.window);
+        QCOMPARE(edit->text(), QDir::toNativeSeparators(desk.path(u"rec"_s)));
+        QCOMPARE(edit->cursorPosition(), 0);
+        QCOMPARE(columnTexts(desk.files, 0), QStringList{u"take_01.wav"_s});
+        QCOMPARE(outputDirEdit(&desk.window)->text(), QString());
+    }
+
+    void aChosenDirectoryIsListedWithItsBoxes()
+    {
+        const WindowDesk desk;
+        MessageBoxAnswer boxes(QMessageBox::Ok);
+        const ChooserAnswer chooser(desk.dir.path());
+        clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        QCOMPARE(WindowDesk::texts(boxes), QStringList{u"No wav files found."_s});
+    }
+
+    void theFirstChooserOpensAtHomeTheNextAtTheListedDirectory_data()
+    {
+        QTest::addColumn<Step>("prepare");
+        QTest::addColumn<QString>("start"); // below the desk's directory; null for home
+        const Step enterRec = [](const WindowDesk& desk) { desk.list(desk.path(u"rec"_s)); };
+        QTest::newRow("nothing was listed") << Step([](const WindowDesk&) {}) << QString();
+        QTest::newRow("a text was typed, not listed") << Step([](const WindowDesk& desk) {
+            QTest::keyClicks(currentDirEdit(&desk.window), desk.path(u"rec"_s));
+        }) << QString();
+        QTest::newRow("a chooser was cancelled") << Step([](const WindowDesk& desk) {
+            const ChooserAnswer cancel{QString()};
+            clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        }) << QString();
+        QTest::newRow("an output directory was chosen") << Step([](const WindowDesk& desk) {
+            const ChooserAnswer choose(desk.path(u"rec"_s));
+            clickButton(findGroup(&desk.window, u"Source File"_s), u"Browse..."_s);
+        }) << QString();
+        QTest::newRow("a directory was entered") << enterRec << u"rec"_s;
+        QTest::newRow("a directory was chosen") << Step([](const WindowDesk& desk) {
+            const ChooserAnswer choose(desk.path(u"rec"_s));
+            clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        }) << u"rec"_s;
+        QTest::newRow("a directory was entered, then another one typed")
+            << Step([](const WindowDesk& desk) {
+                   desk.list(desk.path(u"rec"_s));
+                   currentDirEdit(&desk.window)->setText(desk.path(u"other"_s));
+               })
+            << u"rec"_s;
+        QTest::newRow("a directory was typed, then the function changed")
+            << Step([](const WindowDesk& desk) {
+                   currentDirEdit(&desk.window)->setText(desk.path(u"other"_s));
+                   desk.choose(PolyToMonoFunction);
+               })
+            << u"other"_s;
+        QTest::newRow("two directories were entered") << Step([](const WindowDesk& desk) {
+            desk.list(desk.path(u"rec"_s));
+            desk.list(desk.path(u"other"_s));
+        }) << u"other"_s;
+    }
+
+    void theFirstChooserOpensAtHomeTheNextAtTheListedDirectory()
+    {
+        QFETCH(const Step, prepare);
+        QFETCH(const QString, start);
+        const WindowDesk desk;
+        makeFolder(desk, u"rec"_s);
+        makeFolder(desk, u"other"_s);
+        desk.write(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8)));
+        desk.write(u"other/take_01.wav"_s, takeWith(2, sampleBytes(8)));
+        {
+            const MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>{});
+            prepare(desk);
+        }
+        const ChooserAnswer chooser{QString()};
+        clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        QCOMPARE(chooser.seen.size(), 1);
+        QCOMPARE(chooser.seen.first().directory,
+                 start.isNull() ? QDir::homePath() : desk.path(start));
+    }
+
+    void anEmptyListedDirectoryIsNotHome_data()
+    {
+        QTest::addColumn<Step>("prepare");
+        QTest::newRow("Return in the empty field")
+            << Step([](const WindowDesk& desk) { desk.list(QString()); });
+        QTest::newRow("another function beside the empty field")
+            << Step([](const WindowDesk& desk) { desk.choose(PolyToMonoFunction); });
+        QTest::newRow("a directory first, then the empty field")
+            << Step([](const WindowDesk& desk) {
+                   desk.list();
+                   currentDirEdit(&desk.window)->clear();
+                   QTest::keyClick(currentDirEdit(&desk.window), Qt::Key_Return);
+               });
+    }
+
+    void anEmptyListedDirectoryIsNotHome()
+    {
+        QFETCH(const Step, prepare);
+        const WindowDesk desk;
+        const WorkingDirectory work(desk.path(u"work"_s));
+        desk.write(u"take_01.wav"_s, takeWith(1, sampleBytes(8)));
+        prepare(desk);
+        // Where the toolkit opens a chooser that is given no directory.
+        const QString unguided = QFileDialog(nullptr, QString(), QString()).directory().path();
+        QVERIFY(unguided != QDir::homePath());
+        const ChooserAnswer chooser{QString()};
+        clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        QCOMPARE(chooser.seen.size(), 1);
+        QCOMPARE(chooser.seen.first().directory, unguided);
+    }
+
+    void theOutputChooserAlwaysOpensAtHome()
+    {
+        const WindowDesk desk;
+        makeFolder(desk, u"rec"_s);
+        makeFolder(desk, u"out"_s);
+        desk.write(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8)));
+        desk.list(desk.path(u"rec"_s));
+        for (const QString& name : {u"out"_s, u"rec"_s}) {
+            const ChooserAnswer chooser(desk.path(name));
+            clickButton(findGroup(&desk.window, u"Source File"_s), u"Browse..."_s);
+            QCOMPARE(chooser.seen.size(), 1);
+            const SeenChooser seen = chooser.seen.first();
+            QCOMPARE(seen.caption, u"Choose directory."_s);
+            QCOMPARE(seen.options, QFileDialog::Options(QFileDialog::ShowDirsOnly));
+            QCOMPARE(seen.mode, QFileDialog::Directory);
+            QCOMPARE(seen.parent, &desk.window);
+            QCOMPARE(seen.directory, QDir::homePath());
+            QLineEdit* edit = outputDirEdit(&desk.window);
+            QCOMPARE(edit->text(), QDir::toNativeSeparators(desk.path(name)));
+            QCOMPARE(edit->cursorPosition(), 0);
+            QCOMPARE(currentDirEdit(&desk.window)->text(), desk.path(u"rec"_s));
+            QCOMPARE(columnTexts(desk.files, 0), QStringList{u"take_01.wav"_s});
+        }
+    }
+
+    void aChosenOutputDirectoryIsUsed()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        makeFolder(desk, u"out"_s);
+        {
+            const ChooserAnswer chooser(desk.path(u"out"_s));
+            clickButton(findGroup(&desk.window, u"Source File"_s), u"Browse..."_s);
+        }
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
+        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+    }
+
+    void aCancelledChooserChangesNothing_data()
+    {
+        QTest::addColumn<QString>("group");
+        QTest::newRow("the current directory") << u"File List"_s;
+        QTest::newRow("the output directory") << u"Source File"_s;
+    }
+
+    void aCancelledChooserChangesNothing()
+    {
+        QFETCH(const QString, group);
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        setOutput(desk, u"somewhere"_s);
+        currentDirEdit(&desk.window)->setText(u"elsewhere"_s);
+        const QStringList before = shown(desk);
+        const ChooserAnswer chooser{QString()};
+        clickButton(findGroup(&desk.window, group), u"Browse..."_s);
+        QCOMPARE(chooser.seen.size(), 1);
+        QCOMPARE(shown(desk), before);
+        QCOMPARE(currentDirEdit(&desk.window)->cursorPosition(), 9);
+        QCOMPARE(outputDirEdit(&desk.window)->cursorPosition(), 9);
+    }
+};
+
+QTEST_MAIN(TestConvertCommand)
+#include "tst_convertcommand.moc"
