@@ -70,5 +70,22 @@ constexpr qint64 wholeFrameBytes(quint16 blockAlign)
 /// any other with its pad byte.
 quint64 copiedBodyBytes(const ChunkHeader& header);
 
+/// Shows @p bytes and polls the cancel button, once for each of the @p frames frames of a block.
+/// False when the user cancelled.
+inline bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
+{
+    for (qint64 k = 0; k < frames; ++k) {
+        dialog.setValue(bytes);
+        if (dialog.wasCanceled())
+            return false;
+        // Once the dialog shows the value, showing it again returns at once and delivers no event,
+        // so nothing can cancel before the next block: nobody can tell the block's further polls
+        // from none. A value that the dialog did not take over pumps events with every frame.
+        if (dialog.value() == bytes)
+            return true;
+    }
+    return true;
+}
+
 /// A zero-filled buffer of @p size bytes, null when there is no memory for it.
 std::unique_ptr<char[]> newSampleBuffer(qint64 size);

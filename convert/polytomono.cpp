@@ -52,23 +52,17 @@ FmtChunk monoFormat(FmtChunk fmt)
     return fmt;
 }
 
-/// Moves one block of @p count source bytes: polls the dialog once per frame and picks the
-/// channel's samples. False when the user cancelled.
-bool pickSamples(CConversionPass& pass, const ChannelLayout& layout, const char* input,
-                 char* output, qint64 outputSize, qint64 count)
+/// Picks the channel's samples out of the first @p frames frames of a block.
+void pickSamples(const ChannelLayout& layout, const char* input, char* output, qint64 outputSize,
+                 qint64 frames)
 {
-    const qint64 frames = count / layout.blockAlign;
     for (qint64 k = 0; k < frames; ++k) {
         const qint64 target = k * layout.sampleBytes;
         // Samples wider than their share of the frame would run past what a block writes.
         const qint64 size = std::clamp<qint64>(outputSize - target, 0, layout.sampleBytes);
         std::memcpy(output + std::min(target, outputSize),
                     input + layout.offset + k * layout.blockAlign, size_t(size));
-        pass.setProgress(pass.runningSize);
-        if (pass.dialog.wasCanceled())
-            return false;
     }
-    return true;
 }
 
 int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
@@ -88,7 +82,9 @@ int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dat
         const qint64 count = readRaw(pass.in, input.get(), std::min<qint64>(remaining, readSize));
         if (count < 0)
             return ConvertFileRead;
-        if (!pickSamples(pass, layout, input.get(), output.get(), outputSize, count))
+        const qint64 frames = count / layout.blockAlign;
+        pickSamples(layout, input.get(), output.get(), outputSize, frames);
+        if (!pollEachFrame(pass.dialog, int(pass.runningSize), frames))
             return ConvertCancelled;
         const qint64 written = count / layout.channels;
         pass.out.writeRawData(output.get(), int(written)); // a failed write shows at the end
