@@ -4,6 +4,7 @@
 #include "convert/wavconverter.h"
 
 #include "convert/conversionpass.h"
+#include "convert/samplecopy.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
@@ -56,12 +57,16 @@ FmtChunk monoFormat(FmtChunk fmt)
 void pickSamples(const ChannelLayout& layout, const char* input, char* output, qint64 outputSize,
                  qint64 frames)
 {
-    for (qint64 k = 0; k < frames; ++k) {
-        const qint64 target = k * layout.sampleBytes;
-        // Samples wider than their share of the frame would run past what a block writes.
-        const qint64 size = std::clamp<qint64>(outputSize - target, 0, layout.sampleBytes);
-        std::memcpy(output + std::min(target, outputSize),
-                    input + layout.offset + k * layout.blockAlign, size_t(size));
+    if (layout.sampleBytes == 0)
+        return;
+    const char* first = input + layout.offset;
+    const qint64 whole = std::min(frames, outputSize / layout.sampleBytes);
+    copySamples({output, layout.sampleBytes}, {first, layout.blockAlign}, layout.sampleBytes,
+                whole);
+    // Samples wider than their share of the frame would run past what a block writes.
+    if (whole < frames) {
+        const qint64 held = whole * layout.sampleBytes;
+        std::memcpy(output + held, first + whole * layout.blockAlign, size_t(outputSize - held));
     }
 }
 

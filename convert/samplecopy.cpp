@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/samplecopy.h"
+
+#include <cstring>
+
+namespace {
+
+/// With a @p Width that the compiler knows, a sample moves in one or two instructions.
+template <size_t Width>
+void copySamplesOf(SampleRun<char> target, SampleRun<const char> source, qint64 count)
+{
+    for (qint64 i = 0; i < count; ++i)
+        std::memcpy(target.start + i * target.step, source.start + i * source.step, Width);
+}
+
+} // namespace
+
+void copySamples(SampleRun<char> target, SampleRun<const char> source, qint64 sampleBytes,
+                 qint64 count)
+{
+    switch (sampleBytes) {
+    case 1:
+        return copySamplesOf<1>(target, source, count);
+    case 2:
+        return copySamplesOf<2>(target, source, count);
+    case 3:
+        return copySamplesOf<3>(target, source, count);
+    case 4:
+        return copySamplesOf<4>(target, source, count);
+    case 8:
+        return copySamplesOf<8>(target, source, count);
+    default:
+        for (qint64 i = 0; i < count; ++i) {
+            std::memcpy(target.start + i * target.step, source.start + i * source.step,
+                        size_t(sampleBytes));
+        }
+    }
+}
