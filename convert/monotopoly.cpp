@@ -4,6 +4,7 @@
 #include "convert/wavconverter.h"
 
 #include "convert/conversionpass.h"
+#include "convert/samplecopy.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
@@ -19,6 +20,9 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
+
+/// Bytes of output that the interleaving completes before it goes on.
+constexpr qint64 g_tileBytes = 16384;
 
 /// The channel files of one take: "stem_0number.wav" each, in list order. The first one is the
 /// reference, whose chunks the output takes over.
@@ -123,10 +127,11 @@ void copySample(char* to, const char* input, qint64 offset, qint64 sampleBytes)
     std::fill(to + held, to + sampleBytes, '\0');
 }
 
-void interleaveBlock(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
-                     qint64 count)
+/// Samples wider than their frame overlap those of the next one: the order frame by frame, and
+/// within it source by source, decides which bytes stay.
+void interleaveOverlapping(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
+                           qint64 frames)
 {
-    const qint64 frames = count / layout.blockAlign;
     const qint64 frameBytes = layout.blockAlign * channels;
     for (qint64 f = 0; f < frames; ++f) {
         for (int k = 0; k < channels; ++k) {
@@ -134,6 +139,32 @@ void interleaveBlock(const BlockBuffers& buffers, int channels, const SampleLayo
                        buffers.inputs[k], f * layout.sampleBytes, layout.sampleBytes);
         }
     }
+}
+
+/// Works source by source in tiles that stay in the nearest cache until their last source is in.
+void interleaveTiled(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
+                     qint64 frames)
+{
+    const qint64 frameBytes = layout.blockAlign * channels;
+    const qint64 tileFrames = std::max<qint64>(g_tileBytes / frameBytes, 1);
+    for (qint64 f = 0; f < frames; f += tileFrames) {
+        for (int k = 0; k < channels; ++k) {
+            copySamples(
+                {buffers.output.get() + f * frameBytes + k * layout.sampleBytes, frameBytes},
+                {buffers.inputs[k] + f * layout.sampleBytes, layout.sampleBytes},
+                layout.sampleBytes, std::min(tileFrames, frames - f));
+        }
+    }
+}
+
+void interleaveBlock(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
+                     qint64 count)
+{
+    const qint64 frames = count / layout.blockAlign;
+    if (layout.sampleBytes > layout.blockAlign)
+        interleaveOverlapping(buffers, channels, layout, frames);
+    else
+        interleaveTiled(buffers, channels, layout, frames);
 }
 
 int interleave(CConversionPass& pass, const Take& take, const FmtChunk& fmt, quint32 dataSize)
