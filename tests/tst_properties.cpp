@@ -1,0 +1,490 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr int g_smallestWidth = 8; // bits
+constexpr int g_largestWidth = 64;
+constexpr int g_casesPerRow = 8;
+
+/// What a running size counts less when a `bext` chunk is copied than when it is generated.
+constexpr quint32 g_generatedOverCopied = 866 - (8 + 4);
+
+/// The seed of the whole run. Another one is chosen, or a failed run repeated, with SPLICORA_SEED.
+quint32 baseSeed()
+{
+    bool isSet = false;
+    const int seed = qEnvironmentVariableIntValue("SPLICORA_SEED", &isSet);
+    return isSet ? quint32(seed) : 1;
+}
+
+/// Random facts of one case. The same base seed, test row and case number give the same facts.
+class CaseRandom
+{
+public:
+    explicit CaseRandom(int caseNumber)
+        : m_name("SPLICORA_SEED=" + QByteArray::number(baseSeed()) + " "
+                 + QTest::currentTestFunction() + ":\"" + QTest::currentDataTag() + "\" case "
+                 + QByteArray::number(caseNumber))
+        , m_generator(quint32(qHash(m_name, 0)))
+    { }
+
+    /// Says which case this is and how to repeat it.
+    const char* name() const { return m_name.constData(); }
+
+    int between(int lowest, int highest) { return m_generator.bounded(lowest, highest + 1); }
+    bool coin() { return between(0, 1) == 1; }
+
+    QByteArray bytes(int count) { return sampleBytes(count, between(0, 1 << 30)); }
+
+    template <typename T>
+    T oneOf(const QList<T>& values)
+    {
+        return values[between(0, int(values.size()) - 1)];
+    }
+
+    template <typename T>
+    void shuffle(QList<T>* values)
+    {
+        std::shuffle(values->begin(), values->end(), m_generator);
+    }
+
+private:
+    QByteArray m_name;
+    QRandomGenerator m_generator;
+};
+
+struct Chunk
+{
+    QByteArray id;
+    quint32 size = 0; ///< as the header says
+    QByteArray body; ///< with the pad byte of an odd size, if the walk counts one
+
+    friend bool operator==(const Chunk&, const Chunk&) = default;
+};
+
+/// How a walk over a file moves on from a chunk of odd size.
+enum Padding { WithPadBytes, WithoutPadBytes };
+
+QList<Chunk> chunksOf(const QByteArray& file, Padding padding)
+{
+    QList<Chunk> chunks;
+    for (qsizetype at = 12; at < file.size();) {
+        Chunk found = {file.mid(at, 4), qFromLittleEndian<quint32>(file.constData() + at + 4), {}};
+        const qsizetype length = found.size + (padding == WithPadBytes ? found.size % 2 : 0);
+        found.body = file.mid(at + 8, length);
+        chunks.append(found);
+        at += 8 + length;
+    }
+    return chunks;
+}
+
+QByteArray bodyOf(const QByteArray& file, const QByteArray& id)
+{
+    for (const Chunk& found : chunksOf(file, WithPadBytes)) {
+        if (found.id == id)
+            return found.body;
+    }
+    return {};
+}
+
+/// The chunks but `fmt ` and `data`, and but a leading `bext` if it was generated.
+QList<Chunk> otherChunks(const QByteArray& file, Padding padding, bool isBextGenerated)
+{
+    QList<Chunk> chunks = chunksOf(file, padding);
+    if (isBextGenerated)
+        chunks.removeFirst();
+    chunks.removeIf([](const Chunk& any) { return any.id == "fmt " || any.id == "data"; });
+    return chunks;
+}
+
+quint32 riffSize(const QByteArray& file)
+{
+    return qFromLittleEndian<quint32>(file.constData() + 4);
+}
+
+/// A recording with random samples and chunks.
+struct Recording
+{
+    Format format;
+    QByteArrayList channels; ///< the samples of each
+    QByteArrayList chunksBefore; ///< of `fmt `
+    QByteArrayList chunksBetween; ///< `fmt ` and `data`
+    QByteArrayList chunksBehind; ///< `data`
+    QByteArray fmtExtension;
+    bool hasBext = false;
+
+    QByteArray file() const
+    {
+        return wavBytes(
+            chunksBefore + QByteArrayList{fmtChunk(format, fmtExtension)} + chunksBetween
+            + QByteArrayList{dataChunk(interleaved(channels, format.bits / 8))} + chunksBehind);
+    }
+};
+
+Format randomFormat(CaseRandom& random, int channels, int width)
+{
+    Format format;
+    format.channels = channels;
+    format.bits = width;
+    format.rate = random.oneOf<int>({8000, 44100, 48000, 96000, 192000});
+    format.tag = random.oneOf<int>({1, 3, 0xFFFE});
+    return format;
+}
+
+/// A chunk of a printable id that is not one of those with a meaning of their own.
+QByteArray randomChunk(CaseRandom& random, int bodyBytes)
+{
+    QByteArray id = "x";
+    for (int i = 0; i < 3; ++i)
+        id += char(random.between(32, 127));
+    return chunk(id.constData(), random.bytes(bodyBytes));
+}
+
+/// Chunks around `fmt ` and `data`. Those before the last one of a search are even, since no pad
+/// byte is skipped there; those behind `data` are also odd, with their pad byte.
+void addRandomChunks(CaseRandom& random, Recording* recording)
+{
+    recording->hasBext = random.coin();
+    if (recording->hasBext)
+        recording->chunksBefore += chunk("bext", random.bytes(602 + 2 * random.between(0, 60)));
+    for (int i = random.between(0, 2); i > 0; --i)
+        recording->chunksBefore += randomChunk(random, 2 * random.between(0, 40));
+    for (int i = random.between(0, 2); i > 0; --i)
+        recording->chunksBetween += randomChunk(random, 2 * random.between(0, 40));
+    for (int i = random.between(0, 3); i > 0; --i) {
+        const int size = random.between(0, 81);
+        recording->chunksBehind += randomChunk(random, size) + QByteArray(size % 2, '\0');
+    }
+    recording->fmtExtension = random.bytes(random.oneOf<int>({0, 2, 24}));
+}
+
+/// A recording of whole frames whose `data` chunk is even, so that it needs no pad byte.
+Recording randomRecording(CaseRandom& random, int channels, int width)
+{
+    Recording recording;
+    recording.format = randomFormat(random, channels, width);
+    const int frameBytes = recording.format.frameBytes();
+    int frames = random.between(0, 60);
+    if (frames * frameBytes % 2 != 0)
+        ++frames;
+    for (int c = 0; c < channels; ++c)
+        recording.channels += random.bytes(frames * (width / 8));
+    addRandomChunks(random, &recording);
+    return recording;
+}
+
+/// The samples of one channel as a mono file holds them: with the pad byte of an odd length.
+QByteArray padded(const QByteArray& samples)
+{
+    return samples + QByteArray(samples.size() % 2, '\0');
+}
+
+/// A directory with one recording, take.wav, and what is converted from it. Every step returns
+/// false when it did not succeed without a box.
+class TakeDirectory
+{
+public:
+    explicit TakeDirectory(const QByteArray& recording) { write(u"take.wav"_s, recording); }
+
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QByteArray read(const QString& name) const { return readFile(path(name)); }
+    bool write(const QString& name, const QByteArray& bytes) const
+    {
+        return writeFile(path(name), bytes);
+    }
+    QByteArray mono(const QString& stem, int channel) const
+    {
+        return read(monoName(stem, channel));
+    }
+    QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files, QDir::Name); }
+
+    static QString monoName(const QString& stem, int channel)
+    {
+        return stem + u"_0"_s + QString::number(channel) + u".wav"_s;
+    }
+
+    bool split(const QString& name, const QList<int>& disabledChannels = {}) const
+    {
+        Sources sources({path(name)});
+        for (const int channel : disabledChannels)
+            sources.at(0)->setChannelEnabled(channel - 1, false);
+        CWavConverter converter(nullptr, sources.list());
+        return succeeds([&] { return converter.polyToMono(); });
+    }
+
+    bool combine(const QList<int>& numbers) const
+    {
+        Sources sources;
+        for (const int number : numbers)
+            sources.add(path(monoName(u"take"_s, number)));
+        CWavConverter converter(nullptr, sources.list());
+        return succeeds([&] { return converter.monoToPoly(); });
+    }
+
+    bool copy(const QString& name) const
+    {
+        Sources sources({path(name)});
+        CWavConverter converter(nullptr, sources.list());
+        return succeeds([&] {
+            converter.plainToBwf();
+            return int(ConvertOk);
+        });
+    }
+
+private:
+    static bool succeeds(const std::function<int()>& convert)
+    {
+        const ConversionRun run = runAnswered({}, convert);
+        return run.result == ConvertOk && run.boxes.isEmpty();
+    }
+
+    QTemporaryDir m_dir;
+};
+
+/// The numbers 1 to @p count.
+QList<int> firstNumbers(int count)
+{
+    QList<int> numbers;
+    for (int number = 1; number <= count; ++number)
+        numbers.append(number);
+    return numbers;
+}
+
+void addFormatRows()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("width");
+    for (int channels = 2; channels <= 8; ++channels) {
+        for (int width = g_smallestWidth; width <= g_largestWidth; width += 8)
+            QTest::addRow("%d channels of %d bits", channels, width) << channels << width;
+    }
+}
+
+} // namespace
+
+/// What holds for every recording, tried on random ones.
+class TestProperties : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void splitThenCombineGivesBackEverySampleByte_data() { addFormatRows(); }
+    void splitThenCombineGivesBackEverySampleByte();
+    void recordingLongerThanABlockComesBack_data();
+    void recordingLongerThanABlockComesBack();
+    void secondSplitEqualsTheFirst_data() { addFormatRows(); }
+    void secondSplitEqualsTheFirst();
+    void combineOrderIsListOrder_data() { addFormatRows(); }
+    void combineOrderIsListOrder();
+    void disabledChannelsWriteNothing_data() { addFormatRows(); }
+    void disabledChannelsWriteNothing();
+    void otherChunkBodiesComeThroughUnchanged_data() { addFormatRows(); }
+    void otherChunkBodiesComeThroughUnchanged();
+};
+
+void TestProperties::initTestCase()
+{
+    qInfo("SPLICORA_SEED=%u", baseSeed());
+}
+
+void TestProperties::splitThenCombineGivesBackEverySampleByte()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    for (int i = 1; i <= g_casesPerRow; ++i) {
+        CaseRandom random(i);
+        const Recording recording = randomRecording(random, channels, width);
+        const TakeDirectory take(recording.file());
+
+        QVERIFY2(take.split(u"take.wav"_s), random.name());
+        for (int c = 1; c <= channels; ++c) {
+            QVERIFY2(bodyOf(take.mono(u"take"_s, c), "data") == padded(recording.channels[c - 1]),
+                     random.name());
+        }
+        QVERIFY2(take.combine(firstNumbers(channels)), random.name());
+        // The pad byte of an odd channel comes back as well, behind the samples.
+        const bool isOdd = recording.channels.first().size() % 2 != 0;
+        QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+                     == interleaved(recording.channels, width / 8)
+                            + QByteArray(isOdd ? channels : 0, '\0'),
+                 random.name());
+        QVERIFY2(take.read(u"take.wav"_s) == recording.file(), random.name());
+    }
+}
+
+void TestProperties::recordingLongerThanABlockComesBack_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("width");
+    for (int channels = 2; channels <= 8; ++channels) {
+        QTest::addRow("%d channels of 16 bits", channels) << channels << 16;
+        QTest::addRow("%d channels of 24 bits", channels) << channels << 24;
+    }
+}
+
+void TestProperties::recordingLongerThanABlockComesBack()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    CaseRandom random(1);
+    Recording recording;
+    recording.format = randomFormat(random, channels, width);
+    // More than one block for the split and, for the larger half, for the combine.
+    const int frames = random.between(550000, 1100000) / recording.format.frameBytes() / 2 * 2;
+    for (int c = 0; c < channels; ++c)
+        recording.channels += random.bytes(frames * (width / 8));
+    const TakeDirectory take(recording.file());
+
+    QVERIFY2(take.split(u"take.wav"_s), random.name());
+    for (int c = 1; c <= channels; ++c) {
+        QVERIFY2(bodyOf(take.mono(u"take"_s, c), "data") == recording.channels[c - 1],
+                 random.name());
+    }
+    QVERIFY2(take.combine(firstNumbers(channels)), random.name());
+    QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+                 == interleaved(recording.channels, width / 8),
+             random.name());
+}
+
+void TestProperties::secondSplitEqualsTheFirst()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    for (int i = 1; i <= g_casesPerRow; ++i) {
+        CaseRandom random(i);
+        const Recording recording = randomRecording(random, channels, width);
+        const TakeDirectory take(recording.file());
+
+        QVERIFY2(take.split(u"take.wav"_s), random.name());
+        QVERIFY2(take.combine(firstNumbers(channels)), random.name());
+        QVERIFY2(take.split(u"take_combined.wav"_s), random.name());
+        for (int c = 1; c <= channels; ++c) {
+            QByteArray first = take.mono(u"take"_s, c);
+            QByteArray second = take.mono(u"take_combined"_s, c);
+            // The first split counts the whole of a `bext` that it made itself.
+            const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
+            QVERIFY2(riffSize(second) + more == riffSize(first), random.name());
+            // Each channel's is of its own moment, and the combine takes over the first one's.
+            if (!recording.hasBext) {
+                first = withoutDate(first);
+                second = withoutDate(second);
+            }
+            QVERIFY2(second.mid(8) == first.mid(8), random.name());
+        }
+    }
+}
+
+void TestProperties::combineOrderIsListOrder()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    for (int i = 1; i <= g_casesPerRow; ++i) {
+        CaseRandom random(i);
+        Recording mono = randomRecording(random, 1, width);
+        const TakeDirectory take({});
+        QList<int> numbers = firstNumbers(9);
+        random.shuffle(&numbers);
+        numbers.resize(channels);
+        QByteArrayList inListOrder;
+        for (const int number : numbers) {
+            mono.channels = {random.bytes(int(mono.channels.first().size()))};
+            inListOrder += mono.channels.first();
+            take.write(TakeDirectory::monoName(u"take"_s, number), mono.file());
+        }
+
+        QVERIFY2(take.combine(numbers), random.name());
+        QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+                     == interleaved(inListOrder, width / 8),
+                 random.name());
+    }
+}
+
+void TestProperties::disabledChannelsWriteNothing()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    for (int i = 1; i <= g_casesPerRow; ++i) {
+        CaseRandom random(i);
+        const Recording recording = randomRecording(random, channels, width);
+        const TakeDirectory take(recording.file());
+        QList<int> disabled;
+        QStringList expected = {u"take.wav"_s};
+        for (int c = 1; c <= channels; ++c) {
+            if (random.coin())
+                disabled.append(c);
+            else
+                expected.append(TakeDirectory::monoName(u"take"_s, c));
+        }
+        expected.sort();
+
+        QVERIFY2(take.split(u"take.wav"_s, disabled), random.name());
+        QVERIFY2(take.names() == expected, random.name());
+        for (int c = 1; c <= channels; ++c) {
+            const QByteArray samples = bodyOf(take.mono(u"take"_s, c), "data");
+            const QByteArray wanted =
+                disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
+            QVERIFY2(samples == padded(wanted), random.name());
+        }
+        QVERIFY2(take.read(u"take.wav"_s) == recording.file(), random.name());
+    }
+}
+
+void TestProperties::otherChunkBodiesComeThroughUnchanged()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, width);
+
+    for (int i = 1; i <= g_casesPerRow; ++i) {
+        CaseRandom random(i);
+        const Recording poly = randomRecording(random, channels, width);
+        const TakeDirectory take(poly.file());
+        QList<int> others = firstNumbers(channels);
+        const int kept = others.takeAt(random.between(0, channels - 1));
+        QVERIFY2(take.split(u"take.wav"_s, others), random.name());
+        QVERIFY2(otherChunks(take.mono(u"take"_s, kept), WithPadBytes, !poly.hasBext)
+                     == otherChunks(poly.file(), WithPadBytes, false),
+                 random.name());
+
+        const Recording mono = randomRecording(random, 1, width);
+        for (const int number : {1, 2})
+            take.write(TakeDirectory::monoName(u"take"_s, number), mono.file());
+        QVERIFY2(take.combine({1, 2}), random.name());
+        QVERIFY2(otherChunks(take.read(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
+                     == otherChunks(mono.file(), WithPadBytes, false),
+                 random.name());
+
+        // The plain copy reads odd chunks without pad bytes, wherever they stand.
+        Recording plain = randomRecording(random, channels, width);
+        plain.chunksBehind = {randomChunk(random, 2 * random.between(0, 40) + 1),
+                              randomChunk(random, random.between(0, 80))};
+        take.write(u"plain.wav"_s, plain.file());
+        QVERIFY2(take.copy(u"plain.wav"_s), random.name());
+        const QByteArray copied = take.read(u"plain_bwf.wav"_s);
+        QVERIFY2(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
+                     == chunksOf(plain.file(), WithoutPadBytes),
+                 random.name());
+    }
+}
+
+QTEST_MAIN(TestProperties)
+#include "tst_properties.moc"
