@@ -8,6 +8,7 @@
 #include <QDataStream>
 #include <QProgressDialog>
 
+#include <functional>
 #include <memory>
 
 class QFile;
@@ -41,6 +42,15 @@ public:
     /// Writes the RIFF header, with size 0, and a generated `bext` chunk if the source has none,
     /// and starts the running size with them.
     bool writeStart();
+
+    /// Reads the next chunk's header from the source and writes the one of the output, in which a
+    /// `fmt ` body has the plain length and a `data` body @p dataSize of its own. Counts it.
+    /// Returns a ConvertError.
+    int takeHeader(ChunkHeader* header, const std::function<quint32(quint32)>& dataSize);
+
+    /// Writes the body of a chunk other than `data`: @p fmt for the source's own `fmt ` body, which
+    /// is skipped, or a copy. Returns a ConvertError.
+    int takeBody(const ChunkHeader& header, const FmtChunk& fmt);
 
     /// Puts the running size into the RIFF header and brings the output to the disk. False when any
     /// write of the pass failed.

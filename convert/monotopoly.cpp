@@ -209,41 +209,27 @@ int interleave(CConversionPass& pass, const Take& take, const FmtChunk& fmt, qui
 
 int combineChunks(CConversionPass& pass, const Take& take, const FmtChunk& fmt)
 {
-    const auto channels = quint32(take.count());
+    const auto outputDataSize = [&take](quint32 size) {
+        return quint32(roundedUpToEven(quint32(take.count()) * size));
+    };
     while (!pass.in.atEnd()) {
         QCoreApplication::processEvents();
-        ChunkHeader source = {};
-        if (!readChunkHeader(pass.in, &source))
-            return ConvertDataRead;
-        const bool isFmt = isId(source.id, g_fmtId);
-        const bool isData = isId(source.id, g_dataId);
-
-        ChunkHeader output = source;
-        if (isFmt)
-            output.size = quint32(g_fmtBodySize);
-        else if (isData)
-            output.size = quint32(roundedUpToEven(channels * source.size));
-        if (writeChunkHeader(pass.out, output) < 0)
-            return ConvertDataWrite;
-        pass.runningSize += quint32(g_chunkHeaderSize);
-
-        if (isData) {
-            const int error = interleave(pass, take, fmt, source.size);
+        ChunkHeader header = {};
+        int error = pass.takeHeader(&header, outputDataSize);
+        if (error != ConvertOk)
+            return error;
+        if (isId(header.id, g_dataId)) {
+            error = interleave(pass, take, fmt, header.size);
             if (error != ConvertOk)
                 return error;
             continue;
         }
-        quint64 accounted = source.size; // of a longer `fmt ` body too, as wanted
-        if (isFmt) {
-            if (writeFmtBody(pass.out, polyFormat(fmt, take.count())) < 0)
-                return ConvertDataWrite;
-            skipRaw(pass.in, source.size);
-        } else {
-            accounted = copiedBodyBytes(source);
-            if (!CWavConverter::copyBlock(pass.in, pass.out, accounted))
-                return ConvertDataCopy;
-        }
-        pass.runningSize += quint32(accounted);
+        error = pass.takeBody(header, polyFormat(fmt, take.count()));
+        if (error != ConvertOk)
+            return error;
+        // A `fmt ` body counts as long as it was in the source, which is wanted.
+        pass.runningSize +=
+            isId(header.id, g_fmtId) ? header.size : quint32(copiedBodyBytes(header));
         pass.setProgress(pass.runningSize);
     }
     return ConvertOk;

@@ -106,36 +106,24 @@ int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dat
 
 int splitChunks(CConversionPass& pass, const FmtChunk& fmt, int channel)
 {
+    const auto outputDataSize = [&fmt](quint32 size) {
+        return quint32(roundedUpToEven(channelBytes(size, fmt.channels)));
+    };
     while (!pass.in.atEnd()) {
         QCoreApplication::processEvents();
-        ChunkHeader source = {};
-        if (!readChunkHeader(pass.in, &source))
-            return ConvertDataRead;
-        const bool isFmt = isId(source.id, g_fmtId);
-        const bool isData = isId(source.id, g_dataId);
-
-        ChunkHeader output = source;
-        if (isFmt)
-            output.size = quint32(g_fmtBodySize);
-        else if (isData)
-            output.size = quint32(roundedUpToEven(channelBytes(source.size, fmt.channels)));
-        if (writeChunkHeader(pass.out, output) < 0)
-            return ConvertDataWrite;
-        pass.runningSize += quint32(g_chunkHeaderSize);
-
-        if (isData) {
-            const int error = deinterleave(pass, layoutOf(fmt, channel), source.size);
+        ChunkHeader header = {};
+        int error = pass.takeHeader(&header, outputDataSize);
+        if (error != ConvertOk)
+            return error;
+        if (isId(header.id, g_dataId)) {
+            error = deinterleave(pass, layoutOf(fmt, channel), header.size);
             if (error != ConvertOk)
                 return error;
             continue;
         }
-        if (isFmt) {
-            if (writeFmtBody(pass.out, monoFormat(fmt)) < 0)
-                return ConvertDataWrite;
-            skipRaw(pass.in, source.size);
-        } else if (!CWavConverter::copyBlock(pass.in, pass.out, copiedBodyBytes(source))) {
-            return ConvertDataCopy;
-        }
+        error = pass.takeBody(header, monoFormat(fmt));
+        if (error != ConvertOk)
+            return error;
         pass.runningSize += g_chunkAccount;
         pass.setProgress(pass.runningSize);
     }

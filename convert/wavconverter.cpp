@@ -11,15 +11,32 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QStringView>
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <new>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
+
+/// What is said of a ConvertError.
+constexpr QStringView g_errorTexts[] = {
+    {}, // ConvertOk
+    u"Can not allocate memory.",
+    u"Can not open file.",
+    u"File read error.",
+    u"Data read error.",
+    u"File write error.",
+    u"Data write error.",
+    u"Data copy error.",
+    u"Illegal file format.",
+    u"File restriction.",
+};
+static_assert(std::size(g_errorTexts) == ConvertCancelled, "one text for each failure");
 
 /// True when @p fileName leads, under whatever name or link, to one of the @p files.
 bool isOneOf(const QString& fileName, const QStringList& files)
@@ -72,42 +89,11 @@ bool CWavConverter::copyBlock(QDataStream& in, QDataStream& out, quint64 size)
 
 void CWavConverter::reportError(int error) const
 {
-    if (error == ConvertOk)
+    if (error == ConvertOk || error == ConvertCancelled)
         return;
     QString text = u"An error occurred during a convert operation.\n\n"_s;
-    switch (error) {
-    case ConvertNoMemory:
-        text += u"Can not allocate memory."_s;
-        break;
-    case ConvertFileOpen:
-        text += u"Can not open file."_s;
-        break;
-    case ConvertFileRead:
-        text += u"File read error."_s;
-        break;
-    case ConvertDataRead:
-        text += u"Data read error."_s;
-        break;
-    case ConvertFileWrite:
-        text += u"File write error."_s;
-        break;
-    case ConvertDataWrite:
-        text += u"Data write error."_s;
-        break;
-    case ConvertDataCopy:
-        text += u"Data copy error."_s;
-        break;
-    case ConvertIllegalFormat:
-        text += u"Illegal file format."_s;
-        break;
-    case ConvertFileRestriction:
-        text += u"File restriction."_s;
-        break;
-    case ConvertCancelled:
-        return;
-    default:
-        break;
-    }
+    if (error > 0 && error < int(std::size(g_errorTexts)))
+        text += g_errorTexts[error];
     QMessageBox::warning(m_parent, g_appName, text, QMessageBox::Ok, QMessageBox::NoButton);
 }
 
@@ -188,6 +174,33 @@ bool CConversionPass::writeStart()
         return false;
     runningSize += quint32(bextBytes);
     return true;
+}
+
+int CConversionPass::takeHeader(ChunkHeader* header,
+                                const std::function<quint32(quint32)>& dataSize)
+{
+    if (!readChunkHeader(in, header))
+        return ConvertDataRead;
+    ChunkHeader written = *header;
+    if (isId(header->id, g_fmtId))
+        written.size = quint32(g_fmtBodySize);
+    else if (isId(header->id, g_dataId))
+        written.size = dataSize(header->size);
+    if (writeChunkHeader(out, written) < 0)
+        return ConvertDataWrite;
+    runningSize += quint32(g_chunkHeaderSize);
+    return ConvertOk;
+}
+
+int CConversionPass::takeBody(const ChunkHeader& header, const FmtChunk& fmt)
+{
+    if (isId(header.id, g_fmtId)) {
+        if (writeFmtBody(out, fmt) < 0)
+            return ConvertDataWrite;
+        skipRaw(in, header.size);
+        return ConvertOk;
+    }
+    return CWavConverter::copyBlock(in, out, copiedBodyBytes(header)) ? ConvertOk : ConvertDataCopy;
 }
 
 bool CConversionPass::finish()
