@@ -1,0 +1,1111 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/messageboxanswer.h"
+#include "tests/wavbuilder.h"
+#include "tests/windowprobe.h"
+#include "ui/mainwindow.h"
+#include "wave/wavfileitem.h"
+
+#include <QAction>
+#include <QBoxLayout>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QImage>
+#include <QKeyEvent>
+#include <QMenuBar>
+#include <QResource>
+#include <QScopeGuard>
+#include <QSet>
+#include <QShortcut>
+#include <QSignalSpy>
+#include <QSpacerItem>
+#include <QStatusBar>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QToolBar>
+#include <QtTest>
+
+#include <algorithm>
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+// The toolkit calls what stands at these places for every object that begins and ends.
+extern Q_CORE_EXPORT quintptr qtHookData[];
+
+namespace {
+
+enum HookPlace { ObjectAdded = 3, ObjectRemoved = 4 };
+
+/// Knows the objects that the main thread made during its life and that still exist.
+class LiveObjects
+{
+public:
+    LiveObjects()
+    {
+        s_objects.clear();
+        qtHookData[ObjectAdded] = reinterpret_cast<quintptr>(&added);
+        qtHookData[ObjectRemoved] = reinterpret_cast<quintptr>(&removed);
+    }
+
+    ~LiveObjects()
+    {
+        qtHookData[ObjectAdded] = 0;
+        qtHookData[ObjectRemoved] = 0;
+    }
+
+    Q_DISABLE_COPY_MOVE(LiveObjects)
+
+    /// "name: channels" of each item, sorted.
+    static QStringList items()
+    {
+        QStringList texts;
+        for (QObject* object : std::as_const(s_objects)) {
+            if (const auto* item = dynamic_cast<CWavFileItem*>(object)) {
+                texts.append(u"%1: %2"_s.arg(QFileInfo(item->fileName()).fileName(),
+                                             QString::number(item->fmtChunk().channels)));
+            }
+        }
+        texts.sort();
+        return texts;
+    }
+
+private:
+    static void added(QObject* object)
+    {
+        if (QThread::currentThread() == qApp->thread())
+            s_objects.insert(object);
+    }
+
+    static void removed(QObject* object)
+    {
+        if (QThread::currentThread() == qApp->thread())
+            s_objects.remove(object);
+    }
+
+    inline static QSet<QObject*> s_objects;
+};
+
+/// Presses keys on the tables of a window whenever the window, still being built, gets a child.
+class EarlyKeys : public QObject
+{
+public:
+    EarlyKeys() { qApp->installEventFilter(this); }
+
+    int pressed() const { return m_pressed; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        auto* window = qobject_cast<QMainWindow*>(watched);
+        if (window && event->type() == QEvent::ChildAdded && !m_busy) {
+            m_busy = true;
+            const auto tables = window->findChildren<QTableWidget*>();
+            for (QTableWidget* table : tables) {
+                for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_A}) {
+                    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+                    QCoreApplication::sendEvent(table, &press);
+                    ++m_pressed;
+                }
+            }
+            m_busy = false;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    int m_pressed = 0;
+    bool m_busy = false;
+};
+
+QStringList quoted(const QStringList& texts)
+{
+    QStringList result;
+    for (const QString& text : texts)
+        result.append(u'"' + text + u'"');
+    return result;
+}
+
+QStringList headerLabels(const QTableWidget* table)
+{
+    QStringList labels;
+    for (int column = 0; column < table->columnCount(); ++column)
+        labels.append(table->horizontalHeaderItem(column)->text());
+    return labels;
+}
+
+QString describe(const QWidget* widget)
+{
+    QStringList texts;
+    if (const auto* group = qobject_cast<const QGroupBox*>(widget)) {
+        texts.append(group->title());
+    } else if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
+        texts.append(button->text());
+    } else if (const auto* label = qobject_cast<const QLabel*>(widget)) {
+        texts.append(label->pixmap().isNull() ? label->text() : u"(a picture)"_s);
+    } else if (const auto* table = qobject_cast<const QTableWidget*>(widget)) {
+        texts = headerLabels(table);
+    } else if (const auto* combo = qobject_cast<const QComboBox*>(widget)) {
+        for (int index = 0; index < combo->count(); ++index)
+            texts.append(combo->itemText(index));
+    }
+    texts = quoted(texts);
+    texts.prepend(QString::fromLatin1(widget->metaObject()->className()));
+    return texts.join(u' ');
+}
+
+QString describe(const QSpacerItem* spacer)
+{
+    const QSize size = spacer->sizeHint();
+    if (spacer->expandingDirections() != Qt::Orientations())
+        return size.isNull() ? u"stretch"_s : u"stretch from %1"_s.arg(size.height());
+    return u"spacing %1"_s.arg(size.height());
+}
+
+/// Says what of margins and spacing is not the default of such a layout at such a place.
+QString changedDefaults(const QLayout* layout)
+{
+    QWidget top;
+    auto* outer = new QVBoxLayout(new QWidget(&top));
+    auto* inner = new QVBoxLayout;
+    outer->addLayout(inner);
+    const bool onWidget = qobject_cast<QWidget*>(layout->parent());
+    QString text;
+    if (layout->contentsMargins() != (onWidget ? outer : inner)->contentsMargins())
+        text += u" with margins"_s;
+    if (layout->spacing() != outer->spacing())
+        text += u" with spacing %1"_s.arg(layout->spacing());
+    return text;
+}
+
+/// The layout as a text: a line for each widget, spacer and layout, those within it indented.
+QStringList describe(const QLayout* layout)
+{
+    const auto* grid = qobject_cast<const QGridLayout*>(layout);
+    const auto* box = qobject_cast<const QBoxLayout*>(layout);
+    QString kind = u"grid"_s;
+    if (box)
+        kind = box->direction() == QBoxLayout::LeftToRight ? u"row"_s : u"column"_s;
+    QStringList lines = {kind + changedDefaults(layout)};
+    for (int index = 0; index < layout->count(); ++index) {
+        QLayoutItem* item = layout->itemAt(index);
+        QStringList within;
+        if (item->layout()) {
+            within = describe(item->layout());
+        } else if (item->widget()) {
+            within = {describe(item->widget())};
+            if (item->widget()->layout()) {
+                for (const QString& line : describe(item->widget()->layout()))
+                    within.append(u"    "_s + line);
+            }
+        } else {
+            within = {describe(item->spacerItem())};
+        }
+        if (box && box->stretch(index) != 0)
+            within.first() += u" of factor %1"_s.arg(box->stretch(index));
+        if (item->alignment() != Qt::Alignment())
+            within.first() += u" aligned"_s;
+        if (grid) {
+            int row = 0, column = 0, rowSpan = 0, columnSpan = 0;
+            grid->getItemPosition(index, &row, &column, &rowSpan, &columnSpan);
+            within.first().prepend(
+                u"at %1,%2: "_s.arg(QString::number(row), QString::number(column)));
+            if (rowSpan != 1 || columnSpan != 1 || grid->rowStretch(row) != 0
+                || grid->columnStretch(column) != 0)
+                within.first() += u" (cell changed)"_s;
+        }
+        for (const QString& line : within)
+            lines.append(u"    "_s + line);
+    }
+    return lines;
+}
+
+int contentWidth(const QTableWidget* table, int column)
+{
+    const QAbstractItemView* view = table;
+    const QHeaderView* header = table->horizontalHeader();
+    return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
+                     header->minimumSectionSize()});
+}
+
+int widthOfOthers(const QTableWidget* table, int fillColumn)
+{
+    int width = 0;
+    for (int column = 0; column < table->columnCount(); ++column) {
+        if (column != fillColumn)
+            width += contentWidth(table, column);
+    }
+    return width;
+}
+
+QList<int> columnWidths(const QTableWidget* table)
+{
+    QList<int> widths;
+    for (int column = 0; column < table->columnCount(); ++column)
+        widths.append(table->columnWidth(column));
+    return widths;
+}
+
+/// Widths of a table whose columns have what they need and whose @p fillColumn has the rest.
+QList<int> fittedWidths(const QTableWidget* table, int fillColumn)
+{
+    QList<int> widths;
+    for (int column = 0; column < table->columnCount(); ++column)
+        widths.append(contentWidth(table, column));
+    const int rest = table->viewport()->width() - widthOfOthers(table, fillColumn);
+    if (rest > 0)
+        widths[fillColumn] = rest;
+    // The header stretches the last section to the size it had at first, after the fitting.
+    const int last = table->columnCount() - 1;
+    if (fillColumn != last)
+        widths[last] = std::max(widths[last], table->horizontalHeader()->defaultSectionSize());
+    return widths;
+}
+
+QAction* menuAction(const QMainWindow* window, const QString& text)
+{
+    for (const QAction* menu : window->menuBar()->actions()) {
+        for (QAction* action : menu->menu()->actions()) {
+            if (action->text() == text)
+                return action;
+        }
+    }
+    qFatal("No menu offers \"%s\".", qPrintable(text));
+    return nullptr;
+}
+
+QByteArray resourceBytes(const QString& path)
+{
+    return readFile(u":/images/"_s + path);
+}
+
+quint32 number(const QByteArray& bytes, qsizetype at, int size)
+{
+    quint32 value = 0;
+    for (int i = size - 1; i >= 0; --i)
+        value = value << 8 | quint8(bytes[at + i]);
+    return value;
+}
+
+const QByteArray g_pngStart = "\x89PNG\r\n\x1a\n";
+
+/// A PNG's size, bits of a sample and colour type, which stand in its first chunk.
+QString pngFacts(const QByteArray& png)
+{
+    const auto width = qFromBigEndian<quint32>(png.constData() + 16);
+    const auto height = qFromBigEndian<quint32>(png.constData() + 20);
+    return u"%1x%2, %3 bits, type %4"_s.arg(width).arg(height).arg(int(png[24])).arg(int(png[25]));
+}
+
+QByteArray monoFile(qsizetype bytes = 100)
+{
+    return wavBytes({fmtChunk({}), dataChunk(sampleBytes(bytes))});
+}
+
+} // namespace
+
+class tst_MainWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void classIsAQMainWindowWithItsOwnName();
+    void classHasNothingButSlots();
+    void slotOrder_data();
+    void slotOrder();
+    void callsBeyondTheSlotsAreCountedDown();
+
+    void layout();
+    void frameHasNoBars();
+    void menus();
+    void nothingHasAShortcut();
+    void nothingHasAToolTip();
+    void startState();
+    void windowTakesItsSizeFromTheLayout();
+    void buttonsAtStart_data();
+    void buttonsAtStart();
+    void channelBoxesAtStart_data();
+    void channelBoxesAtStart();
+    void tables_data();
+    void tables();
+    void tablesCannotBeEdited_data();
+    void tablesCannotBeEdited();
+
+    void resources();
+    void windowIconHasAllSizes();
+    void iconFile_data();
+    void iconFile();
+    void logoFile();
+    void logoIsShownSmaller();
+
+    void about();
+    void quitEndsTheProgram();
+    void closingTheWindowEndsTheProgram();
+
+    void columnsFit_data();
+    void columnsFit();
+    void extraWidthGoesToOneColumn();
+    void tooNarrowTablesKeepTheirContents();
+    void rowsFit();
+    void tableWithoutColumns_data();
+    void tableWithoutColumns();
+
+    void functionWithoutDirectory();
+    void functionWithoutDirectoryKeepsTheList();
+    void functionChangeListsEvenAnEmptyDirectoryText_data();
+    void functionChangeListsEvenAnEmptyDirectoryText();
+    void typingAnOutputDirectoryChangesNothing();
+
+    void keysWhileTheWindowIsBuilt();
+    void windowsAreIndependent();
+    void destroyedWindowLeavesTheItems();
+    void timeStamp();
+};
+
+void tst_MainWindow::cleanup()
+{
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    QVERIFY(!QGuiApplication::overrideCursor());
+}
+
+void tst_MainWindow::classIsAQMainWindowWithItsOwnName()
+{
+    CMainWindow window;
+    QCOMPARE(window.metaObject()->className(), "CMainWindow");
+    QCOMPARE(window.metaObject()->superClass(), &QMainWindow::staticMetaObject);
+    QCOMPARE(window.qt_metacast("CMainWindow"), static_cast<void*>(&window));
+    QCOMPARE(window.qt_metacast("QMainWindow"),
+             static_cast<void*>(static_cast<QMainWindow*>(&window)));
+    QVERIFY(!window.qt_metacast("QDialog"));
+}
+
+void tst_MainWindow::classHasNothingButSlots()
+{
+    const QMetaObject& meta = CMainWindow::staticMetaObject;
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 18);
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+    QCOMPARE(meta.enumeratorCount(), meta.enumeratorOffset());
+    QCOMPARE(meta.classInfoCount(), meta.classInfoOffset());
+    QCOMPARE(meta.constructorCount(), 0);
+}
+
+void tst_MainWindow::slotOrder_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QByteArray>("signature");
+
+    const QByteArrayList signatures = {"showFileList()",
+                                       "setCurrentDir()",
+                                       "setOutputDir()",
+                                       "add()",
+                                       "addAll()",
+                                       "remove()",
+                                       "removeAll()",
+                                       "convert()",
+                                       "checkChannels()",
+                                       "ch1StateChanged(int)",
+                                       "ch2StateChanged(int)",
+                                       "ch3StateChanged(int)",
+                                       "ch4StateChanged(int)",
+                                       "ch5StateChanged(int)",
+                                       "ch6StateChanged(int)",
+                                       "ch7StateChanged(int)",
+                                       "ch8StateChanged(int)",
+                                       "showAbout()"};
+    for (int index = 0; index < signatures.size(); ++index) {
+        QTest::addRow("%s is slot %d", signatures[index].constData(), index)
+            << index << signatures[index];
+    }
+}
+
+void tst_MainWindow::slotOrder()
+{
+    QFETCH(int, index);
+    QFETCH(QByteArray, signature);
+
+    const QMetaObject& meta = CMainWindow::staticMetaObject;
+    const QMetaMethod method = meta.method(meta.methodOffset() + index);
+    QCOMPARE(method.methodSignature(), signature);
+    QCOMPARE(method.methodType(), QMetaMethod::Slot);
+    QCOMPARE(method.access(), QMetaMethod::Private);
+    QCOMPARE(method.returnMetaType(), QMetaType::fromType<void>());
+}
+
+void tst_MainWindow::callsBeyondTheSlotsAreCountedDown()
+{
+    CMainWindow window;
+    const int first = CMainWindow::staticMetaObject.methodOffset();
+    QCOMPARE(window.qt_metacall(QMetaObject::InvokeMetaMethod, first + 18, nullptr), 0);
+    QCOMPARE(window.qt_metacall(QMetaObject::InvokeMetaMethod, first + 20, nullptr), 2);
+}
+
+void tst_MainWindow::layout()
+{
+    const QString expected = uR"tree(column
+    row
+        QLabel "Function:"
+        QComboBox "Mono to Poly" "Poly to Mono"
+        stretch
+        QLabel "(a picture)"
+    grid
+        at 0,0: QGroupBox "File List"
+            column
+                row
+                    QLabel "Current Dir:"
+                    QLineEdit
+                    QPushButton "Browse..."
+                QTableWidget "File Name" "Type" "Ch" "Bit" "Fs (Hz)" "Size"
+        at 0,1: column
+            spacing 10
+            QPushButton "Add"
+            QPushButton "Add All"
+            stretch
+        at 1,0: QGroupBox "Source File"
+            column
+                QTableWidget "File Name" "Ch" "Bit" "Fs (Hz)" "Path"
+                row
+                    QCheckBox "Ch1"
+                    QCheckBox "Ch2"
+                    QCheckBox "Ch3"
+                    QCheckBox "Ch4"
+                    QCheckBox "Ch5"
+                    QCheckBox "Ch6"
+                    QCheckBox "Ch7"
+                    QCheckBox "Ch8"
+                    stretch
+                row
+                    QLabel "Output to:"
+                    QLineEdit
+                    QPushButton "Browse..."
+        at 1,1: column
+            spacing 10
+            QPushButton "Remove"
+            QPushButton "Remove All"
+            stretch
+            QPushButton "Convert")tree"_s;
+
+    CMainWindow window;
+    QCOMPARE(window.centralWidget()->metaObject()->className(), "QWidget");
+    const QStringList lines = describe(window.centralWidget()->layout());
+    const QStringList expectedLines = expected.split(u'\n');
+    for (qsizetype i = 0; i < std::min(lines.size(), expectedLines.size()); ++i)
+        QCOMPARE(lines[i], expectedLines[i]);
+    QCOMPARE(lines.size(), expectedLines.size());
+}
+
+void tst_MainWindow::frameHasNoBars()
+{
+    CMainWindow window;
+    QVERIFY(window.findChildren<QStatusBar*>().isEmpty());
+    QVERIFY(window.findChildren<QToolBar*>().isEmpty());
+    QVERIFY(window.findChildren<QDockWidget*>().isEmpty());
+}
+
+void tst_MainWindow::menus()
+{
+    CMainWindow window;
+    QStringList entries;
+    for (const QAction* menu : window.menuBar()->actions()) {
+        entries.append(menu->text());
+        for (const QAction* action : menu->menu()->actions()) {
+            entries.append(u"  "_s + action->text());
+            QCOMPARE(action->parent(), &window);
+            QVERIFY(action->isEnabled() && action->isVisible());
+            QVERIFY(!action->isCheckable() && !action->isSeparator());
+        }
+    }
+    QCOMPARE(entries, QStringList({u"&File"_s, u"  Quit"_s, u"&About"_s, u"  About"_s}));
+}
+
+void tst_MainWindow::nothingHasAShortcut()
+{
+    CMainWindow window;
+    QVERIFY(window.findChildren<QShortcut*>().isEmpty());
+    for (const QString& text : {u"Quit"_s, u"About"_s})
+        QCOMPARE(menuAction(&window, text)->shortcuts(), QList<QKeySequence>());
+    for (const auto* button : window.centralWidget()->findChildren<QAbstractButton*>())
+        QCOMPARE(button->shortcut(), QKeySequence());
+    for (const auto* label : window.centralWidget()->findChildren<QLabel*>())
+        QVERIFY(!label->buddy());
+}
+
+void tst_MainWindow::nothingHasAToolTip()
+{
+    CMainWindow window;
+    for (const auto* widget : window.centralWidget()->findChildren<QWidget*>())
+        QCOMPARE(widget->toolTip(), QString());
+}
+
+void tst_MainWindow::startState()
+{
+    CMainWindow window;
+    QCOMPARE(window.windowTitle(), u"Splicora"_s);
+    QVERIFY(!window.parent());
+    QCOMPARE(window.windowFlags(), QMainWindow().windowFlags());
+    QCOMPARE(functionCombo(&window)->currentText(), u"Mono to Poly"_s);
+    QCOMPARE(functionCombo(&window)->currentIndex(), 0);
+    QCOMPARE(functionCombo(&window)->count(), 2);
+    QVERIFY(!functionCombo(&window)->isEditable());
+    for (const QLineEdit* edit : {currentDirEdit(&window), outputDirEdit(&window)}) {
+        QCOMPARE(edit->text(), QString());
+        QCOMPARE(edit->placeholderText(), QString());
+        QVERIFY(edit->isEnabled() && !edit->isReadOnly());
+    }
+    for (const QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
+        QCOMPARE(table->rowCount(), 0);
+        QVERIFY(table->isEnabled());
+    }
+    QVERIFY(!window.isVisible());
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+    QVERIFY(!QApplication::activeModalWidget());
+}
+
+void tst_MainWindow::windowTakesItsSizeFromTheLayout()
+{
+    CMainWindow window;
+    QVERIFY(!window.testAttribute(Qt::WA_Resized));
+    QVERIFY(!window.testAttribute(Qt::WA_Moved));
+    QCOMPARE(window.minimumSize(), QSize(0, 0));
+    QCOMPARE(window.maximumSize(), QSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX));
+    window.show();
+    // The toolkit's own limit is two thirds of the screen.
+    const QSize limit = (window.screen()->size() * 2 / 3).expandedTo(window.minimumSizeHint());
+    QCOMPARE(window.size(), window.sizeHint().boundedTo(limit));
+}
+
+void tst_MainWindow::buttonsAtStart_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("enabled");
+
+    QTest::newRow("Add is off") << QString() << u"Add"_s << false;
+    QTest::newRow("Add All is off") << QString() << u"Add All"_s << false;
+    QTest::newRow("Remove is off") << QString() << u"Remove"_s << false;
+    QTest::newRow("Remove All is off") << QString() << u"Remove All"_s << false;
+    QTest::newRow("Convert is off") << QString() << u"Convert"_s << false;
+    QTest::newRow("Browse of the file list is on") << u"File List"_s << u"Browse..."_s << true;
+    QTest::newRow("Browse of the output is on") << u"Source File"_s << u"Browse..."_s << true;
+}
+
+void tst_MainWindow::buttonsAtStart()
+{
+    QFETCH(QString, group);
+    QFETCH(QString, text);
+    QFETCH(bool, enabled);
+
+    CMainWindow window;
+    const QWidget* within = &window;
+    if (!group.isEmpty())
+        within = findGroup(&window, group);
+    QCOMPARE(findButton(within, text)->isEnabled(), enabled);
+    QVERIFY(!findButton(within, text)->isCheckable());
+}
+
+void tst_MainWindow::channelBoxesAtStart_data()
+{
+    QTest::addColumn<QString>("text");
+    for (int channel = 1; channel <= 8; ++channel)
+        QTest::addRow("Ch%d is off and empty", channel) << u"Ch%1"_s.arg(channel);
+}
+
+void tst_MainWindow::channelBoxesAtStart()
+{
+    QFETCH(QString, text);
+
+    CMainWindow window;
+    const QCheckBox* check = findCheck(&window, text);
+    QCOMPARE(check->checkState(), Qt::Unchecked);
+    QVERIFY(!check->isEnabled());
+    QVERIFY(!check->isTristate());
+}
+
+void tst_MainWindow::tables_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QStringList>("labels");
+
+    QTest::newRow("file list") << u"File List"_s
+                               << QStringList({u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s,
+                                               u"Fs (Hz)"_s, u"Size"_s});
+    QTest::newRow("source table") << u"Source File"_s
+                                  << QStringList({u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s,
+                                                  u"Path"_s});
+}
+
+void tst_MainWindow::tables()
+{
+    QFETCH(QString, group);
+    QFETCH(QStringList, labels);
+
+    CMainWindow window;
+    const auto* table = findGroup(&window, group)->findChild<QTableWidget*>();
+    QCOMPARE(headerLabels(table), labels);
+    QVERIFY(table->horizontalHeader()->stretchLastSection());
+    QVERIFY(!table->horizontalHeader()->highlightSections());
+    QVERIFY(!table->horizontalHeader()->isHidden());
+    QVERIFY(table->verticalHeader()->isHidden());
+    QCOMPARE(table->selectionBehavior(), QAbstractItemView::SelectRows);
+    QCOMPARE(table->selectionMode(), QAbstractItemView::ExtendedSelection);
+    QCOMPARE(table->editTriggers(), QAbstractItemView::NoEditTriggers);
+    QVERIFY(!table->isSortingEnabled());
+}
+
+void tst_MainWindow::tablesCannotBeEdited_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::newRow("no editor opens in the file list") << u"File List"_s;
+    QTest::newRow("no editor opens in the source table") << u"Source File"_s;
+}
+
+void tst_MainWindow::tablesCannotBeEdited()
+{
+    QFETCH(QString, group);
+
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    auto* table = findGroup(&window, group)->findChild<QTableWidget*>();
+    QCOMPARE(table->rowCount(), 1);
+    selectRows(table, {0});
+    QTest::keyClick(table, Qt::Key_F2);
+    QTest::keyClicks(table, u"x"_s);
+    QVERIFY(table->findChildren<QLineEdit*>().isEmpty());
+    QCOMPARE(table->item(0, 0)->text(), u"a.wav"_s);
+}
+
+void tst_MainWindow::resources()
+{
+    QCOMPARE(QDir(u":/images"_s).entryList(QDir::NoFilter, QDir::Name),
+             QStringList({u"appicon.ico"_s, u"velmar.png"_s}));
+    for (const QString& name : {u"appicon.ico"_s, u"velmar.png"_s}) {
+        const QResource resource(u":/images/"_s + name);
+        QVERIFY(resource.isValid());
+        QCOMPARE(resource.compressionAlgorithm(), QResource::NoCompression);
+        // The first format of resources keeps no times.
+        QVERIFY(!resource.lastModified().isValid());
+    }
+}
+
+void tst_MainWindow::windowIconHasAllSizes()
+{
+    CMainWindow window;
+    QList<int> sizes;
+    for (const QSize& size : window.windowIcon().availableSizes()) {
+        QCOMPARE(size.width(), size.height());
+        sizes.append(size.width());
+    }
+    std::sort(sizes.begin(), sizes.end());
+    QCOMPARE(sizes, QList<int>({16, 24, 32, 48, 256}));
+}
+
+void tst_MainWindow::iconFile_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("png");
+
+    QTest::newRow("256 pixels as PNG") << 256 << true;
+    QTest::newRow("48 pixels as a bitmap") << 48 << false;
+    QTest::newRow("32 pixels as a bitmap") << 32 << false;
+    QTest::newRow("24 pixels as a bitmap") << 24 << false;
+    QTest::newRow("16 pixels as a bitmap") << 16 << false;
+}
+
+void tst_MainWindow::iconFile()
+{
+    QFETCH(int, size);
+    QFETCH(bool, png);
+
+    const QByteArray icon = resourceBytes(u"appicon.ico"_s);
+    QCOMPARE(icon.left(6), le16(0) + le16(1) + le16(5)); // an icon of five images
+    int found = 0;
+    for (qsizetype entry = 6; entry < 6 + 5 * 16; entry += 16) {
+        const int width = quint8(icon[entry]) == 0 ? 256 : quint8(icon[entry]);
+        if (width != size)
+            continue;
+        ++found;
+        QCOMPARE(icon[entry + 1], icon[entry]); // height
+        QCOMPARE(number(icon, entry + 6, 2), 32u); // bits of a pixel
+        const QByteArray image = icon.mid(number(icon, entry + 12, 4), number(icon, entry + 8, 4));
+        QCOMPARE(image.startsWith(g_pngStart), png);
+        if (png) {
+            QCOMPARE(pngFacts(image), u"256x256, 8 bits, type 6"_s); // colours and opacity
+        } else {
+            QCOMPARE(number(image, 0, 4), 40u); // bytes of the bitmap header
+            QCOMPARE(number(image, 4, 4), quint32(size));
+            QCOMPARE(number(image, 8, 4), quint32(2 * size)); // image and mask
+            QCOMPARE(number(image, 14, 2), 32u);
+        }
+    }
+    QCOMPARE(found, 1);
+}
+
+void tst_MainWindow::logoFile()
+{
+    const QByteArray logo = resourceBytes(u"velmar.png"_s);
+    QVERIFY(logo.startsWith(g_pngStart));
+    QCOMPARE(pngFacts(logo), u"300x51, 8 bits, type 3"_s); // indexed colours
+    QVERIFY(!QImage::fromData(logo).isNull());
+}
+
+void tst_MainWindow::logoIsShownSmaller()
+{
+    CMainWindow window;
+    QList<QPixmap> pictures;
+    for (const auto* label : window.findChildren<QLabel*>()) {
+        if (!label->pixmap().isNull())
+            pictures.append(label->pixmap());
+    }
+    QCOMPARE(pictures.size(), 1);
+    QCOMPARE(pictures.first().size(), QSize(100, 17));
+    const QImage logo(u":/images/velmar.png"_s);
+    QCOMPARE(pictures.first().toImage(),
+             QPixmap::fromImage(logo).scaledToWidth(100, Qt::SmoothTransformation).toImage());
+}
+
+void tst_MainWindow::about()
+{
+    CMainWindow window;
+    window.show();
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    menuAction(&window, u"About"_s)->trigger();
+    QVERIFY(answer.wasAsked());
+    const SeenBox box = answer.box();
+    QCOMPARE(box.title, u"Splicora"_s);
+    QCOMPARE(box.text, u"Splicora - Ver.1.00 Build 137085\n\n"
+                       "Copyright (C) 2026 VELMAR\nAll rights reserved."_s);
+    QCOMPARE(box.icon, QMessageBox::Information);
+    QCOMPARE(box.buttons, QMessageBox::Ok);
+    QCOMPARE(box.parent, &window);
+    QVERIFY(window.isVisible());
+}
+
+void tst_MainWindow::quitEndsTheProgram()
+{
+    CMainWindow window;
+    window.show();
+    QTimer::singleShot(0, menuAction(&window, u"Quit"_s), &QAction::trigger);
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
+    deadline.start(20000);
+    QCOMPARE(QCoreApplication::exec(), 0);
+    QVERIFY(!window.isVisible());
+}
+
+void tst_MainWindow::closingTheWindowEndsTheProgram()
+{
+    CMainWindow window;
+    window.show();
+    QTimer::singleShot(0, &window, &QWidget::close);
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
+    deadline.start(20000);
+    QCOMPARE(QCoreApplication::exec(), 0);
+    QVERIFY(!window.isVisible());
+}
+
+void tst_MainWindow::columnsFit_data()
+{
+    QTest::addColumn<QList<int>>("windowWidths");
+
+    QTest::newRow("wider window") << QList<int>({1200});
+    QTest::newRow("narrower window") << QList<int>({1200, 700});
+    QTest::newRow("window as narrow as it gets") << QList<int>({1200, 1});
+    QTest::newRow("window widened after it was narrow") << QList<int>({1200, 1, 900});
+    QTest::newRow("window one pixel wider") << QList<int>({900, 901});
+}
+
+void tst_MainWindow::columnsFit()
+{
+    QFETCH(QList<int>, windowWidths);
+
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a file with a name.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    for (const int width : windowWidths)
+        window.resize(width, 600);
+
+    const QTableWidget* files = fileTable(&window);
+    QVERIFY(widthOfOthers(files, 0) < files->viewport()->width());
+    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
+    const QTableWidget* sources = sourceTable(&window);
+    QVERIFY(widthOfOthers(sources, 4) < sources->viewport()->width());
+    QCOMPARE(columnWidths(sources), fittedWidths(sources, 4));
+}
+
+void tst_MainWindow::extraWidthGoesToOneColumn()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a file with a name.wav"_s), monoFile()));
+    CMainWindow window;
+    window.resize(900, 600);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    window.grab(); // the header has settled when it was painted
+    QList<int> files = columnWidths(fileTable(&window));
+    QList<int> sources = columnWidths(sourceTable(&window));
+
+    window.resize(1050, 600);
+    window.grab();
+    files.first() += 150;
+    QCOMPARE(columnWidths(fileTable(&window)), files);
+    sources.last() += 150;
+    QCOMPARE(columnWidths(sourceTable(&window)), sources);
+}
+
+void tst_MainWindow::tooNarrowTablesKeepTheirContents()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QTableWidget* files = fileTable(&window);
+    QTableWidget* sources = sourceTable(&window);
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    for (QTableWidget* table : {files, sources}) {
+        QFont large = table->font();
+        large.setPixelSize(90);
+        table->setFont(large);
+    }
+    window.resize(window.width() + 1, window.height());
+
+    QVERIFY(widthOfOthers(files, 0) > files->viewport()->width());
+    QVERIFY(widthOfOthers(sources, 4) > sources->viewport()->width());
+    for (const QTableWidget* table : {files, sources}) {
+        for (int column = 0; column < table->columnCount(); ++column)
+            QCOMPARE(table->columnWidth(column), contentWidth(table, column));
+    }
+
+    window.resize(4000, 800);
+    QVERIFY(columnWidths(files).first() > contentWidth(files, 0));
+    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
+    QVERIFY(columnWidths(sources).last() > contentWidth(sources, 4));
+    QCOMPARE(columnWidths(sources), fittedWidths(sources, 4));
+
+    window.resize(window.minimumSizeHint());
+    QVERIFY(widthOfOthers(files, 0) > files->viewport()->width());
+    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
+    QCOMPARE(columnWidths(files).first(), contentWidth(files, 0));
+}
+
+void tst_MainWindow::rowsFit()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    for (QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
+        const int height = table->rowHeight(0);
+        QFont large = table->font();
+        large.setPixelSize(90);
+        table->setFont(large);
+        window.resize(window.width() + 1, window.height());
+        const QAbstractItemView* view = table;
+        QCOMPARE(table->rowHeight(0),
+                 std::max(view->sizeHintForRow(0), table->verticalHeader()->sectionSizeHint(0)));
+        QVERIFY(table->rowHeight(0) > height);
+    }
+}
+
+void tst_MainWindow::tableWithoutColumns_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::newRow("file list without columns") << u"File List"_s;
+    QTest::newRow("source table without columns") << u"Source File"_s;
+}
+
+void tst_MainWindow::tableWithoutColumns()
+{
+    QFETCH(QString, group);
+
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    auto* table = findGroup(&window, group)->findChild<QTableWidget*>();
+    table->setColumnCount(0);
+    window.resize(900, 600);
+    QCOMPARE(table->columnCount(), 0);
+    QCOMPARE(table->horizontalHeader()->length(), 0);
+    // The other table is fitted all the same.
+    const bool isFileList = table == fileTable(&window);
+    const QTableWidget* other = isFileList ? sourceTable(&window) : fileTable(&window);
+    QCOMPARE(columnWidths(other), fittedWidths(other, isFileList ? 4 : 0));
+}
+
+void tst_MainWindow::functionWithoutDirectory()
+{
+    CMainWindow window;
+    window.show();
+    MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+    functionCombo(&window)->setFocus();
+    QTest::keyClick(functionCombo(&window), Qt::Key_Down);
+    QCOMPARE(functionCombo(&window)->currentText(), u"Poly to Mono"_s);
+    QTest::keyClick(functionCombo(&window), Qt::Key_Up);
+    QCOMPARE(functionCombo(&window)->currentText(), u"Mono to Poly"_s);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+    QVERIFY(!findButton(&window, u"Add"_s)->isEnabled());
+}
+
+void tst_MainWindow::functionWithoutDirectoryKeepsTheList()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    currentDirEdit(&window)->clear();
+    MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+    functionCombo(&window)->setCurrentIndex(1);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"a.wav"_s));
+    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+}
+
+void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText_data()
+{
+    QTest::addColumn<int>("function");
+    QTest::addColumn<bool>("startsAtHome");
+
+    QTest::newRow("never listed: the chooser opens at home") << 0 << true;
+    QTest::newRow("function changed: the empty text was taken over") << 1 << false;
+}
+
+void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText()
+{
+    QFETCH(int, function);
+    QFETCH(bool, startsAtHome);
+
+    const QTemporaryDir home;
+    const QByteArray oldHome = qgetenv("HOME");
+    qputenv("HOME", QFile::encodeName(home.path()));
+    const auto restoreHome = qScopeGuard([oldHome] { qputenv("HOME", oldHome); });
+
+    CMainWindow window;
+    window.show();
+    functionCombo(&window)->setCurrentIndex(function);
+    QString directory;
+    QTimer poll;
+    connect(&poll, &QTimer::timeout, this, [&directory] {
+        auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!chooser)
+            return;
+        directory = chooser->directory().absolutePath();
+        chooser->reject();
+    });
+    poll.start(1);
+    clickButton(findGroup(&window, u"File List"_s), u"Browse..."_s);
+    QVERIFY(!directory.isEmpty());
+    QCOMPARE(directory == QDir(home.path()).absolutePath(), startsAtHome);
+}
+
+void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    QVERIFY(writeFile(dir.filePath(u"b.wav"_s), monoFile()));
+    MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+    QTest::keyClicks(outputDirEdit(&window), u"nowhere"_s);
+    QTest::keyClick(outputDirEdit(&window), Qt::Key_Return);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(outputDirEdit(&window)->text(), u"nowhere"_s);
+    QCOMPARE(currentDirEdit(&window)->text(), dir.path());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    QCOMPARE(sourceTable(&window)->rowCount(), 1);
+}
+
+void tst_MainWindow::keysWhileTheWindowIsBuilt()
+{
+    EarlyKeys keys;
+    CMainWindow window;
+    QVERIFY(keys.pressed() > 0);
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+    QCOMPARE(sourceTable(&window)->rowCount(), 0);
+    QVERIFY(!findButton(&window, u"Remove"_s)->isEnabled());
+}
+
+void tst_MainWindow::windowsAreIndependent()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow first;
+    CMainWindow second;
+    first.show();
+    second.show();
+    enterDirectory(&first, dir.path());
+    QCOMPARE(fileTable(&first)->rowCount(), 1);
+    QCOMPARE(fileTable(&second)->rowCount(), 0);
+    QCOMPARE(currentDirEdit(&second)->text(), QString());
+    QVERIFY(!findButton(&second, u"Add"_s)->isEnabled());
+}
+
+void tst_MainWindow::destroyedWindowLeavesTheItems()
+{
+    const QTemporaryDir dir;
+    const QByteArray stereo = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(8))});
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    QVERIFY(writeFile(dir.filePath(u"b.wav"_s), monoFile()));
+    QVERIFY(writeFile(dir.filePath(u"two.wav"_s), stereo));
+
+    const LiveObjects objects;
+    auto window = std::make_unique<CMainWindow>();
+    window->show();
+    functionCombo(window.get())->setCurrentIndex(1);
+    enterDirectory(window.get(), dir.path());
+    QCOMPARE(objects.items(), QStringList(u"two.wav: 2"_s));
+    functionCombo(window.get())->setCurrentIndex(0);
+    clickButton(window.get(), u"Add All"_s);
+    selectRows(sourceTable(window.get()), {0});
+    QCOMPARE(sourceTable(window.get())->rowCount(), 2);
+    const QStringList items = {u"a.wav: 1"_s, u"b.wav: 1"_s, u"two.wav: 2"_s};
+    QCOMPARE(objects.items(), items);
+
+    window.reset();
+    QCOMPARE(objects.items(), items);
+}
+
+void tst_MainWindow::timeStamp()
+{
+    const QDateTime before = QDateTime::currentDateTime();
+    const QString text = timeStamped(u"A message."_s);
+    const QDateTime after = QDateTime::currentDateTime();
+
+    QCOMPARE(text.mid(19), u" A message."_s);
+    const QDateTime stamp = QDateTime::fromString(text.left(19), u"yyyy-MM-dd hh:mm:ss"_s);
+    QVERIFY2(stamp.isValid(), qPrintable(text));
+    QVERIFY(stamp >= before.addSecs(-1) && stamp <= after);
+}
+
+QTEST_MAIN(tst_MainWindow)
+
+#include "tst_mainwindow.moc"
