@@ -1,0 +1,926 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/messageboxanswer.h"
+#include "tests/wavbuilder.h"
+#include "tests/windowprobe.h"
+#include "ui/mainwindow.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sys/stat.h>
+
+#include <functional>
+#include <limits>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+using Files = QMap<QString, QByteArray>;
+
+constexpr int g_monoToPoly = 0;
+constexpr int g_polyToMono = 1;
+
+const auto g_noDirectory = u"The directory does not exist."_s;
+const auto g_noWavFiles = u"No wav files found."_s;
+const auto g_noMonoFiles = u"Can not find any mono files."_s;
+const auto g_noPolyFiles = u"Can not find any poly files."_s;
+
+QByteArray wav(int channels, qsizetype dataBytes = 64)
+{
+    return wavBytes({fmtChunk({.channels = channels}), dataChunk(sampleBytes(dataBytes))});
+}
+
+QByteArray damaged()
+{
+    return wav(1).replace(0, 4, "RIFX");
+}
+
+/// Makes the files in the directory, with the directories that lead to them.
+bool makeFiles(const QString& dir, const Files& files)
+{
+    for (auto it = files.begin(); it != files.end(); ++it) {
+        const QString path = dir + u'/' + it.key();
+        if (!QDir().mkpath(QFileInfo(path).path()) || !writeFile(path, it.value()))
+            return false;
+    }
+    return true;
+}
+
+/// Puts any text, as if pasted, into the current-directory field and presses Return.
+void listDirectory(const QWidget* window, const QString& dir)
+{
+    QLineEdit* edit = currentDirEdit(window);
+    edit->selectAll();
+    edit->insert(dir);
+    QTest::keyClick(edit, Qt::Key_Return);
+}
+
+QString iconName(QMessageBox::Icon icon)
+{
+    switch (icon) {
+    case QMessageBox::Information:
+        return u"Information"_s;
+    case QMessageBox::Warning:
+        return u"Warning"_s;
+    default:
+        return u"another icon"_s;
+    }
+}
+
+/// Everything of a box in one text. @p window is to be its parent.
+QString describe(const SeenBox& box, const QWidget* window)
+{
+    return QStringList({box.title, iconName(box.icon), box.text,
+                        box.buttons == QMessageBox::Ok ? u"Ok"_s : u"other buttons"_s,
+                        box.parent == window ? u"on the window"_s : u"elsewhere"_s})
+        .join(u'|');
+}
+
+QStringList describe(const QList<SeenBox>& boxes, const QWidget* window)
+{
+    QStringList texts;
+    for (const SeenBox& box : boxes)
+        texts.append(describe(box, window));
+    return texts;
+}
+
+QString informationBox(const QString& text)
+{
+    return u"Splicora|Information|"_s + text + u"|Ok|on the window"_s;
+}
+
+QString unreadableBox(const QStringList& names)
+{
+    QString text = u"Can not read following files.\n\n"_s;
+    for (const QString& name : names)
+        text += name + u'\n';
+    return u"Splicora|Warning|"_s + text + u"|Ok|on the window"_s;
+}
+
+/// Does something whenever a message box is about to be seen.
+class BoxWatcher : public QObject
+{
+public:
+    explicit BoxWatcher(std::function<void()> look)
+        : m_look(std::move(look))
+    {
+        qApp->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<QMessageBox*>(watched))
+            m_look();
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> m_look;
+};
+
+const QList<QMessageBox::StandardButton> g_noBox;
+
+} // namespace
+
+class tst_FileList : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void sizes_data();
+    void sizes();
+
+    void row_data();
+    void row();
+    void alignment_data();
+    void alignment();
+    void fileOfOneMegabyte();
+
+    void listing_data();
+    void listing();
+    void links_data();
+    void links();
+    void fileNames_data();
+    void fileNames();
+    void unreadableFileNames_data();
+    void unreadableFileNames();
+    void directoryNames_data();
+    void directoryNames();
+    void directoryTexts_data();
+    void directoryTexts();
+    void rootDirectory();
+
+    void nothingListed_data();
+    void nothingListed();
+    void unreadableFiles_data();
+    void unreadableFiles();
+    void unreadableFilesAreToldLast();
+    void unreadablePipeDoesNotBlock();
+
+    void emptyTextKeepsEverything();
+    void failedListingEmptiesTheTable_data();
+    void failedListingEmptiesTheTable();
+    void newListingEmptiesTheSources();
+    void sameDirectoryListedAgain();
+
+    void functionChangeReadsTheDirectoryAgain();
+    void functionChangeShowsTheOtherFiles();
+    void functionsOffered();
+
+    void waitCursor();
+    void cursorIsRestoredBeforeEveryBox_data();
+    void cursorIsRestoredBeforeEveryBox();
+    void nameColumnFillsTheTable();
+    void listedFilesStayClosed();
+};
+
+void tst_FileList::cleanup()
+{
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    QVERIFY(!QGuiApplication::overrideCursor());
+}
+
+void tst_FileList::sizes_data()
+{
+    QTest::addColumn<quint64>("bytes");
+    QTest::addColumn<int>("precision");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("nothing") << quint64(0) << 1 << u"0.0B"_s;
+    QTest::newRow("one byte") << quint64(1) << 1 << u"1.0B"_s;
+    QTest::newRow("the header alone") << quint64(44) << 1 << u"44.0B"_s;
+    QTest::newRow("just below a kilobyte") << quint64(1023) << 1 << u"1023.0B"_s;
+    QTest::newRow("exactly a kilobyte is not scaled") << quint64(1024) << 1 << u"1024.0B"_s;
+    QTest::newRow("just above a kilobyte") << quint64(1025) << 1 << u"1.0KB"_s;
+    QTest::newRow("one and a half kilobytes") << quint64(1536) << 1 << u"1.5KB"_s;
+    QTest::newRow("exactly a megabyte is scaled once") << quint64(1048576) << 1 << u"1024.0KB"_s;
+    QTest::newRow("just above a megabyte") << quint64(1048577) << 1 << u"1.0MB"_s;
+    QTest::newRow("exactly a gigabyte is scaled twice")
+        << quint64(1) * 1024 * 1024 * 1024 << 1 << u"1024.0MB"_s;
+    QTest::newRow("one and a half gigabytes") << quint64(1536) * 1024 * 1024 << 1 << u"1.5GB"_s;
+    QTest::newRow("the largest number of a header") << quint64(4294967295) << 1 << u"4.0GB"_s;
+    QTest::newRow("just above a terabyte")
+        << quint64(1024) * 1024 * 1024 * 1024 + 1 << 1 << u"1.0TB"_s;
+    QTest::newRow("no decimals") << quint64(1700) << 0 << u"2KB"_s;
+    QTest::newRow("three decimals") << quint64(1536) << 3 << u"1.500KB"_s;
+    QTest::newRow("decimals of bytes") << quint64(44) << 2 << u"44.00B"_s;
+    QTest::newRow("rounded up to the next unit's number") << quint64(1048575) << 1 << u"1024.0KB"_s;
+    QTest::newRow("the largest number stays within the units")
+        << std::numeric_limits<quint64>::max() << 1 << u"16.0EB"_s;
+}
+
+void tst_FileList::sizes()
+{
+    QFETCH(quint64, bytes);
+    QFETCH(int, precision);
+    QFETCH(QString, text);
+    QCOMPARE(formatSize(bytes, precision), text);
+}
+
+void tst_FileList::row_data()
+{
+    QTest::addColumn<int>("function");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("texts");
+
+    const QByteArray data = dataChunk(sampleBytes(64));
+    QTest::newRow("plain mono file")
+        << g_monoToPoly << wav(1)
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+    QTest::newRow("plain stereo file")
+        << g_polyToMono << wav(2)
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"2"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+    QTest::newRow("broadcast file")
+        << g_monoToPoly << wavBytes({bextWithoutDate(), fmtChunk({}), data})
+        << QStringList({u"a.wav"_s, u"BWF"_s, u"1"_s, u"16"_s, u"48000"_s, u"966.0B"_s});
+    QTest::newRow("broadcast chunk behind the data")
+        << g_monoToPoly << wavBytes({fmtChunk({}), data, chunk("bext", sampleBytes(2))})
+        << QStringList({u"a.wav"_s, u"BWF"_s, u"1"_s, u"16"_s, u"48000"_s, u"110.0B"_s});
+    QTest::newRow("floating point of 96 kHz")
+        << g_monoToPoly << wavBytes({fmtChunk({.bits = 32, .rate = 96000, .tag = 3}), data})
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"32"_s, u"96000"_s, u"100.0B"_s});
+    QTest::newRow("extensible format of six channels")
+        << g_polyToMono
+        << wavBytes({fmtChunk({.channels = 6, .bits = 24, .tag = 0xFFFE}, sampleBytes(24)), data})
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"6"_s, u"24"_s, u"48000"_s, u"124.0B"_s});
+    QTest::newRow("largest numbers are not negative")
+        << g_polyToMono
+        << wavBytes(
+               {fmtChunk({.channels = 65535, .bits = 65535, .rate = -1, .blockAlign = 1}), data})
+        << QStringList(
+               {u"a.wav"_s, u"WAV"_s, u"65535"_s, u"65535"_s, u"4294967295"_s, u"100.0B"_s});
+    QTest::newRow("zeros in the format")
+        << g_monoToPoly << wavBytes({fmtChunk({.bits = 0, .rate = 0}), data})
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"0"_s, u"0"_s, u"100.0B"_s});
+    QTest::newRow("the size is the header's, not the file's")
+        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 1025)
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"1.0KB"_s});
+    QTest::newRow("a size of zero in the header")
+        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 0)
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"0.0B"_s});
+    QTest::newRow("the largest size in the header")
+        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 0xFFFFFFFF)
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"4.0GB"_s});
+    QTest::newRow("data before the format")
+        << g_monoToPoly << wavBytes({data, fmtChunk({})})
+        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+}
+
+void tst_FileList::row()
+{
+    QFETCH(int, function);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, texts);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, bytes}}));
+    CMainWindow window;
+    functionCombo(&window)->setCurrentIndex(function);
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, dir.path());
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(fileTable(&window)->rowCount(), 1);
+    QCOMPARE(rowTexts(fileTable(&window), 0), texts);
+}
+
+void tst_FileList::alignment_data()
+{
+    QTest::addColumn<int>("column");
+    QTest::addColumn<Qt::Alignment>("alignment");
+
+    QTest::newRow("name on the left") << 0 << Qt::Alignment(Qt::AlignVCenter);
+    QTest::newRow("type on the right") << 1 << (Qt::AlignRight | Qt::AlignVCenter);
+    QTest::newRow("channels on the right") << 2 << (Qt::AlignRight | Qt::AlignVCenter);
+    QTest::newRow("bits on the right") << 3 << (Qt::AlignRight | Qt::AlignVCenter);
+    QTest::newRow("rate on the right") << 4 << (Qt::AlignRight | Qt::AlignVCenter);
+    QTest::newRow("size on the right") << 5 << (Qt::AlignRight | Qt::AlignVCenter);
+}
+
+void tst_FileList::alignment()
+{
+    QFETCH(int, column);
+    QFETCH(Qt::Alignment, alignment);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    QCOMPARE(fileTable(&window)->rowCount(), 2);
+    for (int row = 0; row < 2; ++row) {
+        const QTableWidgetItem* cell = fileTable(&window)->item(row, column);
+        QCOMPARE(cell->data(Qt::TextAlignmentRole).toInt(), int(alignment));
+        QCOMPARE(cell->toolTip(), QString());
+    }
+}
+
+void tst_FileList::fileOfOneMegabyte()
+{
+    const QTemporaryDir dir;
+    const QByteArray bytes = wav(1, 1048584 - 44); // RIFF header, format and data header: 44
+    QCOMPARE(bytes.size(), 1048584);
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, bytes}}));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    QCOMPARE(columnTexts(fileTable(&window), 5), QStringList(u"1024.0KB"_s));
+}
+
+void tst_FileList::listing_data()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<int>("function");
+    QTest::addColumn<QStringList>("names");
+
+    QTest::newRow("capitals before small letters")
+        << Files({{u"b.wav"_s, wav(1)}, {u"A.WAV"_s, wav(1)}, {u"a.wav"_s, wav(1)}}) << g_monoToPoly
+        << QStringList({u"A.WAV"_s, u"a.wav"_s, u"b.wav"_s});
+    QTest::newRow("the ending in any case")
+        << Files({{u"a.WAV"_s, wav(1)}, {u"b.Wav"_s, wav(1)}, {u"c.wAv"_s, wav(1)}}) << g_monoToPoly
+        << QStringList({u"a.WAV"_s, u"b.Wav"_s, u"c.wAv"_s});
+    QTest::newRow("digits are letters, not numbers")
+        << Files({{u"take_10.wav"_s, wav(1)}, {u"take_2.wav"_s, wav(1)}, {u"9.wav"_s, wav(1)}})
+        << g_monoToPoly << QStringList({u"9.wav"_s, u"take_10.wav"_s, u"take_2.wav"_s});
+    QTest::newRow("letters beyond ASCII come last")
+        << Files({{u"z.wav"_s, wav(1)}, {u"ä.wav"_s, wav(1)}, {u"Z.wav"_s, wav(1)}}) << g_monoToPoly
+        << QStringList({u"Z.wav"_s, u"z.wav"_s, u"ä.wav"_s});
+    QTest::newRow("other endings are left out") << Files({{u"a.wav"_s, wav(1)},
+                                                          {u"b.wav.bak"_s, wav(1)},
+                                                          {u"c.wave"_s, wav(1)},
+                                                          {u"dwav"_s, wav(1)},
+                                                          {u"e.mp3"_s, wav(1)},
+                                                          {u"f"_s, wav(1)}})
+                                                << g_monoToPoly << QStringList(u"a.wav"_s);
+    QTest::newRow("hidden files are left out")
+        << Files({{u"a.wav"_s, wav(1)}, {u".b.wav"_s, wav(1)}, {u".wav"_s, wav(1)}}) << g_monoToPoly
+        << QStringList(u"a.wav"_s);
+    QTest::newRow("directories are left out, whatever their name")
+        << Files({{u"a.wav"_s, wav(1)}, {u"x.wav/inner.wav"_s, wav(1)}}) << g_monoToPoly
+        << QStringList(u"a.wav"_s);
+    QTest::newRow("mono files for the combine")
+        << Files({{u"0.wav"_s, wav(0)},
+                  {u"1.wav"_s, wav(1)},
+                  {u"2.wav"_s, wav(2)},
+                  {u"3.wav"_s, wav(1)},
+                  {u"8.wav"_s, wav(8)}})
+        << g_monoToPoly << QStringList({u"1.wav"_s, u"3.wav"_s});
+    QTest::newRow("files of more channels for the split")
+        << Files({{u"0.wav"_s, wav(0)},
+                  {u"1.wav"_s, wav(1)},
+                  {u"2.wav"_s, wav(2)},
+                  {u"8.wav"_s, wav(8)},
+                  {u"9.wav"_s, wav(9)}})
+        << g_polyToMono << QStringList({u"2.wav"_s, u"8.wav"_s, u"9.wav"_s});
+    QTest::newRow("channel counts beyond 32767 are many channels")
+        << Files({{u"a.wav"_s, wavBytes({fmtChunk({.channels = 65535, .blockAlign = 2}),
+                                         dataChunk(sampleBytes(4))})},
+                  {u"b.wav"_s, wavBytes({fmtChunk({.channels = 32768, .blockAlign = 2}),
+                                         dataChunk(sampleBytes(4))})}})
+        << g_polyToMono << QStringList({u"a.wav"_s, u"b.wav"_s});
+    QTest::newRow("broadcast files are listed with the others")
+        << Files({{u"a.wav"_s, wavBytes({bextWithoutDate(), fmtChunk({}), dataChunk("12")})},
+                  {u"b.wav"_s, wav(1)}})
+        << g_monoToPoly << QStringList({u"a.wav"_s, u"b.wav"_s});
+}
+
+void tst_FileList::listing()
+{
+    QFETCH(Files, files);
+    QFETCH(int, function);
+    QFETCH(QStringList, names);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), files));
+    CMainWindow window;
+    functionCombo(&window)->setCurrentIndex(function);
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, dir.path());
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), names);
+    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+    QVERIFY(findButton(&window, u"Add All"_s)->isEnabled());
+    QVERIFY(!findButton(&window, u"Convert"_s)->isEnabled());
+}
+
+void tst_FileList::links_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QStringList>("names");
+
+    QTest::newRow("link to a file is listed by its own name")
+        << u"inner/target"_s << QStringList({u"a.wav"_s, u"link.wav"_s});
+    QTest::newRow("link to a directory is left out") << u"inner"_s << QStringList(u"a.wav"_s);
+    QTest::newRow("link to nothing is left out") << u"gone.wav"_s << QStringList(u"a.wav"_s);
+    QTest::newRow("link to itself is left out") << u"link.wav"_s << QStringList(u"a.wav"_s);
+}
+
+void tst_FileList::links()
+{
+    QFETCH(QString, target);
+    QFETCH(QStringList, names);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"inner/target"_s, wav(1)}}));
+    QVERIFY(QFile::link(target, dir.filePath(u"link.wav"_s)));
+    CMainWindow window;
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, dir.path());
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), names);
+}
+
+void tst_FileList::fileNames_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("blanks") << u"  a  b .wav"_s;
+    QTest::newRow("line break") << u"a\nb.wav"_s;
+    QTest::newRow("tabulator") << u"a\tb.wav"_s;
+    QTest::newRow("placeholder") << u"%1 %2 %n %L1.wav"_s;
+    QTest::newRow("markup") << u"<b>bold<br>.wav"_s;
+    QTest::newRow("entity") << u"&amp;&.wav"_s;
+    QTest::newRow("quotes and backslash") << u"\"a'b\\c.wav"_s;
+    QTest::newRow("pattern characters") << u"[a]*?.wav"_s;
+    QTest::newRow("percent encoding") << u"%20%2f.wav"_s;
+    QTest::newRow("several dots") << u"a..b.wav.wav"_s;
+    QTest::newRow("emoji") << u"\U0001F399\U0001F3FD take.wav"_s;
+    QTest::newRow("combining accent") << u"e\u0301te\u0301.wav"_s;
+    QTest::newRow("right to left") << u"\u05E9\u05DC\u05D5\u05DD.wav"_s;
+    QTest::newRow("255 bytes") << QString(251, u'x') + u".wav"_s;
+    QTest::newRow("255 bytes of emoji and a letter") << u"\U0001F399"_s.repeated(62) + u"abc.wav"_s;
+}
+
+void tst_FileList::fileNames()
+{
+    QFETCH(QString, name);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{name, wav(1)}}));
+    CMainWindow window;
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, dir.path());
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(name));
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(name));
+    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(dir.path()));
+}
+
+void tst_FileList::unreadableFileNames_data()
+{
+    fileNames_data();
+}
+
+void tst_FileList::unreadableFileNames()
+{
+    QFETCH(QString, name);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{name, damaged()}, {u"good.wav"_s, wav(1)}}));
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({name})));
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"good.wav"_s));
+}
+
+void tst_FileList::directoryNames_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("blanks at both ends") << u"  takes of today "_s;
+    QTest::newRow("line break") << u"a\nb"_s;
+    QTest::newRow("placeholder") << u"%1 %2"_s;
+    QTest::newRow("markup") << u"<b>"_s;
+    QTest::newRow("emoji") << u"\U0001F399"_s;
+    QTest::newRow("255 bytes") << QString(255, u'd');
+    QTest::newRow("hidden") << u".hidden"_s;
+    QTest::newRow("named like a file") << u"x.wav"_s;
+    QTest::newRow("backslash") << u"a\\b"_s;
+    QTest::newRow("tilde") << u"~"_s;
+    QTest::newRow("pattern characters") << u"[a]*"_s;
+}
+
+void tst_FileList::directoryNames()
+{
+    QFETCH(QString, name);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{name + u"/a.wav"_s, wav(1)}, {u"other.wav"_s, wav(1)}}));
+    CMainWindow window;
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, dir.filePath(name));
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(dir.filePath(name)));
+}
+
+void tst_FileList::directoryTexts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("path");
+
+    // "DIR" stands for the directory; the process works in the one above.
+    QTest::newRow("path from the root") << u"DIR/takes"_s << u"DIR/takes"_s;
+    QTest::newRow("slash at the end") << u"DIR/takes/"_s << u"DIR/takes"_s;
+    QTest::newRow("relative") << u"takes"_s << u"takes"_s;
+    QTest::newRow("relative with a slash at the end") << u"takes/"_s << u"takes"_s;
+    QTest::newRow("relative and upwards") << u"takes/../takes"_s << u"takes/../takes"_s;
+    QTest::newRow("relative from here") << u"./takes"_s << u"./takes"_s;
+    QTest::newRow("link to the directory") << u"DIR/link"_s << u"DIR/link"_s;
+}
+
+void tst_FileList::directoryTexts()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, path);
+
+    const QTemporaryDir dir;
+    const QString workingDir = QDir::currentPath();
+    const auto restore = qScopeGuard([workingDir] { QDir::setCurrent(workingDir); });
+    QVERIFY(makeFiles(dir.path(), {{u"takes/a.wav"_s, wav(1)}, {u"outside.wav"_s, wav(1)}}));
+    QVERIFY(QFile::link(u"takes"_s, dir.filePath(u"link"_s)));
+    QVERIFY(QDir::setCurrent(dir.path()));
+    text.replace(u"DIR"_s, dir.path());
+    path.replace(u"DIR"_s, dir.path());
+
+    CMainWindow window;
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, text);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(currentDirEdit(&window)->text(), text);
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(path));
+}
+
+void tst_FileList::rootDirectory()
+{
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, u"/"_s);
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(informationBox(g_noWavFiles)));
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+}
+
+void tst_FileList::nothingListed_data()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<int>("function");
+    QTest::addColumn<QString>("text");
+
+    const Files stereo = {{u"a.wav"_s, wav(2)}, {u"b.wav"_s, wav(2)}};
+    const Files monoAndDamaged = {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, damaged()}};
+    QTest::newRow("missing directory") << stereo << u"gone"_s << g_polyToMono << g_noDirectory;
+    QTest::newRow("file instead of a directory")
+        << stereo << u"a.wav"_s << g_polyToMono << g_noDirectory;
+    QTest::newRow("a blank alone is no directory")
+        << stereo << u" "_s << g_polyToMono << g_noDirectory;
+    QTest::newRow("empty directory")
+        << Files({{u"sub/x"_s, {}}}) << QString() << g_monoToPoly << g_noWavFiles;
+    QTest::newRow("no file of the ending") << Files({{u"a.mp3"_s, wav(1)}, {u"b.wave"_s, wav(1)}})
+                                           << QString() << g_monoToPoly << g_noWavFiles;
+    QTest::newRow("a hidden file alone")
+        << Files({{u".a.wav"_s, wav(1)}}) << QString() << g_monoToPoly << g_noWavFiles;
+    QTest::newRow("a directory of such a name alone")
+        << Files({{u"a.wav/b"_s, wav(1)}}) << QString() << g_monoToPoly << g_noWavFiles;
+    QTest::newRow("only stereo files for the combine")
+        << stereo << QString() << g_monoToPoly << g_noMonoFiles;
+    QTest::newRow("only mono files for the split")
+        << Files({{u"a.wav"_s, wav(1)}}) << QString() << g_polyToMono << g_noPolyFiles;
+    QTest::newRow("mono and damaged file for the split: no word of the damaged one")
+        << monoAndDamaged << QString() << g_polyToMono << g_noPolyFiles;
+    QTest::newRow("damaged files alone for the combine")
+        << Files({{u"a.wav"_s, damaged()}, {u"b.wav"_s, {}}}) << QString() << g_monoToPoly
+        << g_noMonoFiles;
+    QTest::newRow("no channel is not one channel")
+        << Files({{u"a.wav"_s, wav(0)}}) << QString() << g_monoToPoly << g_noMonoFiles;
+    QTest::newRow("no channel is not many channels")
+        << Files({{u"a.wav"_s, wav(0)}}) << QString() << g_polyToMono << g_noPolyFiles;
+}
+
+void tst_FileList::nothingListed()
+{
+    QFETCH(Files, files);
+    QFETCH(QString, directory);
+    QFETCH(int, function);
+    QFETCH(QString, text);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), files));
+    CMainWindow window;
+    functionCombo(&window)->setCurrentIndex(function);
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, directory == u" "_s ? directory : dir.filePath(directory));
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(informationBox(text)));
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+    QVERIFY(!findButton(&window, u"Add"_s)->isEnabled());
+    QVERIFY(!findButton(&window, u"Add All"_s)->isEnabled());
+}
+
+void tst_FileList::unreadableFiles_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+
+    const QByteArray fmt = fmtChunk({});
+    const QByteArray data = dataChunk(sampleBytes(64));
+    QTest::newRow("empty file") << QByteArray();
+    QTest::newRow("three bytes") << QByteArray("RIF");
+    QTest::newRow("header cut in the size") << wav(1).left(6);
+    QTest::newRow("header alone") << wav(1).left(12);
+    QTest::newRow("other first four bytes") << damaged();
+    QTest::newRow("first four bytes in small letters") << wav(1).replace(0, 4, "riff");
+    QTest::newRow("other form type") << wav(1).replace(8, 4, "AVI ");
+    QTest::newRow("no format") << wavBytes({data});
+    QTest::newRow("no data") << wavBytes({fmt});
+    QTest::newRow("format cut after fifteen bytes") << wavBytes({data, fmt.left(8 + 15)});
+    QTest::newRow("odd chunk with its pad byte before the data")
+        << wavBytes({fmt, paddedChunk("note", "odd"), data});
+    QTest::newRow("chunk name beyond ASCII before the data")
+        << wavBytes({fmt, chunk("n\xF6te", "1234"), data});
+    QTest::newRow("chunk of two gigabytes before the data")
+        << wavBytes({fmt, chunk("huge", "1234", qint64(1) << 31), data});
+    QTest::newRow("some text") << QByteArray("This is not a recording but a text.");
+}
+
+void tst_FileList::unreadableFiles()
+{
+    QFETCH(QByteArray, bytes);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"bad.wav"_s, bytes}, {u"good.wav"_s, wav(1)}}));
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"bad.wav"_s})));
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"good.wav"_s));
+    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+}
+
+void tst_FileList::unreadableFilesAreToldLast()
+{
+    const QTemporaryDir first;
+    QVERIFY(makeFiles(first.path(), {{u"1.wav"_s, wav(1)}}));
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"d.wav"_s, damaged()},
+                                   {u"B.wav"_s, damaged()},
+                                   {u"a.wav"_s, QByteArray()},
+                                   {u"c.wav"_s, wav(1)},
+                                   {u"e.wav"_s, wav(2)}}));
+    CMainWindow window;
+    listDirectory(&window, first.path());
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(sourceTable(&window)->rowCount(), 1);
+
+    QStringList listed;
+    int sources = -1;
+    bool canAdd = false, canConvert = true;
+    const BoxWatcher watcher([&] {
+        listed = columnTexts(fileTable(&window), 0);
+        sources = sourceTable(&window)->rowCount();
+        canAdd = findButton(&window, u"Add"_s)->isEnabled();
+        canConvert = findButton(&window, u"Convert"_s)->isEnabled();
+    });
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window),
+             QStringList(unreadableBox({u"B.wav"_s, u"a.wav"_s, u"d.wav"_s})));
+    QCOMPARE(listed, QStringList(u"c.wav"_s));
+    QCOMPARE(sources, 0);
+    QVERIFY(canAdd);
+    QVERIFY(!canConvert);
+}
+
+void tst_FileList::unreadablePipeDoesNotBlock()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}}));
+    const QString pipe = dir.filePath(u"pipe.wav"_s);
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QVERIFY(QFile::link(pipe, dir.filePath(u"link.wav"_s)));
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"link.wav"_s})));
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+}
+
+void tst_FileList::emptyTextKeepsEverything()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}}));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    MessageBoxAnswer answer(g_noBox);
+    listDirectory(&window, QString());
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"a.wav"_s));
+    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+    QVERIFY(findButton(&window, u"Convert"_s)->isEnabled());
+}
+
+void tst_FileList::failedListingEmptiesTheTable_data()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("missing directory") << Files() << u"gone"_s << g_noDirectory;
+    QTest::newRow("no WAV files") << Files({{u"sub/x"_s, {}}}) << u"sub"_s << g_noWavFiles;
+    QTest::newRow("only stereo files")
+        << Files({{u"sub/2.wav"_s, wav(2)}}) << u"sub"_s << g_noMonoFiles;
+    QTest::newRow("only damaged files")
+        << Files({{u"sub/x.wav"_s, damaged()}}) << u"sub"_s << g_noMonoFiles;
+}
+
+void tst_FileList::failedListingEmptiesTheTable()
+{
+    QFETCH(Files, files);
+    QFETCH(QString, directory);
+    QFETCH(QString, text);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    QVERIFY(makeFiles(dir.path(), files));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.filePath(directory));
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(informationBox(text)));
+    QCOMPARE(fileTable(&window)->rowCount(), 0);
+    QCOMPARE(fileTable(&window)->columnCount(), 6);
+    // The sources survive, and no button changes.
+    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList({u"a.wav"_s, u"b.wav"_s}));
+    for (const QString& button :
+         {u"Add"_s, u"Add All"_s, u"Remove"_s, u"Remove All"_s, u"Convert"_s})
+        QVERIFY2(findButton(&window, button)->isEnabled(), qPrintable(button));
+}
+
+void tst_FileList::newListingEmptiesTheSources()
+{
+    const QTemporaryDir first;
+    const QTemporaryDir second;
+    QVERIFY(makeFiles(first.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    QVERIFY(makeFiles(second.path(), {{u"c.wav"_s, wav(1)}}));
+    CMainWindow window;
+    listDirectory(&window, first.path());
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(sourceTable(&window)->rowCount(), 2);
+    listDirectory(&window, second.path());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"c.wav"_s));
+    QCOMPARE(sourceTable(&window)->rowCount(), 0);
+    for (const QString& button : {u"Remove"_s, u"Remove All"_s, u"Convert"_s})
+        QVERIFY2(!findButton(&window, button)->isEnabled(), qPrintable(button));
+    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+}
+
+void tst_FileList::sameDirectoryListedAgain()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    QVERIFY(QFile::remove(dir.filePath(u"a.wav"_s)));
+    QVERIFY(makeFiles(dir.path(), {{u"b.wav"_s, wav(1, 2000)}, {u"c.wav"_s, wav(1)}}));
+    listDirectory(&window, dir.path());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList({u"b.wav"_s, u"c.wav"_s}));
+    QCOMPARE(columnTexts(fileTable(&window), 5), QStringList({u"2.0KB"_s, u"100.0B"_s}));
+}
+
+void tst_FileList::functionChangeReadsTheDirectoryAgain()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(2)}}));
+    CMainWindow window;
+    listDirectory(&window, dir.path());
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(4)}, {u"new.wav"_s, wav(3)}}));
+    functionCombo(&window)->setCurrentIndex(g_polyToMono);
+    QCOMPARE(columnTexts(fileTable(&window), 0),
+             QStringList({u"a.wav"_s, u"b.wav"_s, u"new.wav"_s}));
+    QCOMPARE(columnTexts(fileTable(&window), 2), QStringList({u"4"_s, u"2"_s, u"3"_s}));
+}
+
+void tst_FileList::functionChangeShowsTheOtherFiles()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"1.wav"_s, wav(1)}, {u"2.wav"_s, wav(2)}}));
+    CMainWindow window;
+    window.show();
+    listDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"1.wav"_s));
+    MessageBoxAnswer answer(g_noBox);
+    QTest::keyClick(functionCombo(&window), Qt::Key_Down);
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"2.wav"_s));
+    QCOMPARE(sourceTable(&window)->rowCount(), 0);
+    QTest::keyClick(functionCombo(&window), Qt::Key_Up);
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"1.wav"_s));
+    QVERIFY(answer.wasAsked());
+}
+
+void tst_FileList::functionsOffered()
+{
+    CMainWindow window;
+    QStringList functions;
+    for (int index = 0; index < functionCombo(&window)->count(); ++index)
+        functions.append(functionCombo(&window)->itemText(index));
+    QCOMPARE(functions, QStringList({u"Mono to Poly"_s, u"Poly to Mono"_s}));
+}
+
+void tst_FileList::waitCursor()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    CMainWindow window;
+    QList<Qt::CursorShape> shapes;
+    connect(fileTable(&window)->model(), &QAbstractItemModel::rowsInserted, this, [&shapes] {
+        const QCursor* cursor = QGuiApplication::overrideCursor();
+        shapes.append(cursor ? cursor->shape() : Qt::ArrowCursor);
+    });
+    listDirectory(&window, dir.path());
+    QCOMPARE(shapes, QList<Qt::CursorShape>({Qt::WaitCursor, Qt::WaitCursor}));
+    QVERIFY(!QGuiApplication::overrideCursor());
+}
+
+void tst_FileList::cursorIsRestoredBeforeEveryBox_data()
+{
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QString>("directory");
+
+    QTest::newRow("missing directory") << Files() << u"gone"_s;
+    QTest::newRow("no WAV files") << Files() << QString();
+    QTest::newRow("no file of the kind") << Files({{u"2.wav"_s, wav(2)}}) << QString();
+    QTest::newRow("unreadable files")
+        << Files({{u"1.wav"_s, wav(1)}, {u"x.wav"_s, damaged()}}) << QString();
+}
+
+void tst_FileList::cursorIsRestoredBeforeEveryBox()
+{
+    QFETCH(Files, files);
+    QFETCH(QString, directory);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), files));
+    CMainWindow window;
+    QList<bool> overridden;
+    const BoxWatcher watcher(
+        [&overridden] { overridden.append(QGuiApplication::overrideCursor() != nullptr); });
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.filePath(directory));
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(overridden, QList<bool>({false}));
+}
+
+void tst_FileList::nameColumnFillsTheTable()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}}));
+    CMainWindow window;
+    window.resize(1200, 600);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const QTableWidget* table = fileTable(&window);
+    const QAbstractItemView* view = table;
+    listDirectory(&window, dir.path());
+    int rest = table->viewport()->width();
+    for (int column = 1; column < table->columnCount(); ++column) {
+        const QHeaderView* header = table->horizontalHeader();
+        rest -= std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
+                          header->minimumSectionSize()});
+    }
+    QVERIFY(rest > 0);
+    QCOMPARE(table->columnWidth(0), rest);
+}
+
+void tst_FileList::listedFilesStayClosed()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, damaged()}}));
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QVERIFY(answer.wasAsked());
+    const QDir open(u"/proc/self/fd"_s);
+    if (!open.exists())
+        QSKIP("Open files cannot be seen here.");
+    for (const QFileInfo& file : open.entryInfoList(QDir::Files | QDir::System))
+        QVERIFY2(!file.symLinkTarget().startsWith(dir.path()), qPrintable(file.symLinkTarget()));
+}
+
+QTEST_MAIN(tst_FileList)
+
+#include "tst_filelist.moc"
