@@ -186,8 +186,11 @@ private slots:
 
 void tst_FileList::cleanup()
 {
+    const bool busy = QGuiApplication::overrideCursor() != nullptr;
+    while (QGuiApplication::overrideCursor())
+        QGuiApplication::restoreOverrideCursor();
+    QVERIFY2(!busy, "The wait cursor was left behind.");
     QVERIFY(QApplication::topLevelWidgets().isEmpty());
-    QVERIFY(!QGuiApplication::overrideCursor());
 }
 
 void tst_FileList::sizes_data()
@@ -340,7 +343,10 @@ void tst_FileList::listing_data()
     QTest::addColumn<int>("function");
     QTest::addColumn<QStringList>("names");
 
-    QTest::newRow("capitals before small letters")
+    QTest::newRow("every capital before every small letter")
+        << Files({{u"a.wav"_s, wav(1)}, {u"B.wav"_s, wav(1)}, {u"Z.wav"_s, wav(1)}}) << g_monoToPoly
+        << QStringList({u"B.wav"_s, u"Z.wav"_s, u"a.wav"_s});
+    QTest::newRow("names that differ only in case")
         << Files({{u"b.wav"_s, wav(1)}, {u"A.WAV"_s, wav(1)}, {u"a.wav"_s, wav(1)}}) << g_monoToPoly
         << QStringList({u"A.WAV"_s, u"a.wav"_s, u"b.wav"_s});
     QTest::newRow("the ending in any case")
