@@ -1,0 +1,258 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+using namespace Qt::Literals::StringLiterals;
+
+/// @file
+/// Conversions that never end by themselves run in a process of their own: this executable, started
+/// again with what to convert. The test watches it from outside and ends it.
+
+namespace {
+
+constexpr int g_waitMs = 60000; // a hang of the test itself, nothing that is measured
+
+/// The event loop rounds of a conversion that stands still are counted in steps of this many.
+constexpr int g_roundsPerLine = 1000;
+
+void say(const QByteArray& line)
+{
+    std::puts(line.constData());
+    std::fflush(stdout);
+}
+
+/// In the child: tells of every so many rounds in which the progress stayed where it is, and
+/// clicks the cancel button after the first of these lines and after every further one.
+class StandstillWatch
+{
+public:
+    explicit StandstillWatch(bool cancels)
+        : m_cancels(cancels)
+        , m_clicker([this](const QProgressDialog& dialog) { return look(dialog); })
+    {
+        QObject::connect(&m_rounds, &QTimer::timeout, &m_rounds, [this] { countRound(); });
+        m_rounds.start(0);
+    }
+
+private:
+    bool look(const QProgressDialog& dialog)
+    {
+        if (dialog.value() != m_value) {
+            m_value = dialog.value();
+            m_roundCount = 0;
+        }
+        const bool isTime = m_cancels && m_roundCount > g_roundsPerLine;
+        if (isTime)
+            say("clicks " + dialog.findChild<QPushButton*>()->text().toLatin1());
+        return isTime;
+    }
+
+    void countRound()
+    {
+        if (++m_roundCount % g_roundsPerLine == 0)
+            say("stands still");
+    }
+
+    bool m_cancels;
+    int m_value = -1;
+    int m_roundCount = 0;
+    QTimer m_rounds;
+    CancelClicker m_clicker;
+};
+
+/// The child's whole work: `split|combine cancel|wait FILE...`. Returns the conversion's result.
+int convertInChild(QStringList arguments)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // no child spins on when the test is ended
+    const bool isSplit = arguments.takeFirst() == u"split";
+    const bool cancels = arguments.takeFirst() == u"cancel";
+    const Sources sources(arguments);
+    CWavConverter converter(nullptr, sources.list());
+    const StandstillWatch watch(cancels);
+    const ConversionRun run =
+        runAnswered({}, [&] { return isSplit ? converter.polyToMono() : converter.monoToPoly(); });
+    say("shows " + QByteArray::number(run.boxes.size()) + " box(es)");
+    return run.result;
+}
+
+/// Processor time of a process, in clock ticks; -1 when there is no such process.
+qint64 processorTicks(qint64 processId)
+{
+    const QByteArray stat = readFile(u"/proc/%1/stat"_s.arg(processId));
+    // Behind the name in parentheses: the state, ten numbers, then user and system time.
+    const QByteArrayList fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+    return fields.size() > 12 ? fields[11].toLongLong() + fields[12].toLongLong() : -1;
+}
+
+} // namespace
+
+class tst_EndlessSources : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+    void splitNeverEnds_data();
+    void splitNeverEnds();
+    void combineEndsByCancel_data();
+    void combineEndsByCancel();
+
+private:
+    void startChild(const QStringList& arguments);
+    void checkThatItLoops();
+
+    qsizetype countOf(const char* line);
+
+    QProcess m_child;
+    QByteArray m_said;
+};
+
+void tst_EndlessSources::cleanup()
+{
+    m_child.kill();
+    m_child.waitForFinished(g_waitMs);
+}
+
+void tst_EndlessSources::startChild(const QStringList& arguments)
+{
+    m_said.clear();
+    m_child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_child.start(QCoreApplication::applicationFilePath(), arguments);
+    QVERIFY(m_child.waitForStarted(g_waitMs));
+}
+
+/// How often the child has said @p line so far.
+qsizetype tst_EndlessSources::countOf(const char* line)
+{
+    m_said += m_child.readAllStandardOutput();
+    return m_said.count(line);
+}
+
+/// The child tells of rounds without progress again and again, and keeps using the processor.
+void tst_EndlessSources::checkThatItLoops()
+{
+    qint64 ticks = -1;
+    for (int sample = 0; sample < 4; ++sample) {
+        const qsizetype lines = countOf("stands still\n");
+        QTRY_VERIFY_WITH_TIMEOUT(countOf("stands still\n") > lines, g_waitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(processorTicks(m_child.processId()) > ticks, g_waitMs);
+        ticks = processorTicks(m_child.processId());
+    }
+    QCOMPARE(m_child.state(), QProcess::Running);
+}
+
+void tst_EndlessSources::splitNeverEnds_data()
+{
+    QTest::addColumn<QByteArray>("source");
+    QTest::addColumn<QString>("cancels");
+
+    const Format stereo = {.channels = 2};
+    const QByteArray few = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 1000)});
+    const QByteArray huge = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 0xFFFFFFFF)});
+    const QByteArray none = wavBytes({fmtChunk(stereo), dataChunk({}, 4)});
+    QTest::newRow("data that claims more than the file holds") << few << u"wait"_s;
+    QTest::newRow("data that claims more than the file holds, with clicks on Cancel")
+        << few << u"cancel"_s;
+    QTest::newRow("data that claims 2^32 - 1 bytes") << huge << u"wait"_s;
+    QTest::newRow("data that claims a frame and has nothing") << none << u"cancel"_s;
+}
+
+void tst_EndlessSources::splitNeverEnds()
+{
+    QFETCH(QByteArray, source);
+    QFETCH(QString, cancels);
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    QVERIFY(writeFile(path, source));
+
+    startChild({u"split"_s, cancels, path});
+    if (cancels == u"cancel")
+        QTRY_COMPARE_WITH_TIMEOUT(countOf("clicks Cancel\n"), 1, g_waitMs);
+    checkThatItLoops();
+    m_child.kill();
+    QVERIFY(m_child.waitForFinished(g_waitMs));
+
+    QCOMPARE(m_child.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+             QStringList({u"take.wav"_s, u"take_01.wav"_s}));
+    QCOMPARE(readFile(path), source);
+}
+
+void tst_EndlessSources::combineEndsByCancel_data()
+{
+    QTest::addColumn<QByteArray>("reference");
+    QTest::addColumn<QByteArray>("second");
+    QTest::addColumn<QString>("secondName");
+
+    const Format mono = {.bits = 16};
+    const auto claiming = [&mono](qint64 size) {
+        return wavBytes({fmtChunk(mono), dataChunk("aAbBcCdD", size)});
+    };
+    const QByteArray whole = claiming(8);
+    // Standing at the RIFF size would reset the progress dialog in each round.
+    const QByteArray longer = wavBytes({fmtChunk(mono), dataChunk("aAbBcCdDeEfF")});
+    QTest::newRow("reference data that claims more than the files hold")
+        << claiming(1000) << claiming(1000) << u"take_02.wav"_s;
+    QTest::newRow("reference data that claims 2^31 bytes")
+        << claiming(0x80000000) << whole << u"take_02.wav"_s;
+    QTest::newRow("reference data that claims 2^32 - 1 bytes")
+        << claiming(0xFFFFFFFF) << whole << u"take_02.wav"_s;
+    QTest::newRow("a last channel file that ends early")
+        << whole << wavBytes({fmtChunk(mono), dataChunk("aAbB")}) << u"take_02.wav"_s;
+    QTest::newRow("the reference number again at the end of the reference")
+        << longer << longer << u"again_01.wav"_s;
+}
+
+void tst_EndlessSources::combineEndsByCancel()
+{
+    QFETCH(QByteArray, reference);
+    QFETCH(QByteArray, second);
+    QFETCH(QString, secondName);
+    const QTemporaryDir dir;
+    const QStringList paths = {dir.filePath(u"take_01.wav"_s), dir.filePath(secondName)};
+    QVERIFY(writeFile(paths[0], reference));
+    QVERIFY(writeFile(paths[1], second));
+
+    startChild({u"combine"_s, u"wait"_s, paths[0], paths[1]});
+    checkThatItLoops();
+    QVERIFY(QFile::exists(dir.filePath(u"take_combined.wav"_s)));
+    m_child.kill();
+    QVERIFY(m_child.waitForFinished(g_waitMs));
+    QVERIFY(QFile::remove(dir.filePath(u"take_combined.wav"_s)));
+
+    startChild({u"combine"_s, u"cancel"_s, paths[0], paths[1]});
+    QVERIFY(m_child.waitForFinished(g_waitMs));
+
+    QCOMPARE(m_said + m_child.readAllStandardOutput(),
+             QByteArray("stands still\nclicks Cancel\nshows 0 box(es)\n"));
+    QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
+    QVERIFY(!QFile::exists(dir.filePath(u"take_combined.wav"_s)));
+    QCOMPARE(readFile(paths[0]), reference);
+    QCOMPARE(readFile(paths[1]), second);
+}
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.value(0) == u"split" || arguments.value(0) == u"combine")
+        return convertInChild(arguments);
+    tst_EndlessSources test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_endlesssources.moc"
