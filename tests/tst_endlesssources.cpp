@@ -34,8 +34,8 @@ void say(const QByteArray& line)
     std::fflush(stdout);
 }
 
-/// In the child: tells of every so many rounds in which the progress stayed where it is, and
-/// clicks the cancel button after the first of these lines and after every further one.
+/// In the child: tells of every so many rounds in which the progress stayed where it is, and, if it
+/// is to, clicks the cancel button after the first time.
 class StandstillWatch
 {
 public:

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/conversionprobe.h"
+#include "tests/softlimit.h"
 #include "tests/wavbuilder.h"
 
 #include <QDateTime>
@@ -14,10 +15,7 @@
 #include <QTest>
 
 #include <malloc.h>
-#include <sys/resource.h>
 #include <unistd.h>
-
-#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -183,30 +181,6 @@ private:
 
     QPointer<QProgressBar> m_bar;
     CancelClicker m_watch;
-};
-
-/// Takes back a soft limit of the process.
-class SoftLimit
-{
-public:
-    SoftLimit(int resource, rlim_t limit)
-        : m_resource(resource)
-    {
-        getrlimit(m_resource, &m_kept);
-        rlimit changed = m_kept;
-        changed.rlim_cur = limit;
-        m_isSet = setrlimit(m_resource, &changed) == 0;
-    }
-    ~SoftLimit() { setrlimit(m_resource, &m_kept); }
-    SoftLimit(const SoftLimit&) = delete;
-    SoftLimit& operator=(const SoftLimit&) = delete;
-
-    bool isSet() const { return m_isSet; }
-
-private:
-    int m_resource;
-    rlimit m_kept = {};
-    bool m_isSet = false;
 };
 
 rlim_t addressSpaceInUse()

@@ -1,0 +1,463 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/softlimit.h"
+#include "tests/wavbuilder.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+/// What makes the disk full.
+enum class Medium {
+    FileSizeLimit, ///< no file of the process may grow further
+    SmallFileSystem, ///< the output directory is a small file system of its own
+};
+
+enum class Conversion { Split, Combine, PlainToBwf };
+
+/// An output directory with room for @p bytes, a multiple of the page size: in each file under a
+/// file size limit, in all files together on a small file system.
+class SmallDisk
+{
+public:
+    SmallDisk(Medium medium, rlim_t bytes)
+        : m_medium(medium)
+        , m_bytes(bytes)
+    {
+        if (m_medium == Medium::SmallFileSystem)
+            m_isMounted = mountAt(m_dir.path(), bytes);
+    }
+    ~SmallDisk()
+    {
+        if (m_isMounted)
+            umount(QFile::encodeName(m_dir.path()).constData());
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+    bool isReady() const { return m_isMounted || m_medium == Medium::FileSizeLimit; }
+    QString path() const { return m_dir.path(); }
+    QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files); }
+    QByteArray file(const QString& name) const { return readFile(m_dir.filePath(name)); }
+
+    ConversionRun run(const std::function<int()>& convert) const
+    {
+        const QList<QMessageBox::StandardButton> answers(4, QMessageBox::Ok);
+        if (m_medium == Medium::SmallFileSystem)
+            return runAnswered(answers, convert);
+        // Without the signal a write beyond the limit fails as on a full disk.
+        const auto kept = std::signal(SIGXFSZ, SIG_IGN);
+        const SoftLimit limit(RLIMIT_FSIZE, m_bytes);
+        const ConversionRun run = runAnswered(answers, convert);
+        std::signal(SIGXFSZ, kept);
+        return run;
+    }
+
+    static bool mountAt(const QString& dir, rlim_t bytes)
+    {
+        const QByteArray options = "size=" + QByteArray::number(quint64(bytes));
+        return mount("tmpfs", QFile::encodeName(dir).constData(), "tmpfs", 0, options.constData())
+               == 0;
+    }
+
+private:
+    Medium m_medium;
+    rlim_t m_bytes;
+    bool m_isMounted = false;
+    QTemporaryDir m_dir;
+};
+
+/// Gives the process a view of its own of the mounted file systems, which ends with it, and tries
+/// a mount there.
+bool canMount()
+{
+    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        return false;
+    return SmallDisk(Medium::SmallFileSystem, rlim_t(sysconf(_SC_PAGESIZE))).isReady();
+}
+
+constexpr qsizetype g_page = 4096;
+
+/// Bytes that a QFile holds back at most.
+constexpr qsizetype g_heldBack = 16384;
+
+constexpr qsizetype g_start = 12 + 866; // RIFF header and generated bext
+constexpr qsizetype g_fmt = 8 + 16;
+
+/// Chunks before and behind the data of a source, and the bytes of data of an output.
+struct Layout
+{
+    QByteArrayList before;
+    qsizetype outputBytes = 0;
+    QByteArrayList behind;
+
+    QByteArray file(qsizetype dataBytes) const
+    {
+        return wavBytes(before + QByteArrayList{dataChunk(sampleBytes(dataBytes))} + behind);
+    }
+
+    /// The file that the plain copy writes, with RIFF size 0.
+    QByteArray unfinishedBwf() const
+    {
+        const QByteArray chunks = file(outputBytes).mid(12);
+        return wavBytes({bextWithoutDate(), chunks}, 0);
+    }
+};
+
+struct SourceFile
+{
+    QString name;
+    QByteArray bytes;
+};
+
+QList<SourceFile> sourceFiles(Conversion conversion, Layout layout)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        for (QByteArray& chunk : layout.before)
+            chunk.replace(fmtChunk({}), fmtChunk({.channels = 2}));
+        return {{u"take.wav"_s, layout.file(2 * layout.outputBytes)}};
+    case Conversion::Combine:
+        return {{u"take_01.wav"_s, layout.file(layout.outputBytes / 2)},
+                {u"take_02.wav"_s, layout.file(layout.outputBytes / 2)}};
+    case Conversion::PlainToBwf:
+        break;
+    }
+    return {{u"take.wav"_s, layout.file(layout.outputBytes)}};
+}
+
+int convert(CWavConverter& converter, Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        return converter.polyToMono();
+    case Conversion::Combine:
+        return converter.monoToPoly();
+    case Conversion::PlainToBwf:
+        break;
+    }
+    converter.plainToBwf();
+    return ConvertOk; // it tells nothing
+}
+
+QString textOf(int code)
+{
+    return errorText(code == ConvertDataCopy ? "Data copy error." : "Data write error.");
+}
+
+/// Sources in a directory of their own.
+class SourceDir
+{
+public:
+    explicit SourceDir(const QList<SourceFile>& files)
+        : m_files(files)
+    {
+        for (const SourceFile& file : m_files) {
+            if (!writeFile(m_dir.filePath(file.name), file.bytes))
+                qFatal("\"%s\" cannot be written.", qPrintable(file.name));
+            m_sources.add(m_dir.filePath(file.name));
+        }
+    }
+
+    QList<CWavFileItem*> list() const { return m_sources.list(); }
+
+    /// Nothing was changed, added or removed.
+    bool isUntouched() const
+    {
+        return QDir(m_dir.path()).entryList(QDir::Files).size() == m_files.size()
+               && std::all_of(m_files.cbegin(), m_files.cend(), [this](const SourceFile& file) {
+                      return readFile(m_dir.filePath(file.name)) == file.bytes;
+                  });
+    }
+
+private:
+    QList<SourceFile> m_files;
+    QTemporaryDir m_dir;
+    Sources m_sources;
+};
+
+} // namespace
+
+class tst_DiskFull : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void oneOutput_data();
+    void oneOutput();
+    void finishedOutputsStay_data();
+    void finishedOutputsStay();
+    void plainCopyKeepsTheFirstError_data();
+    void plainCopyKeepsTheFirstError();
+    void deviceThatTakesNothing_data();
+    void deviceThatTakesNothing();
+
+private:
+    void addMediumRows();
+
+    QList<Medium> m_media = {Medium::FileSizeLimit};
+};
+
+void tst_DiskFull::initTestCase()
+{
+    if (canMount()) {
+        m_media.append(Medium::SmallFileSystem);
+        qInfo("Full disks: a file size limit and a small file system.");
+    } else {
+        qInfo("Full disks: a file size limit in all cases; no file system can be mounted here.");
+    }
+}
+
+void tst_DiskFull::oneOutput_data()
+{
+    QTest::addColumn<Medium>("medium");
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<Layout>("layout");
+    QTest::addColumn<qsizetype>("room");
+    QTest::addColumn<int>("code");
+
+    const QByteArray fmt = fmtChunk({});
+    const auto chunkOf = [](const char* id, qsizetype bytes) {
+        return chunk(id, sampleBytes(bytes));
+    };
+    struct Case
+    {
+        const char* name;
+        Layout layout;
+        qsizetype room;
+        int code;
+        int plainCode; // of the plain copy, which copies `fmt ` and `data` as any other chunk
+    };
+    const QList<Case> cases = {
+        {"only at the flush", {{fmt}, 6000, {}}, g_page, ConvertDataWrite, ConvertDataWrite},
+        {"in the first block of the data, the last chunk",
+         {{fmt}, 40000, {}},
+         2 * g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"in the first block of the data, before another chunk",
+         {{fmt}, 40000, {chunkOf("note", 10)}},
+         2 * g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"in a later block of the data",
+         {{fmt}, 2000000, {chunkOf("note", 10)}},
+         400 * g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"just before the body of a copied chunk",
+         {{fmt, chunkOf("note", g_page - g_start - g_fmt - 8 - 8), chunkOf("tail", 20000)}, 8, {}},
+         g_page,
+         ConvertDataCopy,
+         ConvertDataCopy},
+        {"within the body of a copied chunk",
+         {{fmt, chunkOf("note", 20000)}, 8, {}},
+         g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"within the body of the last chunk",
+         {{fmt}, 8, {chunkOf("note", 20000)}},
+         g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"at a chunk header",
+         {{fmt, chunkOf("note", g_heldBack - 4 - g_start - g_fmt - 8), chunkOf("tail", 20)}, 8, {}},
+         g_page,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"within the fmt body",
+         {{chunkOf("note", g_heldBack - 4 - g_start - 8 - 8), fmt}, 8, {}},
+         g_page,
+         ConvertDataWrite,
+         ConvertDataCopy},
+    };
+    for (const Medium medium : std::as_const(m_media)) {
+        const QByteArray where =
+            medium == Medium::FileSizeLimit ? ", file size limit: " : ", small file system: ";
+        for (const Case& row : cases) {
+            QTest::newRow(("split" + where + row.name).constData())
+                << medium << Conversion::Split << row.layout << row.room << row.code;
+            QTest::newRow(("combine" + where + row.name).constData())
+                << medium << Conversion::Combine << row.layout << row.room << row.code;
+            QTest::newRow(("plain copy" + where + row.name).constData())
+                << medium << Conversion::PlainToBwf << row.layout << row.room << row.plainCode;
+        }
+    }
+}
+
+void tst_DiskFull::oneOutput()
+{
+    QFETCH(Medium, medium);
+    QFETCH(Conversion, conversion);
+    QFETCH(Layout, layout);
+    QFETCH(qsizetype, room);
+    QFETCH(int, code);
+    const SourceDir sources(sourceFiles(conversion, layout));
+    const SmallDisk disk(medium, rlim_t(room));
+    QVERIFY(disk.isReady());
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(disk.path());
+
+    const ConversionRun run = disk.run([&] { return convert(converter, conversion); });
+
+    QCOMPARE(run.texts(), QStringList{textOf(code)});
+    QCOMPARE(run.boxes.first().icon, QMessageBox::Warning);
+    if (conversion == Conversion::PlainToBwf) {
+        QCOMPARE(disk.names(), QStringList{u"take_bwf.wav"_s});
+        QCOMPARE(withoutDate(disk.file(u"take_bwf.wav"_s)), layout.unfinishedBwf().left(room));
+    } else {
+        QCOMPARE(run.result, code);
+        QCOMPARE(disk.names(), QStringList());
+    }
+    QVERIFY(sources.isUntouched());
+}
+
+void tst_DiskFull::addMediumRows()
+{
+    QTest::addColumn<Medium>("medium");
+    for (const Medium medium : std::as_const(m_media)) {
+        QTest::newRow(medium == Medium::FileSizeLimit ? "file size limit" : "small file system")
+            << medium;
+    }
+}
+
+void tst_DiskFull::finishedOutputsStay_data()
+{
+    addMediumRows();
+}
+
+void tst_DiskFull::finishedOutputsStay()
+{
+    QFETCH(Medium, medium);
+    const Format stereo = {.channels = 2};
+    const QByteArray samples = sampleBytes(4000, 1);
+    const SourceDir sources(
+        {{u"a.wav"_s, wavBytes({fmtChunk(stereo), dataChunk(samples)})},
+         {u"b.wav"_s, wavBytes({fmtChunk(stereo), dataChunk(sampleBytes(80000, 2))})},
+         {u"c.wav"_s, wavBytes({fmtChunk(stereo), dataChunk(sampleBytes(400, 3))})}});
+    const SmallDisk disk(medium, 4 * g_page);
+    QVERIFY(disk.isReady());
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(disk.path());
+
+    const ConversionRun run = disk.run([&] { return converter.polyToMono(); });
+
+    QCOMPARE(run.texts(), QStringList{textOf(ConvertDataWrite)});
+    QCOMPARE(run.result, int(ConvertDataWrite));
+    QCOMPARE(disk.names(), QStringList({u"a_01.wav"_s, u"a_02.wav"_s}));
+    for (int channel = 1; channel <= 2; ++channel) {
+        QByteArray mono;
+        for (qsizetype at = 2 * (channel - 1); at < samples.size(); at += 4)
+            mono += samples.mid(at, 2);
+        // The split counts 4 bytes for a fmt chunk.
+        QCOMPARE(withoutDate(disk.file(u"a_0%1.wav"_s.arg(channel))),
+                 wavBytes({bextWithoutDate(), fmtChunk({}), dataChunk(mono)},
+                          g_start + (8 + 4) + (8 + 2000)));
+    }
+    QVERIFY(sources.isUntouched());
+}
+
+void tst_DiskFull::plainCopyKeepsTheFirstError_data()
+{
+    addMediumRows();
+}
+
+void tst_DiskFull::plainCopyKeepsTheFirstError()
+{
+    QFETCH(Medium, medium);
+    const Layout small = {{fmtChunk({})}, 2000, {}};
+    const Layout large = {{fmtChunk({})}, 80000, {}};
+    const SourceDir sources({{u"a.wav"_s, small.file(2000)},
+                             {u"b.wav"_s, large.file(80000)},
+                             {u"c.wav"_s, small.file(2000)}});
+    const qsizetype room = 4 * g_page;
+    const SmallDisk disk(medium, rlim_t(room));
+    QVERIFY(disk.isReady());
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(disk.path());
+
+    const ConversionRun run = disk.run([&] {
+        converter.plainToBwf();
+        return ConvertOk;
+    });
+
+    QCOMPARE(run.texts(), QStringList({textOf(ConvertDataWrite), textOf(ConvertDataWrite)}));
+    QCOMPARE(disk.names(), QStringList({u"a_bwf.wav"_s, u"b_bwf.wav"_s, u"c_bwf.wav"_s}));
+    const QByteArray unfinished = small.unfinishedBwf();
+    QCOMPARE(withoutDate(disk.file(u"a_bwf.wav"_s)),
+             QByteArray(unfinished).replace(4, 4, le32(g_start + g_fmt + 8 + 2000)));
+    // The first copy takes a page of a file system and leaves nothing of it to the third.
+    const bool shares = medium == Medium::SmallFileSystem;
+    QCOMPARE(withoutDate(disk.file(u"b_bwf.wav"_s)),
+             large.unfinishedBwf().left(shares ? room - g_page : room));
+    if (shares)
+        QCOMPARE(disk.file(u"c_bwf.wav"_s), QByteArray());
+    else
+        QCOMPARE(withoutDate(disk.file(u"c_bwf.wav"_s)), unfinished);
+    QVERIFY(sources.isUntouched());
+}
+
+void tst_DiskFull::deviceThatTakesNothing_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<bool>("isLeft");
+
+    const QString question = u"\n\nDo you want to overwrite?"_s;
+    const QString exists = u"Output file already exists.\n"_s;
+    QTest::newRow("split: the RIFF header fails as code 6, the output stays")
+        << Conversion::Split << u"take_01.wav"_s
+        << QStringList{exists + u"take_01.wav"_s + question, errorText("Data write error.")}
+        << int(ConvertDataWrite) << true;
+    QTest::newRow("combine: the RIFF header fails as code 5, the output goes")
+        << Conversion::Combine << u"take_combined.wav"_s
+        << QStringList{exists + u"\ntake_combined.wav"_s + question, errorText("File write error.")}
+        << int(ConvertFileWrite) << false;
+    QTest::newRow("plain copy: the RIFF header fails in silence, the output stays")
+        << Conversion::PlainToBwf << u"take_bwf.wav"_s
+        << QStringList{exists + u"take_bwf.wav"_s + question} << int(ConvertOk) << true;
+}
+
+/// A device cannot be positioned, so that already the RIFF header fails, which a file holds back.
+void tst_DiskFull::deviceThatTakesNothing()
+{
+    QFETCH(Conversion, conversion);
+    QFETCH(QString, name);
+    QFETCH(QStringList, texts);
+    QFETCH(int, code);
+    QFETCH(bool, isLeft);
+    const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
+    const QTemporaryDir out;
+    const QString output = out.filePath(name);
+    QVERIFY(QFile::link(u"/dev/full"_s, output));
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(out.path());
+
+    const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
+                                          [&] { return convert(converter, conversion); });
+
+    QCOMPARE(run.texts(), texts);
+    QCOMPARE(run.result, code);
+    QCOMPARE(QFileInfo(output).isSymLink(), isLeft);
+    QVERIFY(QFile::exists(u"/dev/full"_s));
+    QVERIFY(sources.isUntouched());
+}
+
+QTEST_MAIN(tst_DiskFull)
+#include "tst_diskfull.moc"
