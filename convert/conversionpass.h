@@ -97,5 +97,9 @@ inline bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
     return true;
 }
 
+/// Closes and removes an output that is not to stay. QFile::remove() alone keeps a file whose last
+/// bytes do not fit the disk any more.
+void removeOutput(QFile* output);
+
 /// A zero-filled buffer of @p size bytes, null when there is no memory for it.
 std::unique_ptr<char[]> newSampleBuffer(qint64 size);

@@ -286,7 +286,7 @@ int CWavConverter::combineSources() const
     CConversionPass pass(&reference, &output, m_parent);
     const int error = combine(pass, take, fmt);
     if (error != ConvertOk) {
-        output.remove();
+        removeOutput(&output);
         return error;
     }
     pass.dialog.setValue(pass.dialog.maximum());

@@ -182,7 +182,7 @@ int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
     if (error == ConvertOk && !pass.finish())
         error = ConvertDataWrite;
     if (error != ConvertOk) {
-        output.remove();
+        removeOutput(&output);
         return error;
     }
     source.close();

@@ -217,6 +217,12 @@ quint64 copiedBodyBytes(const ChunkHeader& header)
     return isId(header.id, g_bextId) ? header.size : roundedUpToEven(header.size);
 }
 
+void removeOutput(QFile* output)
+{
+    output->close();
+    QFile::remove(output->fileName());
+}
+
 std::unique_ptr<char[]> newSampleBuffer(qint64 size)
 {
     return std::unique_ptr<char[]>(new (std::nothrow) char[size_t(size)]());

@@ -259,10 +259,6 @@ QList<int> fittedWidths(const QTableWidget* table, int fillColumn)
     const int rest = table->viewport()->width() - widthOfOthers(table, fillColumn);
     if (rest > 0)
         widths[fillColumn] = rest;
-    // The header stretches the last section to the size it had at first, after the fitting.
-    const int last = table->columnCount() - 1;
-    if (fillColumn != last)
-        widths[last] = std::max(widths[last], table->horizontalHeader()->defaultSectionSize());
     return widths;
 }
 
