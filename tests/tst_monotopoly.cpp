@@ -689,12 +689,12 @@ void tst_MonoToPoly::inconsistentHeaders_data()
     addPair("samples that run past a whole block are zero there", align1, align1Out, left, right,
             framesOf({left.left(g_block), right.left(g_block)}, 4, 1, g_block)
                 + framesOf({secondBlock(left), secondBlock(right)}, 4, 1, 8));
-    const Format align3 = {.bits = 64, .blockAlign = 3};
+    const Format align3 = {.bits = 56, .blockAlign = 3};
     const QByteArray exactLeft = left.left(g_block - 2);
     const QByteArray exactRight = right.left(g_block - 2);
-    addPair("eight bytes per sample in a block align of 3 stay within the buffers", align3,
-            {.channels = 2, .bits = 64, .blockAlign = 6}, exactLeft, exactRight,
-            framesOf({exactLeft, exactRight}, 8, 3, g_block - 2));
+    addPair("seven bytes per sample in a block align of 3 end within the buffers", align3,
+            {.channels = 2, .bits = 56, .blockAlign = 6}, exactLeft, exactRight,
+            framesOf({exactLeft, exactRight}, 7, 3, g_block - 2));
 
     addPair("a block align above the bytes per sample leaves gaps of zeros",
             {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8}, "aAbBcCdD",
