@@ -24,6 +24,8 @@
 #include <QTableWidget>
 #include <QTime>
 
+#include <iterator>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -110,6 +112,7 @@ void CMainWindow::createFunctionRow()
     m_functionLabel = new QLabel(u"Function:"_s);
     m_functionCombo = new QComboBox;
     m_functionCombo->addItems({u"Mono to Poly"_s, u"Poly to Mono"_s});
+    m_functionLabel->setBuddy(m_functionCombo);
     connect(m_functionCombo, SIGNAL(currentIndexChanged(int)), this, SLOT(showFileList()));
 
     m_logoLabel = new QLabel(this);
@@ -120,14 +123,17 @@ void CMainWindow::createFunctionRow()
     }
     m_logoLabel->setPixmap(
         QPixmap::fromImage(logo).scaledToWidth(g_logoWidth, Qt::SmoothTransformation));
+    m_logoLabel->setAccessibleName(u"VELMAR"_s);
 }
 
 void CMainWindow::createCurrentDirRow()
 {
     m_currentDirLabel = new QLabel(u"Current Dir:"_s);
     m_currentDirEdit = new QLineEdit;
+    m_currentDirLabel->setBuddy(m_currentDirEdit);
     connect(m_currentDirEdit, SIGNAL(returnPressed()), this, SLOT(showFileList()));
     m_currentDirBrowseButton = new QPushButton(u"Browse..."_s);
+    m_currentDirBrowseButton->setAccessibleName(u"Browse... Current Dir"_s);
     connect(m_currentDirBrowseButton, SIGNAL(clicked()), this, SLOT(setCurrentDir()));
 }
 
@@ -135,7 +141,9 @@ void CMainWindow::createOutputDirRow()
 {
     m_outputDirLabel = new QLabel(u"Output to:"_s);
     m_outputDirEdit = new QLineEdit;
+    m_outputDirLabel->setBuddy(m_outputDirEdit);
     m_outputDirBrowseButton = new QPushButton(u"Browse..."_s);
+    m_outputDirBrowseButton->setAccessibleName(u"Browse... Output to"_s);
     connect(m_outputDirBrowseButton, SIGNAL(clicked()), this, SLOT(setOutputDir()));
 }
 
@@ -208,6 +216,20 @@ void CMainWindow::createLayout()
     auto* central = new QWidget;
     central->setLayout(mainBox);
     setCentralWidget(central);
+    setUpTabOrder();
+}
+
+/// Along each region of the window, then its buttons, as the eye reads them.
+void CMainWindow::setUpTabOrder()
+{
+    QList<QWidget*> order = {m_functionCombo, m_currentDirEdit, m_currentDirBrowseButton,
+                             m_fileListTable, m_addButton,      m_addAllButton,
+                             m_sourceTable};
+    order.append({std::begin(m_channelCheck), std::end(m_channelCheck)});
+    order.append({m_outputDirEdit, m_outputDirBrowseButton, m_removeButton, m_removeAllButton,
+                  m_convertButton});
+    for (int i = 1; i < order.size(); ++i)
+        setTabOrder(order[i - 1], order[i]);
 }
 
 void CMainWindow::setAddButtonsEnabled(bool on)

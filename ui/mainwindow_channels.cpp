@@ -14,8 +14,10 @@ using namespace Qt::Literals::StringLiterals;
 
 void CMainWindow::createChannelChecks()
 {
-    for (int k = 0; k < g_channelChecks; ++k)
+    for (int k = 0; k < g_channelChecks; ++k) {
         m_channelCheck[k] = new QCheckBox(u"Ch"_s + QString::number(k + 1));
+        m_channelCheck[k]->setAccessibleName(u"Channel "_s + QString::number(k + 1));
+    }
     connect(m_channelCheck[0], SIGNAL(stateChanged(int)), this, SLOT(ch1StateChanged(int)));
     connect(m_channelCheck[1], SIGNAL(stateChanged(int)), this, SLOT(ch2StateChanged(int)));
     connect(m_channelCheck[2], SIGNAL(stateChanged(int)), this, SLOT(ch3StateChanged(int)));

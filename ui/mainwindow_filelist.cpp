@@ -55,7 +55,7 @@ bool CMainWindow::readWavInfo(QFile* file, WavInfo* info)
 void CMainWindow::createFileListTable()
 {
     m_fileListTable = new QTableWidget(this);
-    setUpFileTable(m_fileListTable,
+    setUpFileTable(m_fileListTable, u"File List"_s,
                    {u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Size"_s});
     m_fileListTable->installEventFilter(this);
     connect(m_fileListTable, SIGNAL(cellDoubleClicked(int, int)), this, SLOT(add()));

@@ -41,7 +41,8 @@ bool isKeyPress(const QEvent* event, std::initializer_list<Qt::Key> keys)
 void CMainWindow::createSourceTable()
 {
     m_sourceTable = new QTableWidget(this);
-    setUpFileTable(m_sourceTable, {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
+    setUpFileTable(m_sourceTable, u"Source File"_s,
+                   {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
     m_sourceTable->installEventFilter(this);
     connect(m_sourceTable, SIGNAL(itemSelectionChanged()), this, SLOT(checkChannels()));
 }
