@@ -1,0 +1,328 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""Uses the running program as a screen reader does: test_accessibility.py PROGRAM"""
+
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import pyatspi
+from gi.repository import GLib
+
+PATIENCE = 10  # seconds until a state that is waited for counts as missing
+
+COMBO = pyatspi.ROLE_COMBO_BOX
+TEXT = pyatspi.ROLE_TEXT
+BUTTON = pyatspi.ROLE_PUSH_BUTTON
+TABLE = pyatspi.ROLE_TABLE
+CHECK = pyatspi.ROLE_CHECK_BOX
+
+# Every control of the window, in the order of the eye.
+CONTROLS = [
+    (COMBO, "Mono to Poly"),
+    (TEXT, "Current Dir:"),
+    (BUTTON, "Browse... Current Dir"),
+    (TABLE, "File List"),
+    (BUTTON, "Add"),
+    (BUTTON, "Add All"),
+    (TABLE, "Source File"),
+    *[(CHECK, f"Channel {n}") for n in range(1, 9)],
+    (TEXT, "Output to:"),
+    (BUTTON, "Browse... Output to"),
+    (BUTTON, "Remove"),
+    (BUTTON, "Remove All"),
+    (BUTTON, "Convert"),
+]
+
+CONTROL_ROLES = {role for role, _ in CONTROLS}
+
+
+def chunk(name, body):
+    return name + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
+
+
+def wav(channels, frames, bits=16, rate=48000):
+    """A WAV file of 16-bit samples; `frames` is a list of sample frames."""
+    align = channels * bits // 8
+    fmt = struct.pack("<HHIIHH", 1, channels, rate, rate * align, align, bits)
+    data = b"".join(struct.pack(f"<{channels}h", *frame) for frame in frames)
+    chunks = b"WAVE" + chunk(b"fmt ", fmt) + chunk(b"data", data)
+    return b"RIFF" + struct.pack("<I", len(chunks)) + chunks
+
+
+def samples(path):
+    """The body of the data chunk, found as any reader finds it."""
+    content = path.read_bytes()
+    offset = 12
+    while offset < len(content):
+        name, size = struct.unpack_from("<4sI", content, offset)
+        if name == b"data":
+            return content[offset + 8:offset + 8 + size]
+        offset += 8 + size + size % 2
+    raise AssertionError(f"{path.name} has no data chunk")
+
+
+def is_finished(path):
+    """The RIFF size is the last thing that is written."""
+    return path.exists() and path.read_bytes()[4:8] not in (b"", bytes(4))
+
+
+def wait_for(what, condition):
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        try:
+            result = condition()
+        except (AttributeError, LookupError, StopIteration, GLib.GError):
+            result = None  # the tree changed under the walk
+        if result:
+            return result
+        time.sleep(0.02)
+    raise AssertionError(f"There was no {what} within {PATIENCE} s.")
+
+
+def descendants(node):
+    for child in node:
+        if child is not None:
+            yield child
+            yield from descendants(child)
+
+
+def has(node, state):
+    return node.getState().contains(state)
+
+
+def press(node):
+    action = node.queryAction()
+    names = [action.getName(i) for i in range(action.nActions)]
+    action.doAction(names.index("Press"))
+
+
+def key(name):
+    """One stroke of the keyboard, for whatever has the focus."""
+    keysym = {"Tab": 0xff09, "Return": 0xff0d, "Down": 0xff54, "Up": 0xff52, "space": 0x20}[name]
+    pyatspi.Registry.generateKeyboardEvent(keysym, None, pyatspi.KEY_SYM)
+
+
+class AccessibilityTest(unittest.TestCase):
+    program = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.process = subprocess.Popen([self.program])
+        self.addCleanup(self.end_program)
+        self.window = wait_for("window", self.find_window)
+        wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
+
+    def end_program(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+    def application(self):
+        return next(a for a in pyatspi.Registry.getDesktop(0)
+                    if a is not None and a.get_process_id() == self.process.pid)
+
+    def find_window(self):
+        return next((w for w in self.application() if w.getRole() == pyatspi.ROLE_FRAME), None)
+
+    def find(self, role, name, within=None):
+        return next((node for node in descendants(within or self.window)
+                     if node.getRole() == role and node.name == name), None)
+
+    def control(self, role, name, within=None):
+        return wait_for(f"{name!r}", lambda: self.find(role, name, within))
+
+    def function_combo(self):
+        return next(n for n in descendants(self.window) if n.getRole() == COMBO)
+
+    def focused(self):
+        return next((n for n in descendants(self.window)
+                     if n.getRole() in CONTROL_ROLES and has(n, pyatspi.STATE_FOCUSED)), None)
+
+    def is_focused(self, role, name):
+        node = self.focused()
+        return node is not None and (node.getRole(), node.name) == (role, name)
+
+    def tab_to(self, role, name):
+        """Presses Tab until the control is reached, at most once around the window."""
+        for _ in range(len(CONTROLS) + 1):
+            if self.is_focused(role, name):
+                return
+            before = self.focused()
+            key("Tab")
+            wait_for("next control", lambda: self.focused() not in (None, before))
+        raise AssertionError(f"Tab does not lead to {name!r}.")
+
+    def cells(self, name):
+        table = self.control(TABLE, name).queryTable()
+        return [[table.getAccessibleAt(row, column).name for column in range(table.nColumns)]
+                for row in range(table.nRows)]
+
+    def quit(self):
+        press(self.control(pyatspi.ROLE_MENU_ITEM, "Quit"))
+        self.assertEqual(self.process.wait(PATIENCE), 0)
+
+    def write(self, name, content):
+        (self.folder / name).write_bytes(content)
+
+    def write_take(self):
+        """A stereo recording and the samples of its two channels."""
+        left = list(range(-300, 300))
+        right = [7 * value for value in left]
+        self.write("take.wav", wav(2, list(zip(left, right))))
+        return [struct.pack(f"<{len(side)}h", *side) for side in (left, right)]
+
+    def write_channels(self):
+        self.write("song_01.wav", wav(1, [(n,) for n in range(500)]))
+        self.write("song_02.wav", wav(1, [(-n,) for n in range(500)]))
+        return b"".join(struct.pack("<2h", n, -n) for n in range(500))
+
+    def choose_poly_to_mono(self):
+        self.function_combo().queryComponent().grabFocus()
+        wait_for("focused selector", lambda: has(self.function_combo(), pyatspi.STATE_FOCUSED))
+        key("Down")
+        wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
+
+    def test_every_control_has_its_name_and_role(self):
+        found = [(node.getRole(), node.name) for node in descendants(self.window)
+                 if node.getRole() in CONTROL_ROLES]
+        self.assertCountEqual(found, CONTROLS)
+
+    def test_every_field_is_labelled_by_the_text_beside_it(self):
+        fields = [
+            (["Function:"], self.function_combo()),
+            (["Current Dir:", "File List"], self.control(TEXT, "Current Dir:")),
+            (["Output to:", "Source File"], self.control(TEXT, "Output to:")),
+        ]
+        for expected, field in fields:
+            with self.subTest(expected[0]):
+                labels = [relation.getTarget(i).name for relation in field.getRelationSet()
+                          if relation.getRelationType() == pyatspi.RELATION_LABELLED_BY
+                          for i in range(relation.getNTargets())]
+                self.assertEqual(labels, expected)  # its own, then its group's
+
+    def test_every_column_has_a_name_in_full(self):
+        columns = {
+            "File List": ["File Name", "Type", "Channels", "Bits per sample", "Sample rate (Hz)",
+                          "Size"],
+            "Source File": ["File Name", "Channels", "Bits per sample", "Sample rate (Hz)",
+                            "Path"],
+        }
+        for name, titles in columns.items():
+            with self.subTest(name):
+                found = [node.name for node in descendants(self.control(TABLE, name))
+                         if node.getRole() == pyatspi.ROLE_TABLE_COLUMN_HEADER]
+                self.assertEqual(found, titles)
+
+    def test_tab_follows_the_eye_through_everything_that_is_enabled(self):
+        self.write_take()
+        self.control(TEXT, "Current Dir:").queryEditableText().setTextContents(str(self.folder))
+        self.choose_poly_to_mono()
+        wait_for("listed file", lambda: self.cells("File List"))
+        press(self.control(BUTTON, "Add All"))
+        wait_for("source", lambda: self.cells("Source File"))
+        self.tab_to(TABLE, "Source File")
+        key("space")
+        wait_for("enabled channel",
+                 lambda: has(self.control(CHECK, "Channel 2"), pyatspi.STATE_ENABLED))
+
+        self.tab_to(COMBO, "Poly to Mono")
+        visited = []
+        for _ in CONTROLS:
+            node = self.focused()
+            visited.append((node.getRole(), node.name))
+            key("Tab")
+            wait_for("next control", lambda: self.focused() not in (None, node))
+            if self.is_focused(COMBO, "Poly to Mono"):
+                break
+        beyond = [(CHECK, f"Channel {n}") for n in range(3, 9)]  # the file has two channels
+        expected = [(COMBO, "Poly to Mono"), *CONTROLS[1:]]
+        self.assertEqual(visited, [control for control in expected if control not in beyond])
+
+    def test_a_split_is_done_through_the_tree(self):
+        left, right = self.write_take()
+        out = self.folder / "out"
+        out.mkdir()
+        self.control(TEXT, "Current Dir:").queryEditableText().setTextContents(str(self.folder))
+        self.control(TEXT, "Output to:").queryEditableText().setTextContents(str(out))
+        self.choose_poly_to_mono()
+        wait_for("listed file", lambda: self.cells("File List"))
+        self.assertEqual(self.cells("File List"), [["take.wav", "WAV", "2", "16", "48000", "2.4KB"]])
+
+        press(self.control(BUTTON, "Add All"))
+        wait_for("source", lambda: self.cells("Source File"))
+        self.assertEqual(self.cells("Source File"),
+                         [["take.wav", "2", "16", "48000", str(self.folder)]])
+        wait_for("enabled Convert",
+                 lambda: has(self.control(BUTTON, "Convert"), pyatspi.STATE_ENABLED))
+        press(self.control(BUTTON, "Convert"))
+        wait_for("second channel", lambda: is_finished(out / "take_02.wav"))
+        self.quit()
+        self.assertEqual(sorted(path.name for path in out.iterdir()),
+                         ["take_01.wav", "take_02.wav"])
+        self.assertEqual(samples(out / "take_01.wav"), left)
+        self.assertEqual(samples(out / "take_02.wav"), right)
+
+    def test_a_channel_is_switched_off_with_the_space_bar(self):
+        left, _ = self.write_take()
+        self.control(TEXT, "Current Dir:").queryEditableText().setTextContents(str(self.folder))
+        self.control(TEXT, "Output to:").queryEditableText().setTextContents(str(self.folder))
+        self.choose_poly_to_mono()
+        wait_for("listed file", lambda: self.cells("File List"))
+        self.tab_to(BUTTON, "Add All")
+        key("space")
+        wait_for("source", lambda: self.cells("Source File"))
+        self.tab_to(TABLE, "Source File")
+        key("space")
+        second = self.control(CHECK, "Channel 2")
+        wait_for("checked channel", lambda: has(second, pyatspi.STATE_CHECKED))
+        self.tab_to(CHECK, "Channel 2")
+        key("space")
+        wait_for("channel switched off", lambda: not has(second, pyatspi.STATE_CHECKED))
+        self.tab_to(BUTTON, "Convert")
+        key("space")
+        wait_for("first channel", lambda: is_finished(self.folder / "take_01.wav"))
+        self.quit()
+        self.assertEqual(samples(self.folder / "take_01.wav"), left)
+        self.assertFalse((self.folder / "take_02.wav").exists())
+
+    def test_a_combine_is_done_with_the_keyboard_alone(self):
+        interleaved = self.write_channels()
+        self.tab_to(TEXT, "Current Dir:")
+        self.focused().queryEditableText().setTextContents(str(self.folder))
+        key("Return")
+        wait_for("two listed files", lambda: len(self.cells("File List")) == 2)
+        self.tab_to(TABLE, "File List")
+        key("space")
+        key("Return")
+        wait_for("first source", lambda: len(self.cells("Source File")) == 1)
+        key("Down")
+        key("Return")
+        wait_for("second source", lambda: len(self.cells("Source File")) == 2)
+        self.tab_to(BUTTON, "Convert")
+        key("space")
+        question = wait_for("question", lambda: next(
+            w for w in self.application() if w.getRole() == pyatspi.ROLE_ALERT))
+        self.control(pyatspi.ROLE_LABEL, "Output directory does not exist.\n"
+                     "The converted files will appear in the same directory as the originals.\n\n"
+                     "Click Yes to proceed.", question)
+        yes = self.control(BUTTON, "Yes", question)
+        yes.queryComponent().grabFocus()
+        wait_for("focused Yes", lambda: has(yes, pyatspi.STATE_FOCUSED))
+        key("Return")
+        combined = self.folder / "song_combined.wav"
+        wait_for("combined file", lambda: is_finished(combined))
+        self.quit()
+        self.assertEqual(samples(combined), interleaved)
+
+
+if __name__ == "__main__":
+    AccessibilityTest.program = sys.argv.pop(1)
+    unittest.main(verbosity=2)
