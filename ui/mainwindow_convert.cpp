@@ -57,7 +57,7 @@ void CMainWindow::convert()
     if (m_sourceItems.isEmpty())
         return;
     QString outDir = m_outputDirEdit->text();
-    if (!QDir().exists(outDir)) {
+    if (outDir.isEmpty() || !QDir().exists(outDir)) {
         const QString text =
             tr("Output directory does not exist.\n")
             + tr("The converted files will appear in the same directory as the originals.\n")
