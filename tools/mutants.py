@@ -1,0 +1,157 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""Breaks the product on purpose, one small way at a time, and shows whether the tests notice.
+
+Each entry of MUTANTS names a file, the words that stand in it exactly once, what they are replaced
+with and the tests that are to notice. All work happens in a copy below build/mutants. Ends with 1
+when a mutant survives. With arguments only the mutants whose file or words hold one of them run.
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+WORK = ROOT / "build" / "mutants"
+TREE = WORK / "tree"
+SECONDS_PER_TEST = 120
+
+MUTANTS = [
+    # wave/
+    ("wave/chunkreader.cpp", "size <= g_largestCount", "size < g_largestCount", "chunkreader"),
+    ("wave/chunkreader.cpp", "size >= 0 && ", "", "chunkreader"),
+    ("wave/chunkreader.cpp", "QFileInfo(*file).isFile() && ", "", "chunkreader"),
+    ("wave/chunkreader.cpp", "<= 31", "<= 32", "chunkreader"),
+    ("wave/chunkreader.cpp", "static_cast<signed char>", "static_cast<unsigned char>", "chunkreader"),
+    ("wave/chunkreader.cpp", "        offset += header.size;\n", "        offset += header.size + (header.size & 1);\n", "chunkreader"),
+    ("wave/chunkreader.cpp", "        ChunkHeader header = {};\n", "        static ChunkHeader header;\n", "chunkreader"),
+    ("wave/chunkreader.cpp", "    device->seek(keptPosition);\n    return found;", "    return found;", "chunkreader"),
+    ("wave/chunkreader.cpp", "!isId(riff.id, g_riffId) || ", "", "chunkreader|readwavinfo"),
+    ("wave/chunkreader.cpp", "    file->seek(fmtOffset);\n", "", "readwavinfo"),
+    ("wave/chunkreader.cpp", "findChunk(s, g_bextId, 0) > 0", "findChunk(s, g_bextId, 0) < 0", "readwavinfo"),
+    ("wave/chunkreader.cpp", "point.chunkStart != 0 || ", "", "cuechunks"),
+    ("wave/chunkreader.cpp", "    cue->points.clear();\n", "", "cuechunks"),
+    ("wave/chunkwriter.cpp", "{330, 8}", "{331, 8}", "chunkwriter"),
+    ("wave/chunkwriter.cpp", "g_bextBodySize = 858", "g_bextBodySize = 856", "chunkwriter"),
+    ("wave/chunkwriter.cpp", "    if (!s.device()->seek(0))\n        return -1;\n", "", "chunkwriter"),
+    ("wave/chunkwriter.cpp", "return s.status() == QDataStream::Ok ? bytes : -1", "return bytes", "chunkwriter|cuechunks"),
+    ("wave/chunkwriter.cpp", "cue.pointCount > quint64(cue.points.size())", "cue.pointCount > quint64(cue.points.size()) + 1", "cuechunks"),
+    ("wave/wavfileitem.cpp", "i < info.fmt.channels", "i <= info.fmt.channels", "wavfileitem"),
+    ("wave/wavfileitem.cpp", "        && m_info.dataSize == other->dataSize()", "", "wavfileitem"),
+    ("wave/wavfileitem.cpp", "m_info.riff.size == other->m_info.riff.size", "m_info.riff.size != 1", "wavfileitem"),
+    # convert/
+    ("convert/wavconverter.cpp", "lastIndexOf(u'_') + 1, 2", "lastIndexOf(u'_') + 1, 3", "wavconverter"),
+    ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
+    ("convert/wavconverter.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
+    ("convert/wavconverter.cpp", "        if (isOneOf(output->fileName(), inputs))\n            return ConvertFileOpen;\n", "", "polytomono|monotopoly|faults"),
+    ("convert/wavconverter.cpp", "dialog.setWindowModality(Qt::WindowModal)", "dialog.setWindowModality(Qt::NonModal)", "wavconverter"),
+    ("convert/wavconverter.cpp", " && output->flush()", "", "diskfull"),
+    ("convert/wavconverter.cpp", "        skipRaw(in, header.size);\n", "        skipRaw(in, g_fmtBodySize);\n", "polytomono|monotopoly"),
+    ("convert/wavconverter.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
+    ("convert/polytomono.cpp", "g_chunkAccount = 4", "g_chunkAccount = 8", "polytomono"),
+    ("convert/polytomono.cpp", "sampleBytes * (channel - 1)", "sampleBytes * channel", "polytomono"),
+    ("convert/polytomono.cpp", "    if (fmt.blockAlign == 0)\n        return ConvertIllegalFormat;\n", "    if (fmt.blockAlign == 0)\n        return ConvertFileOpen;\n", "polytomono|wavconverter"),
+    ("convert/polytomono.cpp", "isChannelEnabled(channel - 1)", "isChannelEnabled(channel)", "polytomono"),
+    ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1) {", "    if (dataSize & 1) {", "polytomono"),
+    ("convert/polytomono.cpp", "        remaining -= quint32(count);\n", "        remaining -= quint32(readSize < remaining ? readSize : remaining);\n", "endlesssources"),
+    ("convert/monotopoly.cpp", "qint32(quint32(count) * riffSize) >= 0", "qint64(count) * riffSize <= 0x7FFFFFFF", "monotopoly"),
+    ("convert/monotopoly.cpp", "        file.seek(position);\n", "", "monotopoly"),
+    ("convert/monotopoly.cpp", "        position += count;\n", "", "monotopoly"),
+    ("convert/monotopoly.cpp", "fmt.byteRate *= quint32(channels)", "fmt.byteRate += quint32(channels)", "monotopoly"),
+    ("convert/monotopoly.cpp", "        return ConvertFileWrite;", "        return ConvertDataWrite;", "monotopoly|diskfull"),
+    ("convert/plaintobwf.cpp", "header.size + quint32(g_chunkHeaderSize)", "header.size", "plaintobwf"),
+    ("convert/plaintobwf.cpp", "    if (copied != ConvertOk)\n        *error = copied;", "    *error = copied;", "plaintobwf"),
+    ("convert/samplecopy.cpp", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
+    ("convert/conversionpass.h", "dialog.value() == bytes", "true", "polling"),
+    ("convert/conversionpass.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes", "monotopoly|polytomono"),
+    # ui/
+    ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "mainwindow"),
+    ("ui/mainwindow.cpp", "g_logoWidth = 100", "g_logoWidth = 101", "mainwindow"),
+    ("ui/mainwindow.cpp", "grid->addLayout(addColumn, 0, 1)", "grid->addLayout(addColumn, 1, 1)", "mainwindow"),
+    ("ui/mainwindow.cpp", "    setSourceButtonsEnabled(false);\n", "", "mainwindow"),
+    ("ui/mainwindow.cpp", "<< ' ';", ";", "nologo"),
+    ("ui/mainwindow_filelist.cpp", "value > 1024.0", "value >= 1024.0", "filelist"),
+    ("ui/mainwindow_filelist.cpp", "info.fmt.channels > 1", "info.fmt.channels >= 1", "filelist"),
+    ("ui/mainwindow_filelist.cpp", "    QGuiApplication::restoreOverrideCursor();\n", "", "filelist"),
+    ("ui/mainwindow_filelist.cpp", "    if (!m_sourceItems.isEmpty())\n        removeAll();\n", "", "filelist"),
+    ("ui/mainwindow_filelist.cpp", "QDir::Files, QDir::Name", "QDir::Files | QDir::Hidden, QDir::Name", "filelist"),
+    ("ui/mainwindow_sources.cpp", "rows.size() + m_sourceItems.size() > g_maxSources", "rows.size() + m_sourceItems.size() >= g_maxSources", "sourcelist"),
+    ("ui/mainwindow_sources.cpp", "isSameFormat(m_sourceItems.first())", "isSameFormat(m_sourceItems.last())", "sourcelist"),
+    ("ui/mainwindow_sources.cpp", "rows.prepend(index.row())", "rows.append(index.row())", "sourcelist"),
+    ("ui/mainwindow_sources.cpp", "Qt::Key_Return, Qt::Key_Enter", "Qt::Key_Return", "sourcelist"),
+    ("ui/mainwindow_sources.cpp", "    pathCell->setToolTip(path);\n", "", "sourcelist"),
+    ("ui/mainwindow_channels.cpp", "canSplit && k < channels", "canSplit && k <= channels", "channelselection"),
+    ("ui/mainwindow_channels.cpp", "state != Qt::Unchecked", "state == Qt::Unchecked", "channelselection"),
+    ("ui/mainwindow_channels.cpp", "setCurrentChannelEnabled(6, state)", "setCurrentChannelEnabled(5, state)", "channelselection"),
+    ("ui/mainwindow_convert.cpp", "m_currentDir.isNull()", "m_currentDir.isEmpty()", "convertcommand"),
+    ("ui/mainwindow_convert.cpp", "u\"file:///\"_s", "u\"file://\"_s", "convertcommand"),
+    ("ui/mainwindow_convert.cpp", "        outDir = m_currentDirEdit->text();\n", "", "convertcommand"),
+    ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "", "convertcommand"),
+    ("ui/tablecells.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
+    ("ui/tablecells.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "mainwindow"),
+    ("ui/tablecells.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
+    # app/
+    ("app/apptexts.h", "\"Splicora\"", "\"splicora\"", "mainwindow"),
+    ("app/apptexts.h", "\"1.00\"", "\"1.0\"", "mainwindow"),
+    ("app/main.cpp", "    window.show();\n", "", "accessibility"),
+]
+
+
+def run(command, **options):
+    return subprocess.run(command, cwd=TREE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, **options)
+
+
+def copy_tree():
+    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True,
+                           stdout=subprocess.PIPE).stdout.decode().split("\0")
+    shutil.rmtree(TREE, ignore_errors=True)
+    for name in filter(None, files):
+        target = TREE / name
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(ROOT / name, target)
+
+
+def build():
+    return run(["cmake", "--build", "--preset", "dev"])
+
+
+def outcome(tests):
+    """What became of the mutant that is in the tree."""
+    if build().returncode != 0:
+        return "does not build"
+    result = run(["ctest", "--preset", "dev", "--stop-on-failure", "--no-tests=error",
+                  "--timeout", str(SECONDS_PER_TEST), "--tests-regex", tests])
+    return "survived" if result.returncode == 0 else "noticed"
+
+
+def main():
+    wanted = [m for m in MUTANTS
+              if not sys.argv[1:] or any(word in m[0] + m[1] for word in sys.argv[1:])]
+    copy_tree()
+    configured = run(["cmake", "--preset", "dev"])
+    built = build()
+    if configured.returncode != 0 or built.returncode != 0:
+        sys.exit("The product does not build as it is:\n" + configured.stdout + built.stdout)
+
+    outcomes = {}
+    for number, (name, old, new, tests) in enumerate(wanted, 1):
+        path = TREE / name
+        source = path.read_text()
+        if source.count(old) != 1:
+            sys.exit(f"{name} does not hold these words exactly once: {old!r}")
+        path.write_text(source.replace(old, new))
+        result = outcome(tests)
+        path.write_text(source)
+        outcomes.setdefault(result, []).append((name, old))
+        print(f"{number:3}/{len(wanted)} {result:14} {name}: {old.strip()!r} -> {new.strip()!r}",
+              flush=True)
+
+    print(", ".join(f"{len(found)} {result}" for result, found in sorted(outcomes.items())))
+    sys.exit(set(outcomes) != {"noticed"})
+
+
+if __name__ == "__main__":
+    main()
