@@ -7,6 +7,7 @@ set(CMAKE_AUTOMOC ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 option(SPLICORA_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+option(SPLICORA_BUILD_FUZZERS "Build the fuzzers; needs clang" OFF)
 option(SPLICORA_SANITIZE "Check addresses, leaks and undefined behaviour at run time" OFF)
 
 add_library(project_options INTERFACE)
@@ -35,4 +36,8 @@ if(SPLICORA_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
+endif()
+
+if(SPLICORA_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
