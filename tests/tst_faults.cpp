@@ -1,0 +1,765 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+#include "tests/windowprobe.h"
+#include "ui/mainwindow.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+enum Conversion { Split, Combine, PlainCopy };
+
+const QList<QPair<Conversion, const char*>> g_conversions = {
+    {Split, "split"}, {Combine, "combine"}, {PlainCopy, "plain copy"}};
+
+constexpr Format g_mono = {};
+constexpr Format g_stereo = {.channels = 2};
+
+const QByteArray g_left = sampleBytes(40, 1);
+const QByteArray g_right = sampleBytes(40, 2);
+
+QByteArray stereoFile()
+{
+    return wavBytes({fmtChunk(g_stereo), dataChunk(interleaved({g_left, g_right}, 2))});
+}
+
+QByteArray monoFile(const QByteArray& samples)
+{
+    return wavBytes({fmtChunk(g_mono), dataChunk(samples)});
+}
+
+constexpr quint32 g_start = 12 + 866; // what the running size counts of header and `bext`
+
+QByteArray withBext(quint32 runningSize, const QByteArrayList& chunks)
+{
+    return "RIFF" + le32(runningSize) + "WAVE" + bextWithoutDate() + chunks.join();
+}
+
+/// What the split writes for a channel of these samples.
+QByteArray splitOutput(const QByteArray& samples, const QByteArrayList& chunksBehind = {})
+{
+    const auto size =
+        quint32(g_start + (8 + 4) + 8 + samples.size() + (8 + 4) * chunksBehind.size());
+    return withBext(size, QByteArrayList{fmtChunk(g_mono), dataChunk(samples)} + chunksBehind);
+}
+
+QByteArray combineOutput(const QByteArrayList& channels, const QByteArray& chunkBehind = {})
+{
+    const QByteArray samples = interleaved(channels, 2);
+    const auto size = quint32(g_start + (8 + 16) + 8 + samples.size() + chunkBehind.size());
+    return withBext(size, {fmtChunk(g_stereo), dataChunk(samples), chunkBehind});
+}
+
+/// The plain copy of a file that is its header and whole chunks.
+QByteArray copyOutput(const QByteArray& file)
+{
+    return withBext(quint32(g_start + file.size() - 12), {file.mid(12)});
+}
+
+/// Everything below a directory: what it is, and the bytes of files. The date of a generated `bext`
+/// is left out.
+QMap<QString, QByteArray> everythingIn(const QString& dir)
+{
+    QMap<QString, QByteArray> found;
+    QDirIterator entries(dir, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QFileInfo entry(entries.next());
+        QByteArray what = "neither file, directory nor link";
+        if (entry.isSymLink()) {
+            what = "link";
+        } else if (entry.isDir()) {
+            what = "directory";
+        } else if (entry.isFile()) {
+            what = "file " + readFile(entry.filePath());
+            if (what.contains("VELMAR Splicora"))
+                what = withoutDate(what, 12 + 5);
+        }
+        found[QDir(dir).relativeFilePath(entry.filePath())] = what;
+    }
+    return found;
+}
+
+QByteArray aFile(const QByteArray& bytes)
+{
+    return "file " + bytes;
+}
+
+/// A take that was listed: stereo as take.wav for the split and the plain copy, two mono files
+/// take_01.wav and take_02.wav for the combine.
+class ListedTake
+{
+public:
+    explicit ListedTake(Conversion conversion)
+        : m_conversion(conversion)
+    {
+        if (conversion == Combine) {
+            add(u"take_01.wav"_s, monoFile(g_left));
+            add(u"take_02.wav"_s, monoFile(g_right));
+        } else {
+            add(u"take.wav"_s, stereoFile());
+        }
+    }
+
+    void add(const QString& name, const QByteArray& bytes)
+    {
+        put(name, bytes);
+        m_sources.add(path(name));
+    }
+
+    QString dir() const { return m_dir.path(); }
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+    bool put(const QString& name, const QByteArray& bytes) { return writeFile(path(name), bytes); }
+    QMap<QString, QByteArray> everything() const { return everythingIn(dir()); }
+
+    QString sourceName() const
+    {
+        return m_conversion == Combine ? u"take_01.wav"_s : u"take.wav"_s;
+    }
+
+    /// The first or only output.
+    QString outputName() const
+    {
+        switch (m_conversion) {
+        case Split:
+            return u"take_01.wav"_s;
+        case Combine:
+            return u"take_combined.wav"_s;
+        case PlainCopy:
+            break;
+        }
+        return u"take_bwf.wav"_s;
+    }
+
+    /// What a conversion without fault adds to everything().
+    QMap<QString, QByteArray> outputs() const
+    {
+        switch (m_conversion) {
+        case Split:
+            return {{u"take_01.wav"_s, aFile(splitOutput(g_left))},
+                    {u"take_02.wav"_s, aFile(splitOutput(g_right))}};
+        case Combine:
+            return {{outputName(), aFile(combineOutput({g_left, g_right}))}};
+        case PlainCopy:
+            break;
+        }
+        return {{outputName(), aFile(copyOutput(stereoFile()))}};
+    }
+
+    /// Converts, next to the sources or into @p outputDir. The result of a plain copy is 0.
+    ConversionRun convert(const QList<QMessageBox::StandardButton>& answers = {QMessageBox::Ok},
+                          const QString& outputDir = {})
+    {
+        CWavConverter converter(nullptr, m_sources.list());
+        converter.setOutputDirectory(outputDir);
+        return runAnswered(answers, [&] {
+            if (m_conversion == Split)
+                return converter.polyToMono();
+            if (m_conversion == Combine)
+                return converter.monoToPoly();
+            converter.plainToBwf();
+            return int(ConvertOk);
+        });
+    }
+
+    /// The boxes of a failure: none of the plain copy before its chunk loop.
+    QStringList boxes(const char* sentence) const
+    {
+        return m_conversion == PlainCopy ? QStringList() : QStringList{errorText(sentence)};
+    }
+    int result(int error) const { return m_conversion == PlainCopy ? int(ConvertOk) : error; }
+
+private:
+    Conversion m_conversion;
+    QTemporaryDir m_dir;
+    Sources m_sources;
+};
+
+void addConversionRows(const char* prefix = "")
+{
+    QTest::addColumn<int>("conversion");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::addRow("%s%s", prefix, name) << int(conversion);
+}
+
+QString question(const QString& name, Conversion conversion)
+{
+    return u"Output file already exists.\n"_s + (conversion == Combine ? u"\n"_s : QString()) + name
+           + u"\n\nDo you want to overwrite?"_s;
+}
+
+/// A directory that nobody writes to: by its permissions, or for the superuser, whom they do not
+/// hold back, as a file system of its own.
+class ReadOnlyDirectory
+{
+public:
+    explicit ReadOnlyDirectory(const QString& path)
+        : m_path(QFile::encodeName(path))
+    {
+        QDir().mkpath(path);
+        if (::geteuid() != 0)
+            m_isReadOnly = ::chmod(m_path.constData(), 0555) == 0;
+        else
+            m_isMounted = m_isReadOnly =
+                ::mount("none", m_path.constData(), "tmpfs", MS_RDONLY, "size=64k") == 0;
+    }
+    ~ReadOnlyDirectory()
+    {
+        if (m_isMounted)
+            ::umount(m_path.constData());
+        else
+            ::chmod(m_path.constData(), 0755);
+    }
+    Q_DISABLE_COPY_MOVE(ReadOnlyDirectory)
+
+    /// False where the superuser may not mount.
+    bool isReadOnly() const { return m_isReadOnly; }
+
+private:
+    QByteArray m_path;
+    bool m_isMounted = false;
+    bool m_isReadOnly = false;
+};
+
+/// Does something once, as soon as a progress dialog is up.
+class DuringProgress : public QObject
+{
+public:
+    explicit DuringProgress(const std::function<void()>& act)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this, act] {
+            if (!qobject_cast<QProgressDialog*>(QApplication::activeModalWidget()))
+                return;
+            m_timer.stop();
+            act();
+        });
+        m_timer.start(0);
+    }
+
+private:
+    QTimer m_timer;
+};
+
+/// A window in which a directory was entered, and the boxes that this brought up.
+struct Listing
+{
+    explicit Listing(const QString& dir)
+    {
+        MessageBoxAnswer answer(QMessageBox::Ok);
+        currentDirEdit(&window)->setText(dir);
+        QTest::keyClick(currentDirEdit(&window), Qt::Key_Return);
+        for (const SeenBox& box : answer.boxes())
+            boxes.append(box.text);
+    }
+
+    QStringList names() const { return columnTexts(fileTable(&window), 0); }
+
+    CMainWindow window;
+    QStringList boxes;
+};
+
+QString unreadable(const QStringList& names)
+{
+    return u"Can not read following files.\n\n"_s + names.join(u'\n') + u'\n';
+}
+
+} // namespace
+
+/// What happens when a file, a directory or a name is not what it should be.
+class TestFaults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void outputDirectoryThatTakesNoFile_data();
+    void outputDirectoryThatTakesNoFile();
+    void outputDirectoryGoneBetweenTwoOutputs();
+    void outputNameIsADirectory_data() { addConversionRows(); }
+    void outputNameIsADirectory();
+    void outputNameIsADanglingLink_data() { addConversionRows(); }
+    void outputNameIsADanglingLink();
+    void outputNameIsALinkToNowhere_data() { addConversionRows(); }
+    void outputNameIsALinkToNowhere();
+
+    void sourceVanished_data();
+    void sourceVanished();
+    void sourceIsNoWaveFileAnyMore_data();
+    void sourceIsNoWaveFileAnyMore();
+    void sourceIsCutInsideAHeader_data() { addConversionRows(); }
+    void sourceIsCutInsideAHeader();
+    void sourceIsCutBehindItsFormat_data() { addConversionRows(); }
+    void sourceIsCutBehindItsFormat();
+    void sourceGrewByAChunk_data() { addConversionRows(); }
+    void sourceGrewByAChunk();
+    void sourceGrewByStrayBytes_data() { addConversionRows(); }
+    void sourceGrewByStrayBytes();
+    void sourceHasAnotherFormatNow_data() { addConversionRows(); }
+    void sourceHasAnotherFormatNow();
+    void sourceIsAlsoAnOutput_data();
+    void sourceIsAlsoAnOutput();
+
+    void whatIsNoFileIsNotListed();
+    void smallFilesAreListedOrNamed_data();
+    void smallFilesAreListedOrNamed();
+    void oddNameIsListedAndSplit_data();
+    void oddNameIsListedAndSplit();
+    void longestNameHasNoRoomForAnOutput();
+    void nameThatIsNoTextDoesNoHarm();
+    void tenThousandFilesAreListed();
+};
+
+void TestFaults::outputDirectoryThatTakesNoFile_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QString>("outputDir");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("%s into a directory that is missing", name)
+            << int(conversion) << u"missing"_s;
+        QTest::addRow("%s into a regular file", name) << int(conversion) << u"regular"_s;
+        QTest::addRow("%s into a read-only directory", name) << int(conversion) << u"read-only"_s;
+        QTest::addRow("%s into a directory of the kernel", name)
+            << int(conversion) << u"/proc/self"_s;
+    }
+}
+
+void TestFaults::outputDirectoryThatTakesNoFile()
+{
+    QFETCH(const int, conversion);
+    QFETCH(QString, outputDir);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(u"regular"_s, "not a directory");
+    const ReadOnlyDirectory readOnly(take.path(u"read-only"_s));
+    if (outputDir == u"read-only"_s && !readOnly.isReadOnly()) {
+        // Root in a container that forbids mounts: the kernel's directory stands in.
+        qWarning("A read-only directory can not be made here.");
+        outputDir = u"/proc/self"_s;
+    }
+    const auto before = take.everything();
+    const ConversionRun run =
+        take.convert({QMessageBox::Ok}, QDir(take.dir()).absoluteFilePath(outputDir));
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::outputDirectoryGoneBetweenTwoOutputs()
+{
+    ListedTake take(Split);
+    const QString out = take.path(u"out"_s);
+    const auto before = take.everything();
+    QDir().mkdir(out);
+    const DuringProgress removal([out] { QDir(out).removeRecursively(); });
+
+    const ConversionRun run = take.convert({QMessageBox::Ok}, out);
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::outputNameIsADirectory()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    QDir(take.dir()).mkdir(take.outputName());
+    const auto before = take.everything();
+    const ConversionRun run = take.convert({QMessageBox::Yes, QMessageBox::Ok});
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), QStringList{question(take.outputName(), Conversion(conversion))}
+                              + take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::outputNameIsADanglingLink()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    QFile::link(u"elsewhere"_s, take.path(take.outputName()));
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(run.texts(), QStringList());
+    // The link stays, and its target comes to be.
+    auto outputs = take.outputs();
+    expected[u"elsewhere"_s] = outputs.take(take.outputName());
+    expected.insert(outputs);
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::outputNameIsALinkToNowhere()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    QFile::link(u"missing/elsewhere"_s, take.path(take.outputName()));
+    const auto before = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::sourceVanished_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QString>("vanished");
+    QTest::newRow("split") << int(Split) << u"take.wav"_s;
+    QTest::newRow("combine, its first source") << int(Combine) << u"take_01.wav"_s;
+    QTest::newRow("combine, its second source") << int(Combine) << u"take_02.wav"_s;
+    QTest::newRow("plain copy") << int(PlainCopy) << u"take.wav"_s;
+}
+
+void TestFaults::sourceVanished()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const QString, vanished);
+
+    ListedTake take{Conversion(conversion)};
+    QVERIFY(QFile::remove(take.path(vanished)));
+    const auto before = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::sourceIsNoWaveFileAnyMore_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QByteArray>("bytes");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("%s of what is empty now", name) << int(conversion) << QByteArray();
+        QTest::addRow("%s of what is text now", name)
+            << int(conversion) << QByteArray("Nothing to hear here, move along.\n");
+        QTest::addRow("%s of what is cut inside its RIFF header", name)
+            << int(conversion) << stereoFile().left(11);
+    }
+}
+
+void TestFaults::sourceIsNoWaveFileAnyMore()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const QByteArray, bytes);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), bytes);
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertIllegalFormat));
+    QCOMPARE(run.texts(), take.boxes("Illegal file format."));
+    // Only the combine removes it.
+    if (conversion != Combine)
+        expected[take.outputName()] = aFile({});
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceIsCutInsideAHeader()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), stereoFile().left(12 + 6));
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertDataRead));
+    QCOMPARE(run.texts(), QStringList{errorText("Data read error.")});
+    if (conversion == PlainCopy)
+        expected[take.outputName()] = aFile(withBext(0, {}));
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceIsCutBehindItsFormat()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), stereoFile().left(12 + 24));
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    // A file that ends between two chunks is a whole one; there is no `data` to convert.
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(run.texts(), QStringList());
+    switch (conversion) {
+    case Split:
+        expected[u"take_01.wav"_s] = expected[u"take_02.wav"_s] =
+            aFile(withBext(g_start + 8 + 4, {fmtChunk(g_mono)}));
+        break;
+    case Combine:
+        expected[take.outputName()] = aFile(withBext(g_start + 8 + 16, {fmtChunk(g_stereo)}));
+        break;
+    default:
+        expected[take.outputName()] = aFile(withBext(g_start + 8 + 16, {fmtChunk(g_stereo)}));
+    }
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceGrewByAChunk()
+{
+    QFETCH(const int, conversion);
+
+    const QByteArray added = chunk("LIST", "INFOISFT");
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), readFile(take.path(take.sourceName())) + added);
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(run.texts(), QStringList());
+    switch (conversion) {
+    case Split:
+        expected[u"take_01.wav"_s] = aFile(splitOutput(g_left, {added}));
+        expected[u"take_02.wav"_s] = aFile(splitOutput(g_right, {added}));
+        break;
+    case Combine:
+        expected[take.outputName()] = aFile(combineOutput({g_left, g_right}, added));
+        break;
+    default:
+        expected[take.outputName()] = aFile(copyOutput(stereoFile() + added));
+    }
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceGrewByStrayBytes()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), readFile(take.path(take.sourceName())) + "abc");
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertDataRead));
+    QCOMPARE(run.texts(), QStringList{errorText("Data read error.")});
+    if (conversion == PlainCopy)
+        expected[take.outputName()] = aFile(withBext(0, {stereoFile().mid(12)}));
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceHasAnotherFormatNow()
+{
+    QFETCH(const int, conversion);
+
+    const Format other = {.channels = 3, .bits = 24};
+    const QByteArray samples = sampleBytes(36, 3);
+    const QByteArray file = wavBytes({fmtChunk(other), dataChunk(samples)});
+    ListedTake take{Conversion(conversion)};
+    take.put(take.sourceName(), file);
+    auto expected = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(run.texts(), QStringList());
+    // The listed format counts: frames of two 16-bit samples for the split, samples of 16 bits for
+    // the combine.
+    switch (conversion) {
+    case Split: {
+        QByteArray left;
+        QByteArray right;
+        for (qsizetype frame = 0; frame < samples.size(); frame += 4) {
+            left += samples.mid(frame, 2);
+            right += samples.mid(frame + 2, 2);
+        }
+        expected[u"take_01.wav"_s] = aFile(splitOutput(left));
+        expected[u"take_02.wav"_s] = aFile(splitOutput(right));
+        break;
+    }
+    case Combine:
+        expected[take.outputName()] = aFile(combineOutput({samples, g_right.left(36)}));
+        break;
+    default:
+        expected[take.outputName()] = aFile(copyOutput(file));
+    }
+    QCOMPARE(take.everything(), expected);
+}
+
+void TestFaults::sourceIsAlsoAnOutput_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QString>("way");
+    QTest::newRow("the split's first output is its second source") << int(Split) << u"source"_s;
+    QTest::newRow("the combine's output is its third source") << int(Combine) << u"source"_s;
+    QTest::newRow("the plain copy's first output is its second source")
+        << int(PlainCopy) << u"source"_s;
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("the output of the %s is a link to its source", name)
+            << int(conversion) << u"link"_s;
+        QTest::addRow("the output of the %s is another name of its source", name)
+            << int(conversion) << u"name"_s;
+    }
+}
+
+void TestFaults::sourceIsAlsoAnOutput()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const QString, way);
+
+    ListedTake take{Conversion(conversion)};
+    const QByteArray output = QFile::encodeName(take.path(take.outputName()));
+    const QByteArray source = QFile::encodeName(take.path(take.sourceName()));
+    if (way == u"source"_s)
+        take.add(take.outputName(), conversion == Combine ? monoFile(g_left) : stereoFile());
+    else if (way == u"link"_s)
+        QCOMPARE(::symlink(source.constData(), output.constData()), 0);
+    else
+        QCOMPARE(::link(source.constData(), output.constData()), 0);
+    const auto before = take.everything();
+
+    const ConversionRun run = take.convert({QMessageBox::Yes, QMessageBox::Ok});
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), QStringList{question(take.outputName(), Conversion(conversion))}
+                              + take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::whatIsNoFileIsNotListed()
+{
+    const QTemporaryDir dir;
+    writeFile(dir.filePath(u"good.wav"_s), monoFile(g_left));
+    QCOMPARE(::mkfifo(QFile::encodeName(dir.filePath(u"fifo.wav"_s)).constData(), 0600), 0);
+    QVERIFY(QDir(dir.path()).mkdir(u"directory.wav"_s));
+    QVERIFY(QFile::link(u"missing"_s, dir.filePath(u"dangling.wav"_s)));
+    QVERIFY(QFile::link(u"looping.wav"_s, dir.filePath(u"looping.wav"_s)));
+    QVERIFY(QFile::link(u"good.wav"_s, dir.filePath(u"linked.wav"_s)));
+    QVERIFY(QFile::link(u"fifo.wav"_s, dir.filePath(u"to-fifo.wav"_s)));
+    QVERIFY(QFile::link(u"directory.wav"_s, dir.filePath(u"to-directory.wav"_s)));
+    const auto before = everythingIn(dir.path());
+
+    // Of all these, a link to a pipe alone passes for a file; it is not waited for.
+    const Listing listing(dir.path());
+    QCOMPARE(listing.boxes, QStringList{unreadable({u"to-fifo.wav"_s})});
+    QCOMPARE(listing.names(), QStringList({u"good.wav"_s, u"linked.wav"_s}));
+    QCOMPARE(everythingIn(dir.path()), before);
+}
+
+void TestFaults::smallFilesAreListedOrNamed_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<int>("readableFrom"); // bytes
+    QTest::newRow("zeros") << QByteArray(64, '\0') << 65;
+    QTest::newRow("bytes of ones") << QByteArray(64, '\xFF') << 65;
+    QTest::newRow("RIFF again and again") << QByteArray("RIFF").repeated(16) << 65;
+    QTest::newRow("the start of a WAVE file, readable with the data header")
+        << monoFile(g_left).left(64) << 44;
+}
+
+void TestFaults::smallFilesAreListedOrNamed()
+{
+    QFETCH(const QByteArray, bytes);
+    QFETCH(const int, readableFrom);
+
+    const QTemporaryDir dir;
+    QStringList readableNames = {u"a.wav"_s};
+    QStringList unreadableNames;
+    writeFile(dir.filePath(u"a.wav"_s), monoFile(g_left));
+    for (int size = 0; size <= 64; ++size) {
+        const QString name = u"b%1.wav"_s.arg(size, 2, 10, QLatin1Char('0'));
+        writeFile(dir.filePath(name), bytes.left(size));
+        (size < readableFrom ? unreadableNames : readableNames).append(name);
+    }
+    const auto before = everythingIn(dir.path());
+
+    const Listing listing(dir.path());
+    QCOMPARE(listing.boxes, QStringList{unreadable(unreadableNames)});
+    QCOMPARE(listing.names(), readableNames);
+    QCOMPARE(everythingIn(dir.path()), before);
+}
+
+void TestFaults::oddNameIsListedAndSplit_data()
+{
+    QTest::addColumn<QString>("stem");
+    QTest::newRow("blanks") << u" a  b "_s;
+    QTest::newRow("a line break") << u"a\nb"_s;
+    QTest::newRow("places of a text") << u"%1 %2 %L1"_s;
+    QTest::newRow("a tag") << u"<b>bold<i>"_s;
+    QTest::newRow("a number sign and a question mark") << u"#1?x=y&z"_s;
+    QTest::newRow("an emoji") << u"\U0001F3A4\U0001F3B9"_s;
+    QTest::newRow("quotes and a backslash") << u"'a\"b\\c"_s;
+    QTest::newRow("dots") << u"a..b."_s;
+    QTest::newRow("250 letters") << QString(248, u'x');
+}
+
+void TestFaults::oddNameIsListedAndSplit()
+{
+    QFETCH(const QString, stem);
+
+    const QTemporaryDir parent;
+    const QString dir = parent.filePath(stem);
+    QVERIFY(QDir().mkdir(dir));
+    const QString path = dir + u'/' + stem + u".wav"_s;
+    QVERIFY(writeFile(path, monoFile(g_left)));
+    const Listing listing(dir);
+    QCOMPARE(listing.boxes, QStringList());
+    QCOMPARE(listing.names(), QStringList{stem + u".wav"_s});
+
+    QVERIFY(writeFile(path, stereoFile()));
+    Sources sources({path});
+    CWavConverter converter(nullptr, sources.list());
+    const ConversionRun run = runAnswered({}, [&] { return converter.polyToMono(); });
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(run.texts(), QStringList());
+    const QMap<QString, QByteArray> expected = {{stem + u".wav"_s, aFile(stereoFile())},
+                                                {stem + u"_01.wav"_s, aFile(splitOutput(g_left))},
+                                                {stem + u"_02.wav"_s, aFile(splitOutput(g_right))}};
+    QCOMPARE(everythingIn(dir), expected);
+}
+
+void TestFaults::longestNameHasNoRoomForAnOutput()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QString(251, u'x') + u".wav"_s);
+    QVERIFY(writeFile(path, stereoFile()));
+    const auto before = everythingIn(dir.path());
+    Sources sources({path});
+    CWavConverter converter(nullptr, sources.list());
+    const ConversionRun run =
+        runAnswered({QMessageBox::Ok}, [&] { return converter.polyToMono(); });
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(everythingIn(dir.path()), before);
+}
+
+void TestFaults::nameThatIsNoTextDoesNoHarm()
+{
+    const QTemporaryDir dir;
+    const QString good = dir.filePath(u"good.wav"_s);
+    QVERIFY(writeFile(good, monoFile(g_left)));
+    const QByteArray path = QFile::encodeName(dir.path()) + "/\xFF\xFE.wav";
+    QCOMPARE(::link(QFile::encodeName(good).constData(), path.constData()), 0);
+    const auto cleanup = qScopeGuard([&path] { ::unlink(path.constData()); });
+
+    // No text stands for these bytes: the file is not seen.
+    const Listing listing(dir.path());
+    QCOMPARE(listing.boxes, QStringList());
+    QCOMPARE(listing.names(), QStringList{u"good.wav"_s});
+    QCOMPARE(::access(path.constData(), F_OK), 0);
+    QCOMPARE(readFile(good), monoFile(g_left));
+}
+
+void TestFaults::tenThousandFilesAreListed()
+{
+    const QTemporaryDir dir;
+    QStringList names;
+    for (int i = 0; i < 10000; ++i) {
+        names.append(u"take%1.wav"_s.arg(i, 5, 10, QLatin1Char('0')));
+        QVERIFY(writeFile(dir.filePath(names.last()), monoFile(g_left)));
+    }
+    const Listing listing(dir.path());
+    QCOMPARE(listing.boxes, QStringList());
+    QCOMPARE(listing.names(), names);
+}
+
+QTEST_MAIN(TestFaults)
+#include "tst_faults.moc"
