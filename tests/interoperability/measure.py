@@ -1,0 +1,385 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""Feeds the outputs of all conversions to readers of other makers and compares what they decode
+with the samples of the sources, channel by channel.
+
+measure.py CONVERTFILES PAGE           fails unless PAGE says what is measured
+measure.py CONVERTFILES PAGE --write   writes PAGE
+"""
+
+import array
+import difflib
+import json
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import wave
+
+RATE = 48000
+FRAMES = 40
+PACKAGES = {"sox": "sox", "ffmpeg": "ffmpeg", "sndfile-convert": "sndfile-programs",
+            "exiftool": "libimage-exiftool-perl", "wavpack": "wavpack", "wvunpack": "wavpack"}
+
+
+# Sources
+
+def chunk(name, body):
+    return name + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
+
+
+def bext():
+    return chunk(b"bext", b"A take".ljust(256, b"\0") + b"A recorder".ljust(32, b"\0")
+                 + b"REF1".ljust(32, b"\0") + b"2026-01-0203:04:05" + struct.pack("<IIH", 7, 0, 0)
+                 + b"\0" * 254)
+
+
+def listing():
+    return chunk(b"LIST", b"INFO" + chunk(b"INAM", b"A take\0\0"))
+
+
+def cue():
+    return chunk(b"cue ", struct.pack("<I", 1)
+                 + struct.pack("<II4sIII", 1, 10, b"data", 0, 0, 10))
+
+
+def ixml():
+    return chunk(b"iXML", b'<?xml version="1.0"?><BWFXML><TAPE>1</TAPE></BWFXML>  ')
+
+
+class Source:
+    """A kind of source: what its samples are and which chunks it has."""
+
+    def __init__(self, name, bits, tag=1, extensible=False, before=(), behind=(), frames=FRAMES):
+        self.name = name
+        self.bits = bits
+        self.tag = tag
+        self.extensible = extensible
+        self.before = before
+        self.behind = behind
+        self.frames = frames
+
+    def channel(self, number):
+        """The samples of a channel, as they are stored: 16 bits of them vary."""
+        state = number
+        samples = []
+        for _ in range(self.frames):
+            state = (state * 1103515245 + 12345) & 0x7FFFFFFF
+            value = (state >> 12) % 65536 - 32768
+            if self.tag == 3:
+                samples.append(struct.pack("<f", value / 32768))
+            elif self.bits == 8:
+                samples.append(bytes([(value >> 8) + 128]))
+            else:
+                low = state % (1 << (self.bits - 16)) if self.bits > 16 else 0
+                whole = (value << (self.bits - 16)) + low
+                samples.append(struct.pack("<q", whole)[:self.bits // 8])
+        return samples
+
+    def file(self, numbers):
+        """A file of the channels of these numbers."""
+        count = len(numbers)
+        frame = count * self.bits // 8
+        tag = 0xFFFE if self.extensible else self.tag
+        body = struct.pack("<HHIIHH", tag, count, RATE, RATE * frame, frame, self.bits)
+        if self.extensible:
+            guid = struct.pack("<H", self.tag) + bytes.fromhex("000000001000800000aa00389b71")
+            body += struct.pack("<HHI", 22, self.bits, (1 << count) - 1) + guid
+        samples = b"".join(b"".join(f) for f in zip(*map(self.channel, numbers)))
+        chunks = b"".join(self.before) + chunk(b"fmt ", body) + chunk(b"data", samples)
+        chunks += b"".join(self.behind)
+        return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
+
+
+SOURCES = [
+    Source("8 bit", 8),
+    Source("16 bit", 16),
+    Source("24 bit", 24),
+    Source("32 bit", 32),
+    Source("32-bit float", 32, tag=3),
+    Source("16 bit, extensible", 16, extensible=True),
+    Source("24 bit, extensible", 24, extensible=True),
+    Source("float, extensible", 32, tag=3, extensible=True),
+    Source("16 bit with `bext`", 16, before=[bext()]),
+    Source("16 bit with `LIST`", 16, behind=[listing()]),
+    Source("16 bit with `cue `", 16, behind=[cue()]),
+    Source("16 bit with `iXML`", 16, before=[ixml()]),
+    Source("24 bit with all four", 24, before=[bext(), ixml()], behind=[cue(), listing()]),
+    Source("8 bit, odd channels", 8, frames=FRAMES + 1),
+    Source("24 bit, odd channels", 24, frames=FRAMES + 1),
+]
+
+
+# Readers: each returns the decoded samples, as one list of integers or floats, interleaved, or None
+# when it decodes none, and what it said.
+
+def run(*command):
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False,
+                          env=dict(os.environ, LC_ALL="C"))
+    said = (done.stderr if command[0] != "exiftool" else b"").decode("utf-8", "replace").strip()
+    return done.returncode, done.stdout, said
+
+
+def numbers(raw, source):
+    size = len(raw) // 4 * 4
+    return array.array("f" if source.tag == 3 else "i", raw[:size]).tolist()
+
+
+def read_sox(path, source, _work):
+    encoding = "float" if source.tag == 3 else "signed"
+    code, raw, said = run("sox", path, "-t", "raw", "-e", encoding, "-b", "32", "-")
+    return (numbers(raw, source) if code == 0 else None), said
+
+
+def read_ffmpeg(path, source, _work):
+    code, raw, said = run("ffmpeg", "-nostdin", "-v", "warning", "-i", path, "-f",
+                          "f32le" if source.tag == 3 else "s32le", "-")
+    return (numbers(raw, source) if code == 0 else None), said
+
+
+def read_sndfile(path, source, work):
+    raw = os.path.join(work, "sndfile.raw")
+    code, out, said = run("sndfile-convert", "-float32" if source.tag == 3 else "-pcm32", path, raw)
+    if code != 0:
+        return None, (out.decode() + said)
+    with open(raw, "rb") as file:
+        return numbers(file.read(), source), said
+
+
+def widened(raw, source):
+    """Samples as they are stored, as numbers of 32 bits."""
+    if source.tag == 3:
+        return numbers(raw, source)
+    size = source.bits // 8
+    values = []
+    for at in range(0, len(raw) - size + 1, size):
+        stored = raw[at:at + size]
+        if size == 1:
+            values.append((stored[0] - 128) << 24)
+        else:
+            values.append(int.from_bytes(stored, "little", signed=True) << (32 - source.bits))
+    return values
+
+
+def read_python(path, source, _work):
+    try:
+        with wave.open(path) as file:
+            return widened(file.readframes(file.getnframes()), source), ""
+    except (wave.Error, EOFError, RuntimeError) as error:
+        return None, f"{type(error).__name__}: {error}".rstrip(": ")
+
+
+def read_wavpack(path, source, work):
+    packed = os.path.join(work, "packed.wv")
+    raw = os.path.join(work, "unpacked.raw")
+    code, _, said = run("wavpack", "-q", "-y", path, "-o", packed)
+    if code != 0:
+        return None, said
+    code, _, said_too = run("wvunpack", "-q", "-y", "--raw", packed, "-o", raw)
+    if code != 0:
+        return None, said_too
+    with open(raw, "rb") as file:
+        return widened(file.read(), source), said + said_too
+
+
+def read_exiftool(path, _source, _work):
+    _, out, _ = run("exiftool", "-j", path)
+    tags = json.loads(out)[0]
+    return (None if "Error" in tags else tags), tags.get("Error", tags.get("Warning", ""))
+
+
+READERS = {"SoX": read_sox, "FFmpeg": read_ffmpeg, "libsndfile": read_sndfile,
+           "Python `wave`": read_python, "wavpack, wvunpack": read_wavpack,
+           "ExifTool": read_exiftool}
+
+
+# What readers say, and why: the first pattern that is found in a line gives its reason. A line that
+# none explains is an error.
+
+EXTENSIBLE = (
+    "The split and the combine write a format body of 16 bytes and keep the format tag. Of an "
+    "extensible source the tag, 0xFFFE, is kept, while the part that says what it stands for is not.")
+RIFF_SIZE = (
+    "The RIFF size that the split writes is a running count, 4 for every chunk but `data`. It is "
+    "smaller than the file, and this reader does not look beyond it.")
+PAD_IN_SIZE = (
+    "The split counts the pad byte of an odd channel into the size of `data`: with 8 bits it is a "
+    "frame of its own, with 24 bits an incomplete one, which is dropped.")
+PAD_OF_SOURCE = (
+    "The pad byte behind the odd `data` of a mono source is not skipped: the combine takes it for "
+    "the start of a chunk header that the file does not hold whole.")
+INTEGER_ONLY = "This reader knows integer PCM with the tag 1 alone."
+SHORT_FORMAT = (
+    "SoX looks for a longer format body of a floating-point format, even of an extensible one. The "
+    "samples are read all the same.")
+NO_LAYOUT = "A format body of 16 bytes does not say which loudspeakers its channels are for."
+AS_BEFORE = ""  # the reason of the line before
+
+REASONS = [
+    (r"^sox FAIL .*fmt chunk is too short", EXTENSIBLE),
+    (r"codec none|unknown codec|Estimating duration", EXTENSIBLE),
+    (r"Error while decoding|Consider increasing", AS_BEFORE),
+    (r"unimplemented format|^Not able to open input file", EXTENSIBLE),
+    (r"^FILE is an unsupported .WAV format", EXTENSIBLE),
+    (r"^RuntimeError", RIFF_SIZE),
+    (r"^Error: unknown format: (3|65534)$", INTEGER_ONLY),
+    (r"missing extended part of fmt chunk", SHORT_FORMAT),
+    (r"^Guessed Channel Layout", NO_LAYOUT),
+    (r"Invalid PCM packet|Multiple frames in a packet", PAD_IN_SIZE),
+    (r"^Data read error", PAD_OF_SOURCE),
+]
+
+INTRODUCTION = """
+# What other makers' programs make of the outputs
+
+This page is written by `tests/interoperability/measure.py`, and a test fails when it does not say
+what is measured. Each source is converted by all three conversions; each output is given to the
+readers, in the versions of Debian 12, and the samples that they decode are compared with those of
+the source, channel by channel.
+
+*exact*: every sample is equal, and there are as many. *reads*: channels, rate and width are right;
+this reader decodes no samples. *refuses*: no sample comes out. What a reader says, and why, stands
+in the notes. *Odd channels* have an odd number of bytes; the other kinds have an even one.
+"""
+
+
+class Page:
+    """The notes, by reason, with what the readers said."""
+
+    def __init__(self):
+        self.notes = {}
+        self.unexplained = set()
+
+    def mark(self, reason, line=""):
+        lines = self.notes.setdefault(reason, [])
+        if line and line not in lines:
+            lines.append(line)
+        return f" [{list(self.notes).index(reason) + 1}]"
+
+    def marks(self, reader, said, path):
+        """The notes on what a reader said about the file at a path."""
+        marks = []
+        before = None
+        for line in said.splitlines():
+            line = re.sub(r"0x[0-9a-f]+", "0x...", line.replace(path, "FILE")).strip()
+            line = re.sub(r"\(Audio: none, .*?\)", "(...)", line)
+            line = re.sub(r"(Input Stream .*: ).*", r"\1...", line)
+            if not line:
+                continue
+            reason = next((why for pattern, why in REASONS if re.search(pattern, line)), None)
+            if reason == AS_BEFORE:
+                reason = before
+            before = reason
+            if reason is None:
+                self.unexplained.add(f"{reader}: {line}")
+                continue
+            mark = self.mark(reason, f"{reader}: \u201c{line}\u201d")
+            if mark not in marks:
+                marks.append(mark)
+        return "".join(marks)
+
+    def verdict(self, reader, path, source, channels, work):
+        decoded, said = READERS[reader](path, source, work)
+        marks = self.marks(reader, said, path)
+        if decoded is None:
+            return "refuses" + marks
+        if reader == "ExifTool":
+            right = (decoded.get("NumChannels") == len(channels)
+                     and decoded.get("SampleRate") == RATE
+                     and decoded.get("BitsPerSample") == source.bits)
+            return ("reads" if right else "**differs**") + marks
+        expected = [widened(b"".join(source.channel(number)), source) for number in channels]
+        found = [decoded[k::len(channels)] for k in range(len(channels))]
+        more = len(found[0]) - source.frames
+        common = min(len(found[0]), source.frames)
+        if any(have[:common] != want[:common] for have, want in zip(found, expected)):
+            return "**differs**" + marks
+        if more > 0:
+            return f"exact, then {more} more" + marks + self.mark(PAD_IN_SIZE)
+        if more < 0:
+            return f"**the last {-more} missing**" + marks + self.mark(RIFF_SIZE)
+        return "exact" + marks
+
+
+def tables(driver, work, page):
+    """Rows of verdicts: per table, per source, per reader."""
+    result = {"The sources themselves": [], "Poly to mono split, both channels": [],
+              "Mono to poly combine": [], "Plain WAV to BWF": []}
+
+    def convert(conversion, out, files):
+        done = subprocess.run([driver, conversion, out, *files], capture_output=True, check=False)
+        return "" if done.returncode == 0 else done.stdout.decode().strip().splitlines()[-1]
+
+    for index, source in enumerate(SOURCES):
+        here = os.path.join(work, str(index))
+        out = os.path.join(here, "out")
+        os.makedirs(out)
+        files = {"take.wav": [1, 2], "mono_01.wav": [1], "mono_02.wav": [2]}
+        for name, channels in files.items():
+            with open(os.path.join(here, name), "wb") as file:
+                file.write(source.file(channels))
+        take, first, second = (os.path.join(here, name) for name in files)
+        failures = ["", convert("split", out, [take]), convert("combine", out, [first, second]),
+                    convert("copy", out, [take])]
+        outputs = [[(take, [1, 2])],
+                   [(f"{out}/take_01.wav", [1]), (f"{out}/take_02.wav", [2])],
+                   [(f"{out}/mono_combined.wav", [1, 2])],
+                   [(f"{out}/take_bwf.wav", [1, 2])]]
+        for rows, paths, failure in zip(result.values(), outputs, failures):
+            row = [source.name]
+            if failure:
+                marks = page.marks("Splicora", failure, take)
+                rows.append(row + ["not converted" + marks] * len(READERS))
+                continue
+            for reader in READERS:
+                verdicts = []
+                for path, channels in paths:
+                    verdict = page.verdict(reader, path, source, channels, work)
+                    if verdict not in verdicts:
+                        verdicts.append(verdict)
+                row.append("; ".join(verdicts))
+            rows.append(row)
+    return result
+
+
+def text_of(result, page):
+    lines = INTRODUCTION.strip().splitlines()
+    for title, rows in result.items():
+        lines += ["", f"## {title}", "", "| Source | " + " | ".join(READERS) + " |",
+                  "|---" * (len(READERS) + 1) + "|"]
+        lines += ["| " + " | ".join(row) + " |" for row in rows]
+    lines += ["", "## Notes", ""]
+    for number, (reason, said) in enumerate(page.notes.items(), 1):
+        lines += [f"{number}. {reason}"] + [f"   - {line}" for line in said]
+    return "\n".join(lines) + "\n"
+
+
+def main():
+    driver, page_path = sys.argv[1:3]
+    missing = sorted({package for tool, package in PACKAGES.items() if not shutil.which(tool)})
+    if missing:
+        sys.exit("These packages are missing: " + " ".join(missing))
+    page = Page()
+    with tempfile.TemporaryDirectory() as work:
+        measured = text_of(tables(driver, work, page), page)
+    if page.unexplained:
+        sys.exit("Not explained:\n" + "\n".join(sorted(set(page.unexplained))))
+    if sys.argv[3:] == ["--write"]:
+        with open(page_path, "w", encoding="utf-8") as file:
+            file.write(measured)
+        return
+    with open(page_path, encoding="utf-8") as file:
+        written = file.read()
+    if written != measured:
+        sys.stdout.writelines(difflib.unified_diff(written.splitlines(True),
+                                                   measured.splitlines(True), page_path,
+                                                   "measured"))
+        sys.exit(f"{page_path} does not say what is measured; write it anew with --write.")
+
+
+if __name__ == "__main__":
+    main()
