@@ -32,9 +32,10 @@ void copySamples(SampleRun<char> target, SampleRun<const char> source, qint64 sa
     case 8:
         return copySamplesOf<8>(target, source, count);
     default:
+        // A sample is too short for what a call to memcpy costs.
         for (qint64 i = 0; i < count; ++i) {
-            std::memcpy(target.start + i * target.step, source.start + i * source.step,
-                        size_t(sampleBytes));
+            for (qint64 byte = 0; byte < sampleBytes; ++byte)
+                target.start[i * target.step + byte] = source.start[i * source.step + byte];
         }
     }
 }
