@@ -293,8 +293,8 @@ class Bench:
             self.add_growth(part)
         for count in self.listing_sizes:
             self.add_listing(count)
-        self.start_row = Row("start to the first frame", {"Splicora": None, "empty window": None},
-                             [AtMost("empty window", 1.15)])
+        starts = {"Splicora": None, "empty window": None, "window with a word": None}  # run_starts()
+        self.start_row = Row("start to the first frame", starts, [AtMost("empty window", 1.15)])
 
     def all_rows(self):
         return [*self.rows, *self.growth_rows, *self.listing_rows]
@@ -337,9 +337,9 @@ class Bench:
         for row in self.all_rows():
             for name, way in row.ways.items():
                 row.runs[name].append(self.with_output(way))
-        starts = run_starts({"Splicora": self.program("bench_start"),
-                             "empty window": self.program("bench_emptywindow")},
-                            start_repeats, self.work)
+        empty = self.program("bench_emptywindow")
+        starts = run_starts({"Splicora": self.program("bench_start"), "empty window": empty,
+                             "window with a word": f"{empty} word"}, start_repeats, self.work)
         for name, run in starts.items():
             self.start_row.runs[name].append(run)
 

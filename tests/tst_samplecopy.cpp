@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/samplecopy.h"
+
+#include "tests/wavbuilder.h"
+
+#include <QTest>
+
+class tst_samplecopy : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void copiesSamplesAndNothingElse_data();
+    void copiesSamplesAndNothingElse();
+};
+
+void tst_samplecopy::copiesSamplesAndNothingElse_data()
+{
+    QTest::addColumn<int>("sampleBytes");
+    QTest::addColumn<int>("targetGap");
+    QTest::addColumn<int>("sourceGap");
+    QTest::addColumn<int>("count");
+
+    for (const int sampleBytes : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16}) {
+        QTest::addRow("%d bytes, from frames to samples without gap", sampleBytes)
+            << sampleBytes << 0 << 7 * sampleBytes << 100;
+        QTest::addRow("%d bytes, from samples without gap to frames", sampleBytes)
+            << sampleBytes << 7 * sampleBytes << 0 << 100;
+        QTest::addRow("%d bytes, odd gaps on both sides", sampleBytes)
+            << sampleBytes << 5 << 1 << 100;
+        QTest::addRow("%d bytes, one sample", sampleBytes) << sampleBytes << 3 << 3 << 1;
+        QTest::addRow("%d bytes, no sample", sampleBytes) << sampleBytes << 3 << 3 << 0;
+    }
+}
+
+void tst_samplecopy::copiesSamplesAndNothingElse()
+{
+    QFETCH(const int, sampleBytes);
+    QFETCH(const int, targetGap);
+    QFETCH(const int, sourceGap);
+    QFETCH(const int, count);
+    const int targetStep = sampleBytes + targetGap;
+    const int sourceStep = sampleBytes + sourceGap;
+
+    const QByteArray source = ::sampleBytes(count * sourceStep + 1, 1);
+    QByteArray target = ::sampleBytes(count * targetStep + 1, 2);
+    QByteArray expected = target;
+    for (int i = 0; i < count; ++i)
+        expected.replace(i * targetStep, sampleBytes, source.mid(i * sourceStep, sampleBytes));
+
+    copySamples({target.data(), targetStep}, {source.constData(), sourceStep}, sampleBytes, count);
+    QCOMPARE(target.toHex(), expected.toHex());
+}
+
+QTEST_GUILESS_MAIN(tst_samplecopy)
+
+#include "tst_samplecopy.moc"
