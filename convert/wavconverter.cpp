@@ -38,13 +38,26 @@ constexpr QStringView g_errorTexts[] = {
 };
 static_assert(std::size(g_errorTexts) == ConvertCancelled, "one text for each failure");
 
+/// The path that the toolkit really opens for @p fileName.
+std::filesystem::path pathOf(const QString& fileName)
+{
+    return QFile::encodeName(fileName).toStdString();
+}
+
+/// True when opening @p fileName would wait until somebody reads at the other end.
+bool isPipe(const QString& fileName)
+{
+    std::error_code error;
+    return std::filesystem::is_fifo(pathOf(fileName), error);
+}
+
 /// True when @p fileName leads, under whatever name or link, to one of the @p files.
 bool isOneOf(const QString& fileName, const QStringList& files)
 {
-    const std::filesystem::path path = QFileInfo(fileName).filesystemFilePath();
+    const std::filesystem::path path = pathOf(fileName);
     return std::any_of(files.cbegin(), files.cend(), [&path](const QString& file) {
         std::error_code error; // a file that is not there is not the same
-        return std::filesystem::equivalent(path, QFileInfo(file).filesystemFilePath(), error);
+        return std::filesystem::equivalent(path, pathOf(file), error);
     });
 }
 
@@ -108,7 +121,7 @@ QString CWavConverter::outputBase(const QString& stem) const
 int CWavConverter::openOutput(QFile* output, const QString& question,
                               const QStringList& inputs) const
 {
-    if (output->exists()) {
+    if (QFile::exists(output->fileName())) { // which a link to nowhere does not
         const QString text =
             question + QFileInfo(*output).fileName() + u"\n\nDo you want to overwrite?"_s;
         const auto answer =
@@ -116,7 +129,7 @@ int CWavConverter::openOutput(QFile* output, const QString& question,
                                   QMessageBox::NoButton);
         if (answer != QMessageBox::Yes)
             return ConvertCancelled;
-        if (isOneOf(output->fileName(), inputs))
+        if (isPipe(output->fileName()) || isOneOf(output->fileName(), inputs))
             return ConvertFileOpen;
     }
     return output->open(QIODevice::WriteOnly) ? ConvertOk : ConvertFileOpen;
