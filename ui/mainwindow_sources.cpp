@@ -72,6 +72,8 @@ void CMainWindow::addRows(const QList<int>& rows)
         return;
     }
     for (int i = 0; i < rows.size(); ++i) {
+        if (rows[i] >= m_fileItems.size())
+            break; // listed anew, and shorter, while a box was open
         CWavFileItem* item = m_fileItems[rows[i]];
         if (m_sourceItems.contains(item)) {
             refuse(tr("The file already exists on source."));
