@@ -8,7 +8,6 @@
 #include <QDataStream>
 #include <QProgressDialog>
 
-#include <functional>
 #include <memory>
 
 class QFile;
@@ -17,16 +16,12 @@ class QWidget;
 /// Bytes of source data that a conversion moves at most in one block.
 inline constexpr qint64 g_blockBytes = 524288;
 
-/// Channels that a source can have switched on or off.
-inline constexpr int g_maxChannels = 8;
-
 /// One output file on its way from the opened files to the patched RIFF size: the two streams, the
-/// progress dialog and the running size.
-class CConversionPass
+/// progress dialog and the running size. Defined, like all of this header, in wavconverter.cpp.
+struct ConversionPass
 {
-public:
     /// Both files are open, stay owned by the caller and outlive the pass.
-    CConversionPass(QFile* source, QFile* output, QWidget* parent);
+    ConversionPass(QFile* source, QFile* output, QWidget* parent);
 
     /// Checks the source's RIFF header and keeps its size.
     bool checkSource();
@@ -43,14 +38,13 @@ public:
     /// and starts the running size with them.
     bool writeStart();
 
-    /// Reads the next chunk's header from the source and writes the one of the output, in which a
-    /// `fmt ` body has the plain length and a `data` body @p dataSize of its own. Counts it.
-    /// Returns a ConvertError.
-    int takeHeader(ChunkHeader* header, const std::function<quint32(quint32)>& dataSize);
+    /// Writes the header of a chunk of the output: that of the source, in which a `fmt ` body has
+    /// the plain length and a `data` body @p dataSize bytes. Counts it.
+    bool writeHeader(const ChunkHeader& source, quint32 dataSize);
 
-    /// Writes the body of a chunk other than `data`: @p fmt for the source's own `fmt ` body, which
-    /// is skipped, or a copy. Returns a ConvertError.
-    int takeBody(const ChunkHeader& header, const FmtChunk& fmt);
+    /// Writes the body of a chunk other than `data`: @p fmt in place of the source's own `fmt `
+    /// body, which is skipped, or a copy. Returns a ConvertError.
+    int writeBody(const ChunkHeader& source, const FmtChunk& fmt);
 
     /// Puts the running size into the RIFF header and brings the output to the disk. False when any
     /// write of the pass failed.

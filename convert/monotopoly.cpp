@@ -92,7 +92,7 @@ bool allocate(BlockBuffers* buffers, int channels, qint64 outputSize)
 /// Reads the same block of every channel file. The reference is read on, the others are opened,
 /// read at @p position and closed. Stores the count of the last read made. False when a file could
 /// not be opened, which skips the reads that follow.
-bool readBlock(CConversionPass& pass, const Take& take, char* const* inputs, qint64 position,
+bool readBlock(ConversionPass& pass, const Take& take, char* const* inputs, qint64 position,
                qint64 size, qint64* count)
 {
     for (int k = 0; k < take.count(); ++k) {
@@ -167,7 +167,7 @@ void interleaveBlock(const BlockBuffers& buffers, int channels, const SampleLayo
         interleaveTiled(buffers, channels, layout, frames);
 }
 
-int interleave(CConversionPass& pass, const Take& take, const FmtChunk& fmt, quint32 dataSize)
+int interleave(ConversionPass& pass, const Take& take, const FmtChunk& fmt, quint32 dataSize)
 {
     const int channels = take.count();
     const SampleLayout layout = {fmt.bitsPerSample >> 3, fmt.blockAlign};
@@ -207,24 +207,23 @@ int interleave(CConversionPass& pass, const Take& take, const FmtChunk& fmt, qui
     return ConvertOk;
 }
 
-int combineChunks(CConversionPass& pass, const Take& take, const FmtChunk& fmt)
+int combineChunks(ConversionPass& pass, const Take& take, const FmtChunk& fmt)
 {
-    const auto outputDataSize = [&take](quint32 size) {
-        return quint32(roundedUpToEven(quint32(take.count()) * size));
-    };
     while (!pass.in.atEnd()) {
         QCoreApplication::processEvents();
         ChunkHeader header = {};
-        int error = pass.takeHeader(&header, outputDataSize);
-        if (error != ConvertOk)
-            return error;
+        if (!readChunkHeader(pass.in, &header))
+            return ConvertDataRead;
+        const quint64 paddedSize = roundedUpToEven(quint32(take.count()) * header.size);
+        if (!pass.writeHeader(header, quint32(paddedSize)))
+            return ConvertDataWrite;
         if (isId(header.id, g_dataId)) {
-            error = interleave(pass, take, fmt, header.size);
+            const int error = interleave(pass, take, fmt, header.size);
             if (error != ConvertOk)
                 return error;
             continue;
         }
-        error = pass.takeBody(header, polyFormat(fmt, take.count()));
+        const int error = pass.writeBody(header, polyFormat(fmt, take.count()));
         if (error != ConvertOk)
             return error;
         // A `fmt ` body counts as long as it was in the source, which is wanted.
@@ -242,7 +241,7 @@ bool fitsRiffSize(int count, quint32 riffSize)
     return qint32(quint32(count) * riffSize) >= 0;
 }
 
-int combine(CConversionPass& pass, const Take& take, const FmtChunk& fmt)
+int combine(ConversionPass& pass, const Take& take, const FmtChunk& fmt)
 {
     if (!pass.checkSource())
         return ConvertIllegalFormat;
@@ -283,7 +282,7 @@ int CWavConverter::combineSources() const
     if (opened != ConvertOk)
         return opened;
 
-    CConversionPass pass(&reference, &output, m_parent);
+    ConversionPass pass(&reference, &output, m_parent);
     const int error = combine(pass, take, fmt);
     if (error != ConvertOk) {
         removeOutput(&output);

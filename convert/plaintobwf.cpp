@@ -10,13 +10,15 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <utility>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
 /// Copies every chunk as it is, without pad bytes. The dialog's cancel button is not polled, which
 /// is wanted.
-int copyChunks(CConversionPass& pass)
+int copyChunks(ConversionPass& pass)
 {
     while (!pass.in.atEnd()) {
         QCoreApplication::processEvents();
@@ -38,7 +40,7 @@ int copyChunks(CConversionPass& pass)
 void CWavConverter::plainToBwf()
 {
     int error = ConvertOk; // kept from source to source, as wanted
-    for (const CWavFileItem* item : m_sources) {
+    for (const CWavFileItem* item : std::as_const(m_sources)) {
         if (!copySource(*item, &error))
             return;
     }
@@ -56,7 +58,7 @@ bool CWavConverter::copySource(const CWavFileItem& item, int* error) const
     if (openOutput(&output, u"Output file already exists.\n"_s, sourceNames()) != ConvertOk)
         return false;
 
-    CConversionPass pass(&source, &output, m_parent);
+    ConversionPass pass(&source, &output, m_parent);
     if (!pass.checkSource())
         return false;
     pass.setProgressRange(pass.sourceRiffSize);

@@ -70,7 +70,7 @@ void pickSamples(const ChannelLayout& layout, const char* input, char* output, q
     }
 }
 
-int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
+int deinterleave(ConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
 {
     const qint64 readSize = wholeFrameBytes(layout.blockAlign);
     // A sample that is wider than the frame leaves it room to end behind the last frame.
@@ -104,24 +104,23 @@ int deinterleave(CConversionPass& pass, const ChannelLayout& layout, quint32 dat
     return ConvertOk;
 }
 
-int splitChunks(CConversionPass& pass, const FmtChunk& fmt, int channel)
+int splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
 {
-    const auto outputDataSize = [&fmt](quint32 size) {
-        return quint32(roundedUpToEven(channelBytes(size, fmt.channels)));
-    };
     while (!pass.in.atEnd()) {
         QCoreApplication::processEvents();
         ChunkHeader header = {};
-        int error = pass.takeHeader(&header, outputDataSize);
-        if (error != ConvertOk)
-            return error;
+        if (!readChunkHeader(pass.in, &header))
+            return ConvertDataRead;
+        const quint64 paddedSize = roundedUpToEven(channelBytes(header.size, fmt.channels));
+        if (!pass.writeHeader(header, quint32(paddedSize)))
+            return ConvertDataWrite;
         if (isId(header.id, g_dataId)) {
-            error = deinterleave(pass, layoutOf(fmt, channel), header.size);
+            const int error = deinterleave(pass, layoutOf(fmt, channel), header.size);
             if (error != ConvertOk)
                 return error;
             continue;
         }
-        error = pass.takeBody(header, monoFormat(fmt));
+        const int error = pass.writeBody(header, monoFormat(fmt));
         if (error != ConvertOk)
             return error;
         pass.runningSize += g_chunkAccount;
@@ -170,7 +169,7 @@ int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
         return opened;
 
     // A failure up to the first chunk leaves the output as it is, which is wanted.
-    CConversionPass pass(&source, &output, m_parent);
+    ConversionPass pass(&source, &output, m_parent);
     if (!pass.checkSource())
         return ConvertIllegalFormat;
     pass.setProgressRange(pass.sourceRiffSize / fmt.channels);

@@ -61,6 +61,12 @@ bool isOneOf(const QString& fileName, const QStringList& files)
     });
 }
 
+/// A buffer of copyBlock(), which keeps it when it fails.
+char* newCopyBuffer(quint64 size)
+{
+    return new (std::nothrow) char[size];
+}
+
 } // namespace
 
 CWavConverter::CWavConverter(QWidget* parent, const QList<CWavFileItem*>& sources)
@@ -87,7 +93,7 @@ bool CWavConverter::copyBlock(QDataStream& in, QDataStream& out, quint64 size)
 {
     if (size > quint64(std::numeric_limits<qint32>::max()))
         return false;
-    char* buffer = new (std::nothrow) char[size];
+    char* buffer = newCopyBuffer(size);
     if (!buffer)
         return false;
     const qint64 count = readRaw(in, buffer, qint64(size));
@@ -143,7 +149,7 @@ QStringList CWavConverter::sourceNames() const
     return names;
 }
 
-CConversionPass::CConversionPass(QFile* source, QFile* output, QWidget* parent)
+ConversionPass::ConversionPass(QFile* source, QFile* output, QWidget* parent)
     : in(source)
     , out(output)
     , dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
@@ -154,27 +160,27 @@ CConversionPass::CConversionPass(QFile* source, QFile* output, QWidget* parent)
     dialog.setLabelText(u"Converting...\n"_s + QFileInfo(*output).fileName());
 }
 
-bool CConversionPass::checkSource()
+bool ConversionPass::checkSource()
 {
     return checkRiffWave(in, &sourceRiffSize);
 }
 
-void CConversionPass::setProgressRange(quint32 maximum)
+void ConversionPass::setProgressRange(quint32 maximum)
 {
     dialog.setRange(0, int(maximum));
 }
 
-void CConversionPass::showProgress()
+void ConversionPass::showProgress()
 {
     dialog.setVisible(true);
 }
 
-void CConversionPass::setProgress(quint32 bytes)
+void ConversionPass::setProgress(quint32 bytes)
 {
     dialog.setValue(int(bytes));
 }
 
-bool CConversionPass::writeStart()
+bool ConversionPass::writeStart()
 {
     const qint64 headerBytes = writeRiffHeader(out, 0);
     if (headerBytes < 0)
@@ -189,34 +195,32 @@ bool CConversionPass::writeStart()
     return true;
 }
 
-int CConversionPass::takeHeader(ChunkHeader* header,
-                                const std::function<quint32(quint32)>& dataSize)
+bool ConversionPass::writeHeader(const ChunkHeader& source, quint32 dataSize)
 {
-    if (!readChunkHeader(in, header))
-        return ConvertDataRead;
-    ChunkHeader written = *header;
-    if (isId(header->id, g_fmtId))
-        written.size = quint32(g_fmtBodySize);
-    else if (isId(header->id, g_dataId))
-        written.size = dataSize(header->size);
-    if (writeChunkHeader(out, written) < 0)
-        return ConvertDataWrite;
-    runningSize += quint32(g_chunkHeaderSize);
-    return ConvertOk;
+    ChunkHeader header = source;
+    if (isId(source.id, g_fmtId))
+        header.size = quint32(g_fmtBodySize);
+    else if (isId(source.id, g_dataId))
+        header.size = dataSize;
+    const qint64 bytes = writeChunkHeader(out, header);
+    if (bytes < 0)
+        return false;
+    runningSize += quint32(bytes);
+    return true;
 }
 
-int CConversionPass::takeBody(const ChunkHeader& header, const FmtChunk& fmt)
+int ConversionPass::writeBody(const ChunkHeader& source, const FmtChunk& fmt)
 {
-    if (isId(header.id, g_fmtId)) {
+    if (isId(source.id, g_fmtId)) {
         if (writeFmtBody(out, fmt) < 0)
             return ConvertDataWrite;
-        skipRaw(in, header.size);
+        skipRaw(in, source.size);
         return ConvertOk;
     }
-    return CWavConverter::copyBlock(in, out, copiedBodyBytes(header)) ? ConvertOk : ConvertDataCopy;
+    return CWavConverter::copyBlock(in, out, copiedBodyBytes(source)) ? ConvertOk : ConvertDataCopy;
 }
 
-bool CConversionPass::finish()
+bool ConversionPass::finish()
 {
     auto* output = static_cast<QFile*>(out.device());
     if (!output->seek(g_riffSizeOffset))

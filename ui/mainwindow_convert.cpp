@@ -25,6 +25,12 @@ void showPath(QLineEdit* edit, const QString& path)
     edit->setCursorPosition(0);
 }
 
+/// A request that is never deleted, as wanted.
+CWavConverter* newKeptConverter(QWidget* parent, const QList<CWavFileItem*>& sources)
+{
+    return new CWavConverter(parent, sources);
+}
+
 } // namespace
 
 /// The path that the user chose, empty when the chooser was cancelled.
@@ -69,7 +75,7 @@ void CMainWindow::convert()
         outDir = m_currentDirEdit->text();
     }
 
-    auto* converter = new CWavConverter(this, m_sourceItems); // never deleted, as wanted
+    auto* converter = newKeptConverter(this, m_sourceItems);
     converter->setOutputDirectory(outDir);
     int error = ConvertOk;
     switch (m_functionCombo->currentIndex()) {

@@ -32,6 +32,12 @@ enum FileListColumn {
     SizeColumn,
 };
 
+/// An item that is never deleted, as wanted: the source list and converters may still hold it.
+CWavFileItem* newKeptItem(const QString& path, const WavInfo& info)
+{
+    return new CWavFileItem(path, info);
+}
+
 } // namespace
 
 QString formatSize(quint64 bytes, int precision)
@@ -134,7 +140,7 @@ bool CMainWindow::isListed(const WavInfo& info) const
 /// Makes the item of a listed file and its row at the end of the table.
 void CMainWindow::addFileRow(const QString& path, const WavInfo& info)
 {
-    m_fileItems.append(new CWavFileItem(path, info)); // never deleted, as wanted
+    m_fileItems.append(newKeptItem(path, info));
 
     auto* nameCell = new QTableWidgetItem(QFileInfo(path).fileName());
     nameCell->setData(Qt::TextAlignmentRole, int(Qt::AlignVCenter));

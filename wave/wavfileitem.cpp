@@ -6,12 +6,6 @@
 #include <cstring>
 #include <iterator>
 
-namespace {
-
-constexpr int g_channelFlags = 8;
-
-} // namespace
-
 CWavFileItem::CWavFileItem(const QString& fileName)
     : QFile(fileName)
     , m_info()
@@ -21,7 +15,7 @@ CWavFileItem::CWavFileItem(const QString& fileName, const WavInfo& info)
     : QFile(fileName)
     , m_info(info)
 {
-    for (int i = 0; i < g_channelFlags; ++i)
+    for (int i = 0; i < g_maxChannels; ++i)
         m_channelEnabled[i] = i < info.fmt.channels;
 }
 

@@ -7,6 +7,9 @@
 
 #include <QFile>
 
+/// Channels of a file that can be switched on and off.
+inline constexpr int g_maxChannels = 8;
+
 /// One WAV file on disk: its full path, the facts of its header and which of its channels 1 to 8
 /// are to be split off. The file itself is never opened through the item.
 class CWavFileItem : public QFile
@@ -40,5 +43,5 @@ public:
     WavInfo m_info;
 
 private:
-    bool m_channelEnabled[9] = {}; // the ninth is never used; it keeps the setter's bound safe
+    bool m_channelEnabled[g_maxChannels + 1] = {}; // the ninth is never used, but may be set
 };
