@@ -10,7 +10,7 @@ cd "$(dirname "$0")"
 
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     # shellcheck disable=SC2086 # one word a package
-    need_packages $build_packages xdg-utils
+    need_packages $build_packages xdg-utils ${WAYLAND_DISPLAY:+qt6-wayland}
     cmake --preset release
     cmake --build --preset release
     exec build/release/app/splicora

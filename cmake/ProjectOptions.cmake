@@ -4,6 +4,9 @@ set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_AUTOMOC ON)
+set(CMAKE_AUTORCC ON)
+# Uncompressed and in the first format of the resource compiler: the images are compressed already.
+set(CMAKE_AUTORCC_OPTIONS "--format-version;1;--no-compress")
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 option(SPLICORA_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)

@@ -5,6 +5,8 @@
 
 #include <QtGlobal>
 
+#include <cstring>
+
 /// Where the samples of one channel lie: @p step bytes from the start of one to the start of the
 /// next. Samples without a gap are as far apart as they are long.
 template <typename Byte>
@@ -14,6 +16,34 @@ struct SampleRun
     qint64 step;
 };
 
+/// With a @p Width that the compiler knows, a sample moves in one or two instructions.
+template <size_t Width>
+inline void copySamplesOf(SampleRun<char> target, SampleRun<const char> source, qint64 count)
+{
+    for (qint64 i = 0; i < count; ++i)
+        std::memcpy(target.start + i * target.step, source.start + i * source.step, Width);
+}
+
 /// Copies @p count samples of @p sampleBytes bytes in order. The runs do not overlap each other.
-void copySamples(SampleRun<char> target, SampleRun<const char> source, qint64 sampleBytes,
-                 qint64 count);
+inline void copySamples(SampleRun<char> target, SampleRun<const char> source, qint64 sampleBytes,
+                        qint64 count)
+{
+    switch (sampleBytes) {
+    case 1:
+        return copySamplesOf<1>(target, source, count);
+    case 2:
+        return copySamplesOf<2>(target, source, count);
+    case 3:
+        return copySamplesOf<3>(target, source, count);
+    case 4:
+        return copySamplesOf<4>(target, source, count);
+    case 8:
+        return copySamplesOf<8>(target, source, count);
+    default:
+        // A sample is too short for what a call to memcpy costs.
+        for (qint64 i = 0; i < count; ++i) {
+            for (qint64 byte = 0; byte < sampleBytes; ++byte)
+                target.start[i * target.step + byte] = source.start[i * source.step + byte];
+        }
+    }
+}

@@ -85,7 +85,8 @@ public:
         asked.append(u"Can not find any mono files."_s); // the take's directory, once more
         const QStringList opened = {folder(u"without_channel_3"_s), folder(u"split"_s),
                                     folder(u"split"_s), folder(u"combined"_s)};
-        return m_asked == asked && m_opened == opened;
+        return isAsExpected(u"asked"_s, m_asked, asked)
+               && isAsExpected(u"opened"_s, m_opened, opened);
     }
 
 public slots:
@@ -97,6 +98,17 @@ public slots:
 
 private:
     QString folder(const QString& name) const { return u"file:///"_s + m_dir.filePath(name); }
+
+    static bool isAsExpected(const QString& what, const QStringList& seen,
+                             const QStringList& expected)
+    {
+        if (seen == expected)
+            return true;
+        QTextStream(stderr) << what << ":\n"
+                            << seen.join(u"\n---\n"_s) << "\nbut expected:\n"
+                            << expected.join(u"\n---\n"_s) << Qt::endl;
+        return false;
+    }
 
     void say(const QString& text) { QTextStream(stdout) << text << Qt::endl; }
 

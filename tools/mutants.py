@@ -63,7 +63,7 @@ MUTANTS = [
     ("convert/monotopoly.cpp", "        return ConvertFileWrite;", "        return ConvertDataWrite;", "monotopoly|diskfull"),
     ("convert/plaintobwf.cpp", "header.size + quint32(g_chunkHeaderSize)", "header.size", "plaintobwf"),
     ("convert/plaintobwf.cpp", "    if (copied != ConvertOk)\n        *error = copied;", "    *error = copied;", "plaintobwf"),
-    ("convert/samplecopy.cpp", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
+    ("convert/samplecopy.h", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
     ("convert/conversionpass.h", "dialog.value() == bytes", "true", "polling"),
     ("convert/conversionpass.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes", "monotopoly|polytomono"),
     # ui/
@@ -89,9 +89,9 @@ MUTANTS = [
     ("ui/mainwindow_convert.cpp", "u\"file:///\"_s", "u\"file://\"_s", "convertcommand"),
     ("ui/mainwindow_convert.cpp", "        outDir = m_currentDirEdit->text();\n", "", "convertcommand"),
     ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "", "convertcommand"),
-    ("ui/tablecells.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
-    ("ui/tablecells.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "mainwindow"),
-    ("ui/tablecells.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
+    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
+    ("ui/filetable.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "mainwindow"),
+    ("ui/filetable.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
     # app/
     ("app/apptexts.h", "\"Splicora\"", "\"splicora\"", "mainwindow"),
     ("app/apptexts.h", "\"1.00\"", "\"1.0\"", "mainwindow"),

@@ -12,6 +12,7 @@
 #include <QDebug>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QIcon>
 #include <QImage>
 #include <QLabel>
@@ -23,6 +24,7 @@
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTime>
+#include <QVBoxLayout>
 
 #include <iterator>
 
@@ -62,7 +64,8 @@ CMainWindow::CMainWindow()
 
 CMainWindow::~CMainWindow()
 {
-    // The items of both lists stay allocated, as wanted: a converter may still hold them.
+    // The order is wanted. The items of both lists stay allocated, as wanted: a converter may still
+    // hold them.
     delete m_functionLabel;
     delete m_functionCombo;
     delete m_logoLabel;

@@ -19,6 +19,9 @@ class QPushButton;
 class QTableWidget;
 struct WavInfo;
 
+/// The functions that the selector offers, by index. The third is not offered but stands ready.
+enum FunctionIndex { MonoToPolyFunction = 0, PolyToMonoFunction = 1, PlainToBwfFunction = 2 };
+
 /// The window of the program. This header is its map; each block of declarations names the source
 /// file that defines it.
 class CMainWindow : public QMainWindow
@@ -135,9 +138,6 @@ private:
     QString m_currentDir; // the directory last listed, null until there was one
     QString m_outputPath; // never used
 };
-
-/// The functions that the selector offers, by index. The third is not offered but stands ready.
-enum Function { MonoToPolyFunction = 0, PolyToMonoFunction = 1, PlainToBwfFunction = 2 };
 
 /// Bytes in the largest unit that leaves them above 1, or at exactly 1024: "1.5KB".
 QString formatSize(quint64 bytes, int precision);

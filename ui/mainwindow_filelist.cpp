@@ -4,7 +4,7 @@
 #include "ui/mainwindow.h"
 
 #include "app/apptexts.h"
-#include "ui/tablecells.h"
+#include "ui/filetable.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 

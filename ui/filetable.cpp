@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "ui/tablecells.h"
+#include "ui/filetable.h"
 
 #include <QHeaderView>
 #include <QTableWidget>
