@@ -4,11 +4,13 @@
 """Measures the program beside other ways to do the same work; bench/run.sh calls this.
 
 Every round runs every row once, one after the other, so that a disturbance of the machine meets all
-of them. CPU seconds are user and system time together. What is compared is the median of the rounds.
+of them. CPU seconds are user and system time together. The medians of the rounds are compared.
 """
 
 import argparse
 import array
+import contextlib
+import itertools
 import json
 import mmap
 import os
@@ -24,7 +26,6 @@ from pathlib import Path
 
 MIB = 1 << 20
 RATE = 48000  # Hz
-SPARE_BYTES = 64 * MIB
 
 
 # The material
@@ -88,6 +89,22 @@ def data_of(path):
     return memoryview(content)[at + 8:at + 8 + size]
 
 
+def same_bytes(a, b):
+    """In pieces of bytes, which compare a good deal faster than views of memory do."""
+    return len(a) == len(b) and all(bytes(a[at:at + MIB]) == bytes(b[at:at + MIB])
+                                    for at in range(0, len(a), MIB))
+
+
+def same_samples(out, kept):
+    """True when both directories, file by file in the order of names, hold the same samples."""
+    pairs = itertools.zip_longest(sorted(out.iterdir()), sorted(kept.iterdir()))
+    return all(a and b and same_bytes(data_of(a), data_of(b)) for a, b in pairs)
+
+
+def same_files(out, kept):
+    return all(path.read_bytes() == (out / path.name).read_bytes() for path in kept.iterdir())
+
+
 # The runs
 
 class Run:
@@ -139,13 +156,14 @@ def run_starts(programs, repeats, work):
 # The rows
 
 class Row:
-    """One piece of work and every way to do it. A way is a function of the output directory."""
+    """One piece of work and every way to do it: a function of the output directory, or a command
+    line for run_starts()."""
 
-    def __init__(self, title, ways, targets=(), rewritten=()):
+    def __init__(self, title, ways, targets=()):
         self.title = title
         self.ways = ways
         self.targets = targets
-        self.rewritten = rewritten  # ways that do not keep every sample
+        self.rewritten = set()  # ways that do not keep every sample
         self.runs = {name: [] for name in ways}
 
     def cpu(self, name):
@@ -158,7 +176,7 @@ class Row:
         return max(run.peak_mib for run in self.runs[name])
 
     def ratio(self, name):
-        """How many times the CPU time of the way called @p name the program takes."""
+        """How many times the CPU time of the way called `name` the program takes."""
         return self.cpu("Splicora") / self.cpu(name)
 
 
@@ -293,53 +311,47 @@ class Bench:
             self.add_growth(part)
         for count in self.listing_sizes:
             self.add_listing(count)
-        starts = {"Splicora": None, "empty window": None, "window with a word": None}  # run_starts()
-        self.start_row = Row("start to the first frame", starts, [AtMost("empty window", 1.15)])
+        empty = self.program("bench_emptywindow")
+        self.start_row = Row("start to the first frame", {
+            "Splicora": self.program("bench_start"),
+            "empty window": empty,
+            "window with a word": f"{empty} word",
+        }, [AtMost("empty window", 1.15)])
 
     def all_rows(self):
         return [*self.rows, *self.growth_rows, *self.listing_rows]
 
-    def with_output(self, way, look=lambda out: None):
-        """Runs a way with an empty output directory, which @p look may inspect afterwards."""
+    @contextlib.contextmanager
+    def output(self):
+        """An empty output directory, removed afterwards."""
         out = self.work / "out"
         out.mkdir()
-        run = way(out)
-        look(out)
+        yield out
         shutil.rmtree(out)
-        return run
 
     def check_outputs(self):
         """Once before the rounds: every way writes the same samples, the floor the same files."""
+        kept = self.work / "kept"
         for row in self.rows:
-            kept = self.work / "kept"
-            self.with_output(row.ways["Splicora"], lambda out: shutil.copytree(out, kept))
-            names = sorted(path.name for path in kept.iterdir())
-
-            def look(out, row=row, kept=kept, names=names):
-                outputs = sorted(out.iterdir())
-                same = [data_of(path) == data_of(kept / name)
-                        for path, name in zip(outputs, names)]
-                if len(outputs) != len(names) or not all(same):
-                    row.rewritten += (self.current,)
-                elif self.current == "floor" and any(
-                        (out / name).read_bytes() != (kept / name).read_bytes() for name in names):
-                    row.rewritten += (self.current,)
-
-            for name, way in row.ways.items():
-                self.current = name
-                if name not in ("Splicora", "cp"):
-                    self.with_output(way, look)
+            with self.output() as out:
+                row.ways["Splicora"](out)
+                out.rename(kept)
+                out.mkdir()
+            for name in row.ways.keys() - {"Splicora", "cp"}:
+                with self.output() as out:
+                    row.ways[name](out)
+                    if not same_samples(out, kept):
+                        row.rewritten.add(name)
+                    if name == "floor" and not same_files(out, kept):
+                        sys.exit(f"{row.title}: the floor does not write what the program writes")
             shutil.rmtree(kept)
-            if "floor" in row.rewritten:
-                sys.exit(f"{row.title}: the floor does not write what the program writes")
 
     def run_round(self, start_repeats):
         for row in self.all_rows():
             for name, way in row.ways.items():
-                row.runs[name].append(self.with_output(way))
-        empty = self.program("bench_emptywindow")
-        starts = run_starts({"Splicora": self.program("bench_start"), "empty window": empty,
-                             "window with a word": f"{empty} word"}, start_repeats, self.work)
+                with self.output() as out:
+                    row.runs[name].append(way(out))
+        starts = run_starts(self.start_row.ways, start_repeats, self.work)
         for name, run in starts.items():
             self.start_row.runs[name].append(run)
 
@@ -367,7 +379,8 @@ class Bench:
         return self.full_row(kind).peak()
 
     def report(self):
-        lines = ["## Conversions", "",
+        lines = ["## Conversions and start", "",
+                 "Splicora and the floor: the conversion alone. The others: the whole program.", "",
                  "| Work | Way | CPU s | Wall s | Splicora's CPU beside it |",
                  "|---|---|---:|---:|---:|"]
         for row in (*self.rows, self.start_row):
@@ -383,7 +396,8 @@ class Bench:
                 lines.append(f"| {row.title} | {name} | {row.cpu(name) * 1e3:.1f} "
                              f"| {row.wall(name) * 1e3:.1f} | {row.cpu(name) / count * 1e6:.1f} |")
         lines += ["", "## Growth", "",
-                  "| Work | CPU s | Beside the first | Peak above idle, MiB |", "|---|---:|---:|---:|"]
+                  "| Work | CPU s | Beside the first | Peak above idle, MiB |",
+                  "|---|---:|---:|---:|"]
         for kind in ("split", "combine"):
             by_length = [row for row in self.growth_rows if row.title.startswith(kind)]
             by_channels = [row for row in self.rows
@@ -401,8 +415,13 @@ class Bench:
 
 def machine_facts(args):
     def first_line(command):
+        if not shutil.which(command[0]):
+            return "(version unknown)"
         return subprocess.run(command, capture_output=True, text=True,
                               check=False).stdout.split("\n")[0]
+
+    def version(package):
+        return first_line(["dpkg-query", "-W", "-f=${Version}", package])
 
     cpu = next((line.split(":")[1].strip() for line in Path("/proc/cpuinfo").open()
                 if line.startswith("model name")), platform.machine())
@@ -410,10 +429,10 @@ def machine_facts(args):
     release = platform.freedesktop_os_release().get("PRETTY_NAME", platform.system())
     return [f"- {cpu}, {os.cpu_count()} processors, {memory} MiB of memory",
             f"- {release}, Linux {platform.release()}",
-            f"- {first_line(['c++', '--version'])}; Qt {first_line(['qmake6', '-query', 'QT_VERSION'])}",
-            f"- {first_line(['ffmpeg', '-version'])}",
-            f"- {first_line(['sox', '--version'])}; "
-            f"sndfile-programs {first_line(['dpkg-query', '-W', '-f=${Version}', 'sndfile-programs'])}",
+            f"- {first_line(['c++', '--version'])}",
+            f"- Qt {first_line(['qmake6', '-query', 'QT_VERSION'])}",
+            f"- FFmpeg {version('ffmpeg')}, SoX {version('sox')}, "
+            f"sndfile-programs {version('sndfile-programs')}",
             f"- load of the machine before the rounds: {os.getloadavg()[0]:.2f}",
             f"- {args.rounds} rounds, {args.mib} MiB of samples a conversion, "
             f"in {'memory' if args.in_memory else 'a directory that is NOT memory-backed'}"]

@@ -5,6 +5,7 @@
 # Measures the program beside what people would use instead:
 #     bench/run.sh [--quick] [--rounds N]
 # --quick takes small files and one round, to see that everything runs. Tables: build/bench/.
+# shellcheck disable=SC2015,SC2086 # tests in a row, lists of words
 set -eu
 
 rounds=7
@@ -33,7 +34,7 @@ done
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 packages="cmake ninja-build g++ qt6-base-dev libgl1-mesa-dev libbenchmark-dev hyperfine
-          sox ffmpeg sndfile-programs python3"
+          fonts-dejavu-core sox ffmpeg sndfile-programs python3"
 
 missing_packages() {
     for package in $packages; do
@@ -69,7 +70,8 @@ choose_work() {
         [ "$(stat -f -c %T "$place")" = tmpfs ] || continue
         [ "$(df -Pk "$place" | awk 'NR == 2 { print $4 }')" -ge "$need_kib" ] || continue
         # Files in memory take memory away from the programs.
-        [ "$(awk '/^MemAvailable/ { print $2 }' /proc/meminfo)" -ge "$((need_kib * 5 / 4))" ] || continue
+        available_kib=$(awk '/^MemAvailable/ { print $2 }' /proc/meminfo)
+        [ "$available_kib" -ge "$((need_kib * 5 / 4))" ] || continue
         work=$(mktemp -d "$place/splicora-bench.XXXXXX")
         in_memory=--in-memory
         return
@@ -88,7 +90,6 @@ trap 'rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT TERM
 echo "The material is in $work."
 export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8
-# shellcheck disable=SC2086 # lists of words
 python3 "$root/bench/bench.py" --programs "$root/build/bench/release/bench" --work "$work" \
     --results "$root/build/bench" --rounds "$rounds" --mib "$mib" --starts "$starts" \
     --listing $listing $in_memory
