@@ -8,27 +8,14 @@
 # coverage and the findings of each; exits with 1 if there is a finding.
 set -eu
 cd "$(dirname "$0")/.."
+. tools/packages.sh
 
 seconds=${1:?usage: fuzz/run.sh SECONDS [TARGET...]}
 shift
 [ $# -gt 0 ] || set -- fuzz_header fuzz_chunks fuzz_split fuzz_combine fuzz_plaintobwf
 
-packages="clang libclang-rt-14-dev llvm cmake ninja-build qt6-base-dev libgl-dev sox ffmpeg"
-missing=
-for package in $packages; do
-    dpkg -s "$package" >/dev/null 2>&1 || missing="$missing $package"
-done
-if [ -n "$missing" ]; then
-    if ! command -v apt-get >/dev/null; then
-        echo "Install these packages of Debian 12, or what your system has for them:$missing" >&2
-        exit 1
-    fi
-    as_root=
-    [ "$(id -u)" -eq 0 ] || as_root=sudo
-    echo "Installing$missing"
-    $as_root apt-get -o DPkg::Lock::Timeout=600 update -q
-    $as_root apt-get -o DPkg::Lock::Timeout=600 install -y --no-install-recommends $missing
-fi
+# shellcheck disable=SC2086 # one word a package
+need_packages $build_packages clang ffmpeg libclang-rt-14-dev libgl-dev llvm sox
 
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target makeseeds "$@"

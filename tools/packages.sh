@@ -30,8 +30,8 @@ need_packages() {
         fi
     fi
     echo "Installing:$missing"
-    $as_root apt-get update -qq
+    $as_root apt-get -o DPkg::Lock::Timeout=600 update -qq
     # shellcheck disable=SC2086 # one word a package
     $as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends $missing >/dev/null
+        apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends $missing >/dev/null
 }
