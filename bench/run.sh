@@ -33,34 +33,7 @@ while [ $# -gt 0 ]; do
 done
 
 root=$(cd "$(dirname "$0")/.." && pwd)
-packages="cmake ninja-build g++ qt6-base-dev libgl1-mesa-dev libbenchmark-dev hyperfine
-          fonts-dejavu-core sox ffmpeg sndfile-programs python3"
-
-missing_packages() {
-    for package in $packages; do
-        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' \
-            || echo "$package"
-    done
-}
-
-install_missing() {
-    if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-        for tool in cmake ninja c++ hyperfine sox ffmpeg sndfile-deinterleave python3; do
-            command -v "$tool" >/dev/null && continue
-            echo "No $tool here, and no apt-get to install it. Needed (names of Debian):" >&2
-            echo $packages >&2
-            exit 1
-        done
-        return
-    fi
-    missing=$(missing_packages)
-    [ -n "$missing" ] || return 0
-    as_root=
-    [ "$(id -u)" -eq 0 ] || as_root=sudo
-    echo "Installing with apt-get:" $missing
-    $as_root apt-get update
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing
-}
+. "$root/tools/packages.sh"
 
 # A directory with room for the sources, eleven times the samples of one, and the outputs.
 choose_work() {
@@ -81,7 +54,9 @@ choose_work() {
     echo "No memory-backed directory has $((need_kib / 1024)) MiB of room: the disk takes part." >&2
 }
 
-install_missing
+# shellcheck disable=SC2086 # one word a package
+need_packages $build_packages ffmpeg fonts-dejavu-core hyperfine libbenchmark-dev libgl1-mesa-dev \
+    python3 sndfile-programs sox
 cmake --preset release -S "$root" -B "$root/build/bench/release" -DSPLICORA_BUILD_BENCH=ON
 cmake --build "$root/build/bench/release"
 

@@ -2,21 +2,14 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
-# Builds the Debian package and checks it and the files of this folder; any warning fails. As root
-# it installs the tools that are missing.
+# Builds the Debian package and checks it and the files of this folder; any warning fails.
 set -eu
 cd "$(dirname "$0")/.."
 
-missing=
-for pair in desktop-file-validate:desktop-file-utils appstreamcli:appstream mandoc:mandoc \
-    man:man-db lintian:lintian dpkg-shlibdeps:dpkg-dev; do
-    command -v "${pair%%:*}" >/dev/null || missing="$missing ${pair#*:}"
-done
-if [ -n "$missing" ]; then
-    apt-get update -q
-    # shellcheck disable=SC2086
-    DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends $missing
-fi
+. tools/packages.sh
+
+# shellcheck disable=SC2086 # one word a package
+need_packages $build_packages appstream desktop-file-utils dpkg-dev lintian man-db mandoc
 
 step() {
     echo "== $*"
