@@ -4,7 +4,9 @@
 # Sourced by the scripts of this repository: what they need from Debian, and how to get it.
 
 build_packages="build-essential cmake ninja-build qt6-base-dev"
-test_packages="at-spi2-core dbus ffmpeg fonts-dejavu-core libimage-exiftool-perl openbox python3 python3-pyatspi sndfile-programs sox wavpack xauth xvfb"
+test_packages="alsa-utils at-spi2-core dbus ffmpeg fonts-dejavu-core imagemagick
+    libimage-exiftool-perl openbox python3 python3-pyatspi sndfile-programs sox wavpack xauth xdotool
+    xvfb"
 
 # need_packages NAME...: installs those that are missing and says which. On a system without
 # Debian's package tools it names them all and ends the script.

@@ -52,10 +52,14 @@ class ProgramTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.process = subprocess.Popen([self.program], env={**os.environ, "HOME": folder.name})
+        self.process = subprocess.Popen([self.program], env={**os.environ, **self.environment()})
         self.addCleanup(self.end_program)
         self.window = wait_for("window", self.find_window)
         wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
+
+    def environment(self):
+        """What the program finds there beside the environment of the test."""
+        return {}
 
     def end_program(self):
         if self.process.poll() is None:

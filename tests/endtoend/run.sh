@@ -1,0 +1,34 @@
+#!/bin/sh
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+#
+# Installs the program out of a build directory into a folder of its own and uses it there with
+# keyboard and mouse: run.sh BUILD [TEST...]
+# Screenshots of failures end up below the build directory.
+set -eu
+here=$(dirname "$(realpath "$0")")
+build=$(realpath "$1")
+shift
+
+missing=
+need() { # need PACKAGE TEST...
+    package=$1
+    shift
+    "$@" >/dev/null 2>&1 || missing="$missing $package"
+}
+need alsa-utils test -e /usr/share/sounds/alsa/Front_Left.wav
+need imagemagick command -v import
+need sox command -v sox
+need xdotool command -v xdotool
+[ -z "$missing" ] || { echo "Please install these packages:$missing" >&2; exit 1; }
+
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+cmake --install "$build" --prefix "$prefix" >/dev/null
+[ -e "$prefix/bin/splicora" ] || install -D "$build/app/splicora" "$prefix/bin/splicora"
+
+# Of all openers that the toolkit knows, the first xdg-open in PATH comes first.
+export PATH="$here/bin:$PATH"
+unset BROWSER DEFAULT_BROWSER XDG_CURRENT_DESKTOP QT_QPA_PLATFORMTHEME
+"$here/../display/run.sh" "$here/test_endtoend.py" \
+    "$prefix/bin/splicora" "$build/tests/endtoend/screenshots" "$@"

@@ -1,0 +1,453 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""Uses the installed program with keyboard and mouse: test_endtoend.py PROGRAM SCREENSHOTS"""
+
+import hashlib
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import unittest
+
+import pyatspi
+
+from programtest import (BUTTON, CHECK, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
+                         wait_for)
+
+PROJECT = pathlib.Path(__file__).parents[2]
+VOICES = pathlib.Path("/usr/share/sounds/alsa")
+SPOKEN = ["Front_Left", "Front_Right", "Rear_Left", "Rear_Right"]
+
+LONG_TAKE_BYTES = 1_800_000_000  # of samples: seconds of work, and no size turns negative
+
+
+def run(*command):
+    return subprocess.run([str(word) for word in command], check=True, capture_output=True).stdout
+
+
+def xdotool(*words):
+    return run("xdotool", *words)
+
+
+def samples(path, *effects):
+    """The sample bytes as SoX reads them, after the effects."""
+    return run("sox", "-D", path, "-t", "raw", "-", *effects)
+
+
+def digest(path):
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "sha256").hexdigest()
+
+
+def write_long_take(path, channels, data_size):
+    """Silence of eight bits that takes no room on the disk."""
+    fmt = struct.pack("<HHIIHH", 1, channels, 48000, 48000 * channels, channels, 8)
+    header = struct.pack("<4sI8sI16s4sI", b"RIFF", 36 + data_size, b"WAVEfmt ", 16, fmt,
+                         b"data", data_size)
+    with open(path, "wb") as file:
+        file.write(header)
+        file.truncate(len(header) + data_size)
+
+
+def middle(node):
+    """The middle of a control on the screen, once it is to be seen there."""
+    def on_screen():
+        if not has(node, pyatspi.STATE_SHOWING):
+            return None
+        box = node.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        if box.width <= 0 or box.height <= 0:
+            return None
+        return box.x + box.width // 2, box.y + box.height // 2
+    return wait_for(f"{node.name!r} on the screen", on_screen)
+
+
+def click(node):
+    wait_for(f"enabled {node.name!r}", lambda: has(node, pyatspi.STATE_ENABLED))
+    xdotool("mousemove", *middle(node), "click", 1)
+
+
+def double_click(node):
+    xdotool("mousemove", *middle(node), "click", "--repeat", 2, "--delay", 20, 1)
+
+
+class EndToEndTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.takes = self.folder / "takes"
+        self.takes.mkdir()
+        self.out = self.folder / "out"
+        self.out.mkdir()
+
+    def environment(self):
+        return {"HOME": str(self.folder), "OPENED": str(self.folder / "opened")}
+
+    # The files
+
+    def make_poly(self, name, *voices):
+        path = self.takes / name
+        run("sox", "-M", *[VOICES / f"{voice}.wav" for voice in voices], "-t", "wavpcm", path)
+        return path
+
+    def make_mono(self, name, voice):
+        """Mono files of one length."""
+        path = self.takes / name
+        run("sox", VOICES / f"{voice}.wav", "-t", "wavpcm", path, "trim", 0, 1)
+        return path
+
+    def assert_channels(self, source, written):
+        """Each file written has the samples of one channel: {name: channel}"""
+        self.assert_written(written)
+        for name, channel in written.items():
+            self.assertEqual(samples(self.out / name), samples(source, "remix", channel), name)
+
+    def assert_written(self, names):
+        self.assertEqual(sorted(path.name for path in self.out.iterdir()), sorted(names))
+
+    def opened(self):
+        try:
+            return (self.folder / "opened").read_text().splitlines()
+        except FileNotFoundError:
+            return []
+
+    def wait_for_opened(self, *folders):
+        expected = [f"file:///{folder}" for folder in folders]
+        wait_for("opened folder", lambda: len(self.opened()) >= len(expected))
+        self.assertEqual(self.opened(), expected)
+
+    # The windows
+
+    def dialog(self, what, role=pyatspi.ROLE_ALERT):
+        """The dialog in front."""
+        return wait_for(what, lambda: next(
+            w for w in self.application()
+            if w.getRole() == role and has(w, pyatspi.STATE_ACTIVE)))
+
+    def wait_until_alone(self):
+        """No other window of the program is left, and it has the keyboard again."""
+        wait_for("return to the window",
+                 lambda: len(self.application()) == 1 and has(self.window, pyatspi.STATE_ACTIVE))
+
+    def answer(self, text, button):
+        """Answers the question in front with the mouse."""
+        box = self.dialog(f"question {text!r}")
+        self.control(pyatspi.ROLE_LABEL, text, box)
+        click(self.control(BUTTON, button, box))
+
+    def answer_overwriting(self, text, button):
+        self.answer(text, button)
+        wait_for("answered question", lambda: not any(
+            self.find(pyatspi.ROLE_LABEL, text, w) for w in self.application()))
+
+    def choose_poly_to_mono(self):
+        combo = self.function_combo()
+        click(combo)
+        choices = wait_for("list of functions", lambda: next(
+            n for n in descendants(combo)
+            if n.getRole() == pyatspi.ROLE_LIST and has(n, pyatspi.STATE_SHOWING)))
+        click(self.control(pyatspi.ROLE_LIST_ITEM, "Poly to Mono", choices))
+        wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
+        wait_for("end of the list", lambda: not has(choices, pyatspi.STATE_SHOWING))
+
+    def type_into(self, name, text):
+        field = self.control(TEXT, name)
+        click(field)
+        wait_for(f"focused {name!r}", lambda: has(field, pyatspi.STATE_FOCUSED))
+        xdotool("type", text)
+        wait_for(f"text {text!r}", lambda: field.queryText().getText(0, -1) == str(text))
+
+    def list_takes(self):
+        self.type_into("Current Dir:", self.takes)
+        xdotool("key", "Return")
+
+    def row(self, table, name):
+        return self.control(pyatspi.ROLE_TABLE_CELL, name, self.control(TABLE, table))
+
+    def select_row(self, table, name):
+        row = self.row(table, name)
+        click(row)
+        wait_for(f"selected {name!r}", lambda: has(row, pyatspi.STATE_SELECTED))
+        return row
+
+    def names(self, table):
+        return [row[0] for row in self.cells(table)]
+
+    def wait_for_rows(self, table, *names):
+        wait_for(f"{names} in {table!r}", lambda: self.names(table) == list(names))
+
+    def press(self, name):
+        click(self.control(BUTTON, name))
+
+    def choose_from_menu(self, menu, entry):
+        title = next(n for n in descendants(self.window)
+                     if n.getRole() == pyatspi.ROLE_MENU_ITEM and n.name == menu)
+        click(title)
+        popup = wait_for(f"menu {menu!r}", lambda: next(
+            n for n in title
+            if n.getRole() == pyatspi.ROLE_POPUP_MENU and has(n, pyatspi.STATE_SHOWING)))
+        click(self.control(pyatspi.ROLE_MENU_ITEM, entry, popup))
+
+    def quit(self):
+        self.choose_from_menu("File", "Quit")
+        self.assertEqual(self.process.wait(PATIENCE), 0)
+
+    def progress_of(self, name):
+        """The progress dialog of a file, when samples are being written to it."""
+        dialog = self.dialog(f"progress of {name!r}", pyatspi.ROLE_DIALOG)
+        self.control(pyatspi.ROLE_LABEL, f"Converting...\n{name}", dialog)
+        bar = wait_for("progress bar", lambda: next(
+            n for n in dialog if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
+        wait_for("progress", lambda: bar.queryValue().currentValue > 1_000_000)
+        self.assertGreater((self.out / name).stat().st_size, 0)
+        return dialog
+
+    def assert_window_answers(self):
+        """A click reaches the window: no box stands before it."""
+        self.press("Remove All")
+        self.wait_for_rows("Source File")
+
+    def test_a_take_is_split_from_one_chosen_folder_into_another(self):
+        take = self.make_poly("take.wav", *SPOKEN)
+        before = digest(take)
+
+        self.press("Browse... Current Dir")
+        chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
+        self.assertEqual(chooser.name, "Choose directory.")
+        folder = self.control(pyatspi.ROLE_TABLE_CELL, "takes", chooser)
+        click(folder)
+        wait_for("selected folder", lambda: has(folder, pyatspi.STATE_SELECTED))
+        click(self.control(BUTTON, "Choose", chooser))
+        # There is no mono file in this folder.
+        self.answer("Can not find any mono files.", "OK")
+        self.wait_until_alone()
+        self.assertEqual(self.control(TEXT, "Current Dir:").queryText().getText(0, -1),
+                         str(self.takes))
+
+        self.press("Browse... Output to")
+        chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
+        field = self.control(TEXT, "Directory:", chooser)
+        wait_for("focused field", lambda: has(field, pyatspi.STATE_FOCUSED))
+        xdotool("type", self.out)
+        wait_for("typed path", lambda: field.queryText().getText(0, -1) == str(self.out))
+        xdotool("key", "Return")
+        self.wait_until_alone()
+        self.assertEqual(self.control(TEXT, "Output to:").queryText().getText(0, -1),
+                         str(self.out))
+
+        self.choose_poly_to_mono()
+        self.wait_for_rows("File List", "take.wav")
+        double_click(self.row("File List", "take.wav"))
+        self.wait_for_rows("Source File", "take.wav")
+        self.select_row("Source File", "take.wav")
+        for channel in range(1, 5):
+            check = self.control(CHECK, f"Channel {channel}")
+            wait_for("channel of the take", lambda: has(check, pyatspi.STATE_CHECKED))
+        third = self.control(CHECK, "Channel 3")
+        click(third)
+        wait_for("channel switched off", lambda: not has(third, pyatspi.STATE_CHECKED))
+
+        self.press("Convert")
+        self.wait_for_opened(self.out)
+        self.wait_until_alone()
+        self.quit()
+        self.assert_channels(take, {"take_01.wav": 1, "take_02.wav": 2, "take_04.wav": 4})
+        self.assertEqual(digest(take), before)
+
+    def test_a_cancelled_chooser_changes_nothing(self):
+        self.type_into("Current Dir:", self.takes)
+        self.press("Browse... Current Dir")
+        chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
+        click(self.control(BUTTON, "Cancel", chooser))
+        self.wait_until_alone()
+        self.press("Browse... Output to")
+        self.dialog("chooser", pyatspi.ROLE_DIALOG)
+        xdotool("key", "Escape")
+        self.wait_until_alone()
+        self.assertEqual(self.control(TEXT, "Current Dir:").queryText().getText(0, -1),
+                         str(self.takes))
+        self.assertEqual(self.control(TEXT, "Output to:").queryText().getText(0, -1), "")
+        self.quit()
+
+    def test_files_are_combined_in_the_order_in_which_return_added_them(self):
+        first = self.make_mono("song_01.wav", "Front_Left")
+        second = self.make_mono("song_02.wav", "Front_Right")
+        before = digest(first), digest(second)
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "song_01.wav", "song_02.wav")
+        self.select_row("File List", "song_02.wav")
+        xdotool("key", "Return")
+        self.wait_for_rows("Source File", "song_02.wav")
+        self.select_row("File List", "song_01.wav")
+        xdotool("key", "KP_Enter")
+        self.wait_for_rows("Source File", "song_02.wav", "song_01.wav")
+
+        self.press("Convert")
+        self.wait_for_opened(self.out)
+        self.wait_until_alone()
+        self.quit()
+        self.assert_written(["song_combined.wav"])
+        combined = self.out / "song_combined.wav"
+        self.assertEqual(samples(combined, "remix", 1), samples(second))
+        self.assertEqual(samples(combined, "remix", 2), samples(first))
+        self.assertEqual((digest(first), digest(second)), before)
+
+    def test_delete_takes_files_out_of_the_sources(self):
+        for number, voice in enumerate(SPOKEN[:3], 1):
+            self.make_mono(f"song_0{number}.wav", voice)
+        self.list_takes()
+        self.wait_for_rows("File List", "song_01.wav", "song_02.wav", "song_03.wav")
+        self.press("Add All")
+        self.wait_for_rows("Source File", "song_01.wav", "song_02.wav", "song_03.wav")
+        self.select_row("Source File", "song_02.wav")
+        xdotool("key", "Delete")
+        self.wait_for_rows("Source File", "song_01.wav", "song_03.wav")
+
+        self.press("Convert")  # without an output directory
+        self.answer("Output directory does not exist.\n"
+                    "The converted files will appear in the same directory as the originals.\n\n"
+                    "Click Yes to proceed.", "Yes")
+        self.wait_for_opened(self.takes)
+        self.wait_until_alone()
+        self.quit()
+        combined = self.takes / "song_combined.wav"
+        self.assertEqual(samples(combined, "remix", 1), samples(self.takes / "song_01.wav"))
+        self.assertEqual(samples(combined, "remix", 2), samples(self.takes / "song_03.wav"))
+        self.assert_written([])
+
+    def test_a_split_asks_before_it_overwrites(self):
+        take = self.make_poly("take.wav", *SPOKEN[:3])
+        kept = VOICES / "Noise.wav"
+        shutil.copy(kept, self.out / "take_02.wav")
+        question = "Output file already exists.\n{}\n\nDo you want to overwrite?"
+        self.choose_poly_to_mono()
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "take.wav")
+        self.press("Add All")
+        self.wait_for_rows("Source File", "take.wav")
+
+        self.press("Convert")
+        self.answer(question.format("take_02.wav"), "Cancel")
+        self.wait_until_alone()
+        self.assert_written(["take_01.wav", "take_02.wav"])
+        self.assertEqual(samples(self.out / "take_01.wav"), samples(take, "remix", 1))
+        self.assertEqual(digest(self.out / "take_02.wav"), digest(kept))
+
+        self.press("Convert")
+        self.answer_overwriting(question.format("take_01.wav"), "Yes")
+        self.answer_overwriting(question.format("take_02.wav"), "Yes")
+        self.wait_for_opened(self.out)  # once: nothing was opened after Cancel
+        self.wait_until_alone()
+        self.quit()
+        self.assert_channels(take, {f"take_0{n}.wav": n for n in range(1, 4)})
+
+    def test_a_combine_asks_before_it_overwrites(self):
+        first = self.make_mono("song_01.wav", "Front_Left")
+        second = self.make_mono("song_02.wav", "Front_Right")
+        kept = VOICES / "Noise.wav"
+        combined = self.out / "song_combined.wav"
+        shutil.copy(kept, combined)
+        question = "Output file already exists.\n\nsong_combined.wav\n\nDo you want to overwrite?"
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "song_01.wav", "song_02.wav")
+        self.press("Add All")
+        self.wait_for_rows("Source File", "song_01.wav", "song_02.wav")
+
+        self.press("Convert")
+        self.answer(question, "Cancel")
+        self.wait_until_alone()
+        self.assertEqual(digest(combined), digest(kept))
+
+        self.press("Convert")
+        self.answer(question, "Yes")
+        self.wait_for_opened(self.out)  # once: nothing was opened after Cancel
+        self.wait_until_alone()
+        self.quit()
+        self.assert_written(["song_combined.wav"])
+        self.assertEqual(samples(combined), run("sox", "-D", "-M", first, second, "-t", "raw", "-"))
+
+    def test_a_long_split_is_cancelled(self):
+        take = self.make_poly("a_take.wav", *SPOKEN[:2])
+        write_long_take(self.takes / "long.wav", 2, LONG_TAKE_BYTES)
+        self.choose_poly_to_mono()
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "a_take.wav", "long.wav")
+        self.press("Add All")
+        self.wait_for_rows("Source File", "a_take.wav", "long.wav")
+
+        self.press("Convert")
+        click(self.control(BUTTON, "Cancel", self.progress_of("long_01.wav")))
+        self.wait_until_alone()
+        self.assert_channels(take, {"a_take_01.wav": 1, "a_take_02.wav": 2})
+        self.assert_window_answers()
+        self.quit()
+        self.assertEqual(self.opened(), [])
+
+    def test_a_long_combine_is_cancelled(self):
+        self.make_mono("song_01.wav", "Front_Left")
+        self.make_mono("song_02.wav", "Front_Right")
+        for number in range(1, 3):
+            write_long_take(self.takes / f"long_0{number}.wav", 1, LONG_TAKE_BYTES // 2)
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "long_01.wav", "long_02.wav", "song_01.wav", "song_02.wav")
+        for name in ("song_01.wav", "song_02.wav"):
+            double_click(self.row("File List", name))
+            wait_for("source", lambda: name in self.names("Source File"))
+        self.press("Convert")
+        self.wait_for_opened(self.out)
+        self.wait_until_alone()
+        finished = digest(self.out / "song_combined.wav")
+
+        self.press("Remove All")
+        self.wait_for_rows("Source File")
+        for name in ("long_01.wav", "long_02.wav"):
+            double_click(self.row("File List", name))
+            wait_for("source", lambda: name in self.names("Source File"))
+        self.press("Convert")
+        click(self.control(BUTTON, "Cancel", self.progress_of("long_combined.wav")))
+        self.wait_until_alone()
+        self.assert_written(["song_combined.wav"])
+        self.assertEqual(digest(self.out / "song_combined.wav"), finished)
+        self.assert_window_answers()
+        self.quit()
+        self.assertEqual(self.opened(), [f"file:///{self.out}"])
+
+    def test_the_about_box_tells_version_and_maker(self):
+        self.choose_from_menu("About", "About")
+        self.answer("Splicora - Ver.1.00 Build 137085\n\n"
+                    "Copyright (C) 2026 VELMAR\nAll rights reserved.", "OK")
+        self.wait_until_alone()
+        self.quit()
+
+
+class PhotographingResult(unittest.TextTestResult):
+    """Keeps the screen of a failure while it is still to be seen."""
+
+    screenshots = None
+
+    def addFailure(self, test, err):
+        self.photograph(test)
+        super().addFailure(test, err)
+
+    def addError(self, test, err):
+        self.photograph(test)
+        super().addError(test, err)
+
+    def photograph(self, test):
+        self.screenshots.mkdir(parents=True, exist_ok=True)
+        picture = self.screenshots / f"{test.id().rpartition('.')[2]}.png"
+        run("import", "-window", "root", picture)
+        self.stream.writeln(f"screenshot: {os.path.relpath(picture, PROJECT)}")
+
+
+if __name__ == "__main__":
+    EndToEndTest.program = sys.argv.pop(1)
+    PhotographingResult.screenshots = pathlib.Path(sys.argv.pop(1))
+    shutil.rmtree(PhotographingResult.screenshots, ignore_errors=True)
+    unittest.main(testRunner=unittest.TextTestRunner(resultclass=PhotographingResult, verbosity=2))
