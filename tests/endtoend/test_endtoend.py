@@ -442,7 +442,7 @@ class PhotographingResult(unittest.TextTestResult):
     def photograph(self, test):
         self.screenshots.mkdir(parents=True, exist_ok=True)
         picture = self.screenshots / f"{test.id().rpartition('.')[2]}.png"
-        run("import", "-window", "root", picture)
+        subprocess.run(["import", "-window", "root", str(picture)], check=False)
         self.stream.writeln(f"screenshot: {os.path.relpath(picture, PROJECT)}")
 
 
