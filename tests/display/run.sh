@@ -8,19 +8,15 @@
 set -eu
 here=$(dirname "$(realpath "$0")")
 
-missing=
-need() { # need PACKAGE TEST...
-    package=$1
-    shift
-    "$@" >/dev/null 2>&1 || missing="$missing $package"
-}
+# shellcheck source=tests/display/tools.sh
+. "$here/tools.sh"
 need at-spi2-core test -e /usr/share/dbus-1/services/org.a11y.Bus.service
 need dbus command -v dbus-run-session
 need openbox command -v openbox
 need python3-pyatspi /usr/bin/python3 -c 'import pyatspi'
 need xauth command -v xauth
 need xvfb command -v xvfb-run
-[ -z "$missing" ] || { echo "Please install these packages:$missing" >&2; exit 1; }
+end_if_missing
 
 XDG_RUNTIME_DIR=$(mktemp -d)
 HOME=$XDG_RUNTIME_DIR

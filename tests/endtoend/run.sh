@@ -10,17 +10,13 @@ here=$(dirname "$(realpath "$0")")
 build=$(realpath "$1")
 shift
 
-missing=
-need() { # need PACKAGE TEST...
-    package=$1
-    shift
-    "$@" >/dev/null 2>&1 || missing="$missing $package"
-}
+# shellcheck source=tests/display/tools.sh
+. "$here/../display/tools.sh"
 need alsa-utils test -e /usr/share/sounds/alsa/Front_Left.wav
 need imagemagick command -v import
 need sox command -v sox
 need xdotool command -v xdotool
-[ -z "$missing" ] || { echo "Please install these packages:$missing" >&2; exit 1; }
+end_if_missing
 
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
