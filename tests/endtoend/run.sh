@@ -21,7 +21,6 @@ end_if_missing
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build" --prefix "$prefix" >/dev/null
-[ -e "$prefix/bin/splicora" ] || install -D "$build/app/splicora" "$prefix/bin/splicora"
 
 # Of all openers that the toolkit knows, the first xdg-open in PATH comes first.
 export PATH="$here/bin:$PATH"
