@@ -49,7 +49,7 @@ QMap<QString, QByteArray> builtFiles()
         {u"no-align"_s, wavBytes({fmtChunk({.blockAlign = 0}), dataChunk(sampleBytes(8))})},
         {u"no-channel"_s, wavBytes({fmtChunk({.channels = 0}), dataChunk(sampleBytes(8))})},
         {u"wide-samples"_s, wavBytes({fmtChunk({.channels = 2, .bits = 65528, .blockAlign = 1}),
-                                      dataChunk(sampleBytes(40))})},
+                                      dataChunk(sampleBytes(90))})},
         {u"one-id"_s, "RIFF"},
     };
 }
