@@ -1,0 +1,76 @@
+#!/bin/sh
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+#
+# tools/valgrind.sh [TEST...]: runs all tests, or each TEST, under valgrind's memcheck and fails on
+# any error, such as an uninitialised byte in a write to a file. Leaks are the business of the asan
+# preset. Takes a long time; the random cases are cut down to those of two channels.
+set -eu
+cd "$(dirname "$0")/.."
+
+packages="valgrind cmake ninja-build g++ qt6-base-dev libgl-dev"
+missing=
+for package in $packages; do
+    dpkg -s "$package" >/dev/null 2>&1 || missing="$missing $package"
+done
+if [ -n "$missing" ]; then
+    if ! command -v apt-get >/dev/null; then
+        echo "Install these packages of Debian 12, or what your system has for them:$missing" >&2
+        exit 1
+    fi
+    as_root=
+    [ "$(id -u)" -eq 0 ] || as_root=sudo
+    echo "Installing$missing"
+    $as_root apt-get -o DPkg::Lock::Timeout=600 update -q
+    $as_root apt-get -o DPkg::Lock::Timeout=600 install -y --no-install-recommends $missing
+fi
+
+cmake --preset dev >/dev/null
+if [ $# -gt 0 ]; then
+    cmake --build --preset dev --target "$@"
+else
+    cmake --build --preset dev
+    set -- $(cd build/dev/tests && find . -maxdepth 1 -type f -name 'tst_*' -perm -u+x -printf '%f\n' |
+        sort)
+fi
+
+QT_QPA_PLATFORM=offscreen
+LC_ALL=C.UTF-8
+QTEST_FUNCTION_TIMEOUT=3600000
+export QT_QPA_PLATFORM LC_ALL QTEST_FUNCTION_TIMEOUT
+
+two_channels() {
+    for function in splitThenCombineGivesBackEverySampleByte secondSplitEqualsTheFirst \
+        combineOrderIsListOrder disabledChannelsWriteNothing otherChunkBodiesComeThroughUnchanged; do
+        for width in 8 16 24 32; do
+            echo "$function:2 channels of $width bits"
+        done
+    done
+}
+
+status=0
+mkdir -p build/valgrind
+for test; do
+    log=build/valgrind/$test.log
+    result=0
+    run() {
+        valgrind --quiet --error-exitcode=99 --leak-check=no --num-callers=30 --log-file="$log" \
+            "build/dev/tests/$test" "$@" >"$log.out" 2>&1 || result=$?
+    }
+    if [ "$test" = tst_properties ]; then
+        old_ifs=$IFS
+        IFS='
+'
+        run $(two_channels)
+        IFS=$old_ifs
+    else
+        run
+    fi
+    errors=$(grep -c '^==[0-9]*== [A-Z]' "$log" || true)
+    echo "$test: exit code $result, $errors errors, $(grep '^Totals' "$log.out" || echo 'no totals')"
+    if [ "$result" -ne 0 ] || [ "$errors" -ne 0 ]; then
+        status=1
+        echo "  see $log and $log.out" >&2
+    fi
+done
+exit $status
