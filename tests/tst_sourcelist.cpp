@@ -820,6 +820,73 @@ private slots:
         QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
         QCOMPARE(desk.enabledButtons(), g_allButtons);
     }
+
+    void aListingWhileARefusalIsShown_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("directory"); // that is listed while the refusal is shown
+        QTest::addColumn<QStringList>("boxes"); // of that listing
+        QTest::addColumn<QStringList>("listed");
+        QTest::addColumn<QStringList>("after"); // the sources
+        const QStringList noDirectory = {u"The directory does not exist."_s};
+        const QStringList noFiles = {u"No wav files found."_s};
+        const QStringList kept = {letterName(0)};
+        for (const QString& command : g_addButtons) {
+            const auto row = [&command](const char* name, const QString& directory,
+                                        const QStringList& boxes, const QStringList& listed,
+                                        const QStringList& after) {
+                QTest::addRow("%s: %s", qPrintable(command), name)
+                    << command << directory << boxes << listed << after;
+            };
+            row("a missing directory leaves nothing to add", u"missing"_s, noDirectory, {}, kept);
+            row("a directory without files leaves nothing to add", u"none"_s, noFiles, {}, kept);
+            row("a directory of one file leaves nothing to add", u"one"_s, {}, {u"x.wav"_s}, {});
+            row("a directory of two files leaves the second", u"two"_s, {},
+                {u"x.wav"_s, u"y.wav"_s}, {u"y.wav"_s});
+            row("the same directory leaves the other files", u"."_s, {}, letterNames({0, 1, 2, 3}),
+                letterNames({1, 2, 3}));
+        }
+    }
+
+    /// The first of four files is a source already, so that its refusal comes before the others.
+    void aListingWhileARefusalIsShown()
+    {
+        QFETCH(const QString, command);
+        QFETCH(const QString, directory);
+        QFETCH(const QStringList, boxes);
+        QFETCH(const QStringList, listed);
+        QFETCH(const QStringList, after);
+        WindowDesk desk;
+        for (const QString& name : {u"none"_s, u"one"_s, u"two"_s})
+            QVERIFY(QDir(desk.dir.path()).mkdir(name));
+        writeLetterFiles(desk, equalFiles(4));
+        for (const QString& name : {u"one/x.wav"_s, u"two/x.wav"_s, u"two/y.wav"_s})
+            desk.write(name, smallWav());
+        desk.list();
+        desk.add({0});
+        selectRows(desk.files, upTo(4));
+        currentDirEdit(&desk.window)->setText(desk.path(directory));
+
+        QStringList boxesOfListing;
+        MessageBoxAnswer refusal(QMessageBox::Ok);
+        refusal.whenSeen([&](QMessageBox*) {
+            const MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+            QVERIFY(QMetaObject::invokeMethod(&desk.window, "showFileList"));
+            boxesOfListing = WindowDesk::texts(answer);
+        });
+        clickButton(&desk.window, command);
+
+        QCOMPARE(WindowDesk::texts(refusal), QStringList{g_isSource});
+        QCOMPARE(boxesOfListing, boxes);
+        QCOMPARE(columnTexts(desk.files, 0), listed);
+        QCOMPARE(desk.sourceNames(), after);
+        const QStringList folders = columnTexts(desk.sources, 4);
+        const QString folder = after == QStringList{letterName(0)}
+                                   ? desk.dir.path()
+                                   : QDir(desk.path(directory)).path();
+        QCOMPARE(folders, QStringList(after.size(), folder));
+        QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+    }
 };
 
 QTEST_MAIN(TestSourceList)
