@@ -17,6 +17,7 @@
 #include <QTest>
 #include <QTimer>
 
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -426,6 +427,8 @@ void TestWavConverter::reportError_data()
     QTest::newRow("data not copied") << 7 << u"Data copy error."_s;
     QTest::newRow("illegal format") << 8 << u"Illegal file format."_s;
     QTest::newRow("restriction") << 9 << u"File restriction."_s;
+    QTest::newRow("code -1 has no reason") << -1 << u""_s;
+    QTest::newRow("the lowest code has no reason") << std::numeric_limits<int>::min() << u""_s;
     QTest::newRow("code 11 has no reason") << 11 << u""_s;
     QTest::newRow("code 1000 has no reason") << 1000 << u""_s;
 }
