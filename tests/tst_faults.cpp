@@ -294,6 +294,10 @@ private slots:
     void outputNameIsADanglingLink();
     void outputNameIsALinkToNowhere_data() { addConversionRows(); }
     void outputNameIsALinkToNowhere();
+    void outputNameIsAPipe_data();
+    void outputNameIsAPipe();
+    void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
+    void outputDirectoryNameIsNoUnicode();
 
     void sourceVanished_data();
     void sourceVanished();
@@ -413,6 +417,63 @@ void TestFaults::outputNameIsALinkToNowhere()
     QCOMPARE(run.result, take.result(ConvertFileOpen));
     QCOMPARE(run.texts(), take.boxes("Can not open file."));
     QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::outputNameIsAPipe_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QMessageBox::StandardButton>("answer");
+    QTest::addColumn<bool>("isLinked");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("%s, to be overwritten", name)
+            << int(conversion) << QMessageBox::Yes << false;
+        QTest::addRow("%s, reached by a link, to be overwritten", name)
+            << int(conversion) << QMessageBox::Yes << true;
+        QTest::addRow("%s, to be kept", name) << int(conversion) << QMessageBox::Cancel << false;
+    }
+}
+
+/// Nobody reads at the other end, for which opening it would wait.
+void TestFaults::outputNameIsAPipe()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const QMessageBox::StandardButton, answer);
+    QFETCH(const bool, isLinked);
+
+    ListedTake take{Conversion(conversion)};
+    const QString pipe = isLinked ? u"pipe"_s : take.outputName();
+    QCOMPARE(::mkfifo(QFile::encodeName(take.path(pipe)).constData(), 0666), 0);
+    if (isLinked)
+        QVERIFY(QFile::link(pipe, take.path(take.outputName())));
+    const auto before = take.everything();
+    const ConversionRun run = take.convert({answer, QMessageBox::Ok});
+    const QStringList asked = {question(take.outputName(), Conversion(conversion))};
+    if (answer == QMessageBox::Yes) {
+        QCOMPARE(run.result, take.result(ConvertFileOpen));
+        QCOMPARE(run.texts(), asked + take.boxes("Can not open file."));
+    } else {
+        QCOMPARE(run.result, take.result(ConvertCancelled));
+        QCOMPARE(run.texts(), asked);
+    }
+    QCOMPARE(take.everything(), before);
+}
+
+/// Half of a surrogate pair has no bytes of its own; the toolkit puts others in its place.
+void TestFaults::outputDirectoryNameIsNoUnicode()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    const QString text = take.path(u"out "_s + QChar(0xD800));
+    const QString directory = QFile::decodeName(QFile::encodeName(text));
+    QVERIFY(directory != text);
+    QVERIFY(QDir().mkdir(directory));
+    QVERIFY(writeFile(directory + u'/' + take.outputName(), "old"));
+
+    const ConversionRun run = take.convert({QMessageBox::Yes}, text);
+    QCOMPARE(run.texts(), QStringList{question(take.outputName(), Conversion(conversion))});
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(everythingIn(directory), take.outputs());
 }
 
 void TestFaults::sourceVanished_data()
