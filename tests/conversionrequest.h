@@ -11,6 +11,8 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QMap>
+#include <QPointer>
+#include <QProgressBar>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -197,6 +199,7 @@ inline void checkRequest(const Request& request, const std::function<int(CWavCon
         QCOMPARE(box.title, QStringLiteral("Splicora"));
         QCOMPARE(box.icon, asks ? QMessageBox::Question : QMessageBox::Warning);
         QCOMPARE(box.buttons, asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok);
+        QCOMPARE(box.hasDefaultButton, !asks); // the toolkit takes a lone Ok for the default
         QCOMPARE(box.parent, prepared.window());
     }
 }
@@ -232,6 +235,46 @@ public:
 
 private:
     QList<SeenProgress> m_seen;
+    QTimer m_timer;
+};
+
+/// The values that a progress dialog showed from its first event on, each change once.
+struct ShownValues
+{
+    QString label;
+    int maximum = 0;
+    QList<int> values;
+
+    bool operator==(const ShownValues& other) const = default;
+};
+
+/// Follows the bar of every progress dialog that a window gets.
+class ValueWatch : public QObject
+{
+public:
+    explicit ValueWatch(const QWidget* window)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this, window] {
+            const auto* dialog = window->findChild<QProgressDialog*>();
+            if (dialog && !m_bar)
+                follow(*dialog);
+        });
+        m_timer.start(0);
+    }
+
+    const QList<ShownValues>& shown() const { return m_shown; }
+
+private:
+    void follow(const QProgressDialog& dialog)
+    {
+        m_shown.append({dialog.labelText(), dialog.maximum(), {}});
+        m_bar = dialog.findChild<QProgressBar*>();
+        connect(m_bar, &QProgressBar::valueChanged, this,
+                [this](int value) { m_shown.last().values.append(value); });
+    }
+
+    QList<ShownValues> m_shown;
+    QPointer<QProgressBar> m_bar;
     QTimer m_timer;
 };
 

@@ -70,6 +70,8 @@ private slots:
     void existingOutputs();
     void cancelIsIgnored();
     void doesNotShowItsProgressAtOnce();
+    void shownValues_data();
+    void shownValues();
 };
 
 void TestPlainToBwf::copies_data()
@@ -406,6 +408,55 @@ void TestPlainToBwf::doesNotShowItsProgressAtOnce()
         {u"Converting...\ntake_bwf.wav"_s, int(g_plain.size()) - 8, false, Qt::WindowModal},
         {u"Converting...\nb_bwf.wav"_s, int(g_plain.size()) - 4 - 8, false, Qt::WindowModal}};
     QVERIFY(watch.seen() == expected);
+}
+
+void TestPlainToBwf::shownValues_data()
+{
+    QTest::addColumn<QByteArrayList>("chunks");
+    QTest::addColumn<qint64>("riffSize"); // that the source claims
+    QTest::addColumn<int>("maximum");
+    QTest::addColumn<QList<int>>("values");
+
+    const QByteArray wide = chunk("JUNK", sampleBytes(4000));
+    const QByteArray data = dataChunk(sampleBytes(1000));
+    const int start = g_riff + g_bext;
+    const int fmtDone = start + 4008 + 24;
+    QTest::newRow("each chunk within the range, then the maximum")
+        << QByteArrayList{wide, g_fmt, data, chunk("note", "four")} << qint64(7000) << 7000
+        << QList<int>{start + 4008, fmtDone, fmtDone + 1008, fmtDone + 1008 + 12, 7000};
+    QTest::newRow("nothing beyond the maximum") << QByteArrayList{wide, g_fmt, data} << qint64(5044)
+                                                << 5044 << QList<int>{start + 4008, fmtDone, 5044};
+    const int bextDone = g_riff + 610;
+    QTest::newRow("a bext of the source counts like any other chunk")
+        << QByteArrayList{chunk("bext", sampleBytes(602)), g_fmt, data} << qint64(5000) << 5000
+        << QList<int>{bextDone, bextDone + 24, bextDone + 24 + 1008, 5000};
+    QTest::newRow("the largest positive range")
+        << QByteArrayList{wide, g_fmt} << qint64(0x7FFFFFFF) << 2147483647
+        << QList<int>{start + 4008, fmtDone, 2147483647};
+    // Without a range the dialog takes every value over.
+    QTest::newRow("2^31 is a negative number, which leaves no range")
+        << QByteArrayList{wide, g_fmt} << qint64(0x80000000) << 0
+        << QList<int>{start + 4008, fmtDone, 0};
+    QTest::newRow("2^32 - 1 is a negative number, which leaves no range")
+        << QByteArrayList{wide, g_fmt} << qint64(0xFFFFFFFF) << 0
+        << QList<int>{start + 4008, fmtDone, 0};
+}
+
+void TestPlainToBwf::shownValues()
+{
+    QFETCH(QByteArrayList, chunks);
+    QFETCH(qint64, riffSize);
+    QFETCH(int, maximum);
+    QFETCH(QList<int>, values);
+    PreparedRequest prepared({.before = {{u"take.wav"_s, wavBytes(chunks, riffSize)}},
+                              .listed = {{u"take.wav"_s, g_plain}}});
+    const ValueWatch watch(prepared.window());
+    prepared.converter().plainToBwf();
+
+    QCOMPARE(watch.shown().size(), 1);
+    QCOMPARE(watch.shown().first().label, u"Converting...\ntake_bwf.wav"_s);
+    QCOMPARE(watch.shown().first().maximum, maximum);
+    QCOMPARE(watch.shown().first().values, values);
 }
 
 QTEST_MAIN(TestPlainToBwf)

@@ -162,7 +162,13 @@ private slots:
     void sourcesAsOutputs();
     void cancels_data();
     void cancels();
+    void cancelWithoutFurtherFramesComesTooLate_data();
+    void cancelWithoutFurtherFramesComesTooLate();
     void showsItsProgressAtOnce();
+    void shownValues_data();
+    void shownValues();
+    void rangesOfLargeRiffSizes_data();
+    void rangesOfLargeRiffSizes();
 };
 
 void TestPolyToMono::sampleFormats_data()
@@ -795,6 +801,48 @@ void TestPolyToMono::cancels()
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
+void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
+{
+    QTest::addColumn<Request>("request");
+    QTest::addColumn<int>("atValue");
+
+    // Chunks that count little and make the range wide.
+    const QByteArray wide = chunk("JUNK", sampleBytes(8000));
+    const QByteArray note = chunk("note", "four");
+    const auto output = [&](const QByteArray& samples) {
+        return datedFile({wide, g_monoFmt, dataChunk(samples), note, note},
+                         g_riff + g_bext + 2 * g_chunk + g_header + samples.size() + 2 * g_chunk);
+    };
+    const int noteDone = g_riff + g_bext + 2 * g_chunk + g_header + 4 + g_chunk;
+    QTest::newRow("before the last of two chunks behind the data")
+        << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note},
+                       output(g_first), output(g_second))
+        << noteDone;
+    QTest::newRow("before the format of a take with data of less than a frame")
+        << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk("Aa"), note, note},
+                       output(QByteArray(2, '\0')), output(QByteArray(2, '\0')))
+        << int(g_riff + g_bext + g_chunk);
+    QTest::newRow("before the format of a take without samples") << chunkedTake(
+        {wide, fmtChunk(g_stereo16), dataChunk({}), note, note}, output({}), output({}))
+                                                                 << int(g_riff + g_bext + g_chunk);
+}
+
+void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate()
+{
+    QFETCH(Request, request);
+    QFETCH(int, atValue);
+
+    PreparedRequest prepared(request);
+    const CancelClicker clicker(
+        [atValue](const QProgressDialog& dialog) { return dialog.value() == atValue; });
+    const ConversionRun run = runAnswered({}, [&] { return prepared.converter().polyToMono(); });
+
+    QVERIFY(clicker.wasClicked());
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, 0);
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
+}
+
 void TestPolyToMono::showsItsProgressAtOnce()
 {
     const Request request = wholeTake(g_stereo16, 1001);
@@ -807,6 +855,97 @@ void TestPolyToMono::showsItsProgressAtOnce()
         {u"Converting...\ntake_01.wav"_s, maximum, true, Qt::WindowModal},
         {u"Converting...\ntake_02.wav"_s, maximum, true, Qt::WindowModal}};
     QVERIFY(watch.seen() == expected);
+}
+
+void TestPolyToMono::shownValues_data()
+{
+    QTest::addColumn<QByteArrayList>("chunks");
+    QTest::addColumn<QList<int>>("values"); // all but the maximum at the end
+
+    const QByteArray fmt = fmtChunk(g_stereo16);
+    const QByteArray wide = chunk("JUNK", sampleBytes(4000));
+    const QByteArray data = dataChunk(sampleBytes(2 * g_blockSize + 8));
+    const int half = g_blockSize / 2; // what a block leaves in one channel
+    const int rest = 4;
+
+    const int start = g_riff + g_bext;
+    const int samples = start + 2 * g_chunk + g_header;
+    QTest::newRow("each chunk, and each block with what lies before it")
+        << QByteArrayList{wide, fmt, data, chunk("note", "four")}
+        << QList<int>{start + int(g_chunk),
+                      samples - int(g_header),
+                      samples,
+                      samples + half,
+                      samples + 2 * half,
+                      samples + 2 * half + rest + int(g_chunk)};
+    QTest::newRow("an odd channel with its pad byte")
+        << QByteArrayList{wide, fmt, dataChunk(sampleBytes(6)), chunk("note", "four")}
+        << QList<int>{start + int(g_chunk), samples - int(g_header), samples,
+                      samples + 3 + 1 + int(g_chunk)};
+    const int own = g_riff + 3 * g_chunk + g_header; // with a bext that is copied
+    QTest::newRow("a bext of the source counts like any other chunk")
+        << QByteArrayList{wide, chunk("bext", sampleBytes(603)), fmt, data}
+        << QList<int>{int(g_riff + g_chunk),
+                      int(g_riff + 2 * g_chunk),
+                      own - int(g_header),
+                      own,
+                      own + half,
+                      own + 2 * half};
+    QTest::newRow("nothing beyond the maximum")
+        << QByteArrayList{fmt, dataChunk(g_frames)} << QList<int>{};
+}
+
+void TestPolyToMono::shownValues()
+{
+    QFETCH(QByteArrayList, chunks);
+    QFETCH(QList<int>, values);
+    const Request request = {.before = {{u"take.wav"_s, wavBytes(chunks)}}};
+    PreparedRequest prepared(request);
+    const ValueWatch watch(prepared.window());
+    QCOMPARE(prepared.converter().polyToMono(), 0);
+
+    const int maximum = (int(request.before[u"take.wav"_s].size()) - 8) / 2;
+    values.append(maximum);
+    QCOMPARE(watch.shown().size(), 2);
+    for (int k = 0; k < 2; ++k) {
+        QCOMPARE(watch.shown()[k].label, u"Converting...\n"_s + outputName(k + 1));
+        QCOMPARE(watch.shown()[k].maximum, maximum);
+        QCOMPARE(watch.shown()[k].values, values);
+    }
+}
+
+void TestPolyToMono::rangesOfLargeRiffSizes_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<quint32>("riffSize");
+    QTest::addColumn<int>("maximum");
+
+    QTest::newRow("2^31 - 1 in two channels") << 2 << 0x7FFFFFFFu << 1073741823;
+    QTest::newRow("2^31 in two channels") << 2 << 0x80000000u << 1073741824;
+    QTest::newRow("2^32 - 1 in two channels") << 2 << 0xFFFFFFFFu << 2147483647;
+    QTest::newRow("2^32 - 1 in three channels") << 3 << 0xFFFFFFFFu << 1431655765;
+    QTest::newRow("2^31 in one channel is a negative number") << 1 << 0x80000000u << 0;
+    QTest::newRow("2^32 - 1 in one channel is a negative number") << 1 << 0xFFFFFFFFu << 0;
+}
+
+void TestPolyToMono::rangesOfLargeRiffSizes()
+{
+    QFETCH(int, channels);
+    QFETCH(quint32, riffSize);
+    QFETCH(int, maximum);
+    const Format format = {.channels = channels};
+    const QByteArrayList samples = channelsOf(format, 10);
+    const QByteArray file =
+        wavBytes({fmtChunk(format), dataChunk(interleaved(samples, 2))}, riffSize);
+    const Request request = {.before = {{u"take.wav"_s, file}},
+                             .outputs = monoFiles(format, samples)};
+    PreparedRequest prepared(request);
+    const ValueWatch watch(prepared.window());
+    QCOMPARE(prepared.converter().polyToMono(), 0);
+    QCOMPARE(watch.shown().size(), channels);
+    for (const ShownValues& shown : watch.shown())
+        QCOMPARE(shown.maximum, maximum);
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 QTEST_MAIN(TestPolyToMono)
