@@ -267,6 +267,8 @@ private slots:
 
     void errorBoxBeforeReturn_data();
     void errorBoxBeforeReturn();
+    void errorBoxBesideProgress_data();
+    void errorBoxBesideProgress();
     void blockAlignZero_data();
     void blockAlignZero();
 };
@@ -893,6 +895,48 @@ void TestWavConverter::errorBoxBeforeReturn()
     QCOMPARE(answer.box().text, g_errorText + reason);
     QCOMPARE(answer.box().icon, QMessageBox::Warning);
     QCOMPARE(answer.box().parent, &parent);
+}
+
+void TestWavConverter::errorBoxBesideProgress_data()
+{
+    QTest::addColumn<Function>("function");
+    QTest::addColumn<bool>("hasProgress"); // while the box is shown
+    QTest::addColumn<QStringList>("names"); // of the files that are there then
+
+    const QString source = u"take_01.wav"_s;
+    QTest::newRow("split, progress and output are gone")
+        << Function::Split << false << QStringList{source};
+    QTest::newRow("combine, progress and output are gone")
+        << Function::Combine << false << QStringList{source};
+    QTest::newRow("BWF, progress and output are still there")
+        << Function::Bwf << true << QStringList{source, u"take_01_bwf.wav"_s};
+}
+
+void TestWavConverter::errorBoxBesideProgress()
+{
+    QFETCH(Function, function);
+    QFETCH(bool, hasProgress);
+    QFETCH(QStringList, names);
+
+    const WorkDirectory work;
+    work.add(u"take_01.wav"_s, sourceBytes(1) + "cut");
+    Sources items;
+    items.add(work.path(u"take_01.wav"_s));
+    QWidget parent;
+    CWavConverter converter(&parent, items.list());
+
+    bool hadProgress = !hasProgress;
+    QStringList namesThen;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    answer.whenSeen([&](QMessageBox*) {
+        hadProgress = parent.findChild<QProgressDialog*>() != nullptr;
+        namesThen = work.names();
+    });
+    run(converter, function);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(answer.box().text, g_errorText + u"Data read error."_s);
+    QCOMPARE(hadProgress, hasProgress);
+    QCOMPARE(namesThen, names);
 }
 
 void TestWavConverter::blockAlignZero_data()
