@@ -9,10 +9,12 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QScopeGuard>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,6 +44,7 @@ QByteArray monoFile(const QByteArray& samples)
     return wavBytes({fmtChunk(g_mono), dataChunk(samples)});
 }
 
+constexpr int g_blockBytes = 524288; // of source data moved at once
 constexpr quint32 g_start = 12 + 866; // what the running size counts of header and `bext`
 
 QByteArray withBext(quint32 runningSize, const QByteArrayList& chunks)
@@ -254,6 +257,23 @@ private:
     QTimer m_timer;
 };
 
+/// Makes every further read of a file fail that this process has open. False when it has not.
+bool breakReads(const QString& path)
+{
+    const QDir descriptors(u"/proc/self/fd"_s);
+    const QStringList numbers =
+        descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString& number : numbers) {
+        if (QFile::symLinkTarget(descriptors.filePath(number)) != path)
+            continue;
+        const int writeOnly = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        const bool isBroken = ::dup2(writeOnly, number.toInt()) >= 0;
+        ::close(writeOnly);
+        return isBroken;
+    }
+    return false;
+}
+
 /// A window in which a directory was entered, and the boxes that this brought up.
 struct Listing
 {
@@ -301,6 +321,11 @@ private slots:
 
     void sourceVanished_data();
     void sourceVanished();
+    void sourceVanishedBesideAnExistingOutput_data() { addConversionRows(); }
+    void sourceVanishedBesideAnExistingOutput();
+    void sourceVanishedBetweenTwoOutputs();
+    void splitWhoseReadsFail();
+    void combineWhoseReadsFail();
     void sourceIsNoWaveFileAnyMore_data();
     void sourceIsNoWaveFileAnyMore();
     void sourceIsCutInsideAHeader_data() { addConversionRows(); }
@@ -498,6 +523,94 @@ void TestFaults::sourceVanished()
     QCOMPARE(run.result, take.result(ConvertFileOpen));
     QCOMPARE(run.texts(), take.boxes("Can not open file."));
     QCOMPARE(take.everything(), before);
+}
+
+/// There is no point in asking what is to become of an output that cannot be made.
+void TestFaults::sourceVanishedBesideAnExistingOutput()
+{
+    QFETCH(const int, conversion);
+
+    ListedTake take{Conversion(conversion)};
+    QVERIFY(QFile::remove(take.path(take.sourceName())));
+    QVERIFY(take.put(take.outputName(), "old"));
+    const auto before = take.everything();
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, take.result(ConvertFileOpen));
+    QCOMPARE(run.texts(), take.boxes("Can not open file."));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::sourceVanishedBetweenTwoOutputs()
+{
+    ListedTake take(Split);
+    auto expected = take.everything();
+    expected.remove(take.sourceName());
+    expected[take.outputName()] = take.outputs()[take.outputName()];
+    const DuringProgress removal([&take] { QFile::remove(take.path(take.sourceName())); });
+
+    const ConversionRun run = take.convert();
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(take.everything(), expected);
+}
+
+/// The source is read once for each output; its reads fail in the middle of the second one.
+void TestFaults::splitWhoseReadsFail()
+{
+    const QTemporaryDir dir;
+    const QString source = dir.filePath(u"take.wav"_s);
+    const QByteArray left = sampleBytes(3 * g_blockBytes / 2, 1);
+    const QByteArray right = sampleBytes(3 * g_blockBytes / 2, 2);
+    QVERIFY(writeFile(source,
+                      wavBytes({fmtChunk(g_stereo), dataChunk(interleaved({left, right}, 2))})));
+    auto expected = everythingIn(dir.path());
+    expected[u"take_01.wav"_s] = aFile(splitOutput(left));
+    const Sources sources({source});
+    CWavConverter converter(nullptr, sources.list());
+    const int dataStart = g_start + (8 + 4) + 8;
+    bool isBroken = false;
+    const CancelClicker watch([&](const QProgressDialog& dialog) {
+        if (!isBroken && dialog.labelText().endsWith(u"take_02.wav") && dialog.value() > dataStart)
+            isBroken = breakReads(source);
+        return false;
+    });
+
+    const ConversionRun run =
+        runAnswered({QMessageBox::Ok}, [&converter] { return converter.polyToMono(); });
+    QVERIFY(isBroken);
+    QCOMPARE(run.result, int(ConvertFileRead));
+    QCOMPARE(run.texts(), QStringList{errorText("File read error.")});
+    QCOMPARE(everythingIn(dir.path()), expected);
+}
+
+/// A read that fails is a read of nothing, which does not end the loop. Cancel does.
+void TestFaults::combineWhoseReadsFail()
+{
+    const QTemporaryDir dir;
+    const QString source = dir.filePath(u"take_01.wav"_s);
+    QVERIFY(writeFile(source, monoFile(sampleBytes(3 * g_blockBytes))));
+    const auto before = everythingIn(dir.path());
+    const Sources sources({source});
+    CWavConverter converter(nullptr, sources.list());
+    const int firstBlockDone = 12 + (8 + 16) + 8 + g_blockBytes;
+    bool isBroken = false;
+    QSet<int> valuesBehind;
+    int looksBehind = 0;
+    const CancelClicker clicker([&](const QProgressDialog& dialog) {
+        if (!isBroken && dialog.value() == firstBlockDone)
+            isBroken = breakReads(source);
+        if (!isBroken)
+            return false;
+        valuesBehind.insert(dialog.value());
+        return ++looksBehind == 100;
+    });
+
+    const ConversionRun run = runAnswered({}, [&converter] { return converter.monoToPoly(); });
+    QVERIFY(clicker.wasClicked());
+    QCOMPARE(valuesBehind, QSet<int>{firstBlockDone});
+    QCOMPARE(run.result, int(ConvertCancelled));
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(everythingIn(dir.path()), before);
 }
 
 void TestFaults::sourceIsNoWaveFileAnyMore_data()
