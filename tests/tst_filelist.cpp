@@ -176,6 +176,8 @@ private slots:
     void functionChangeReadsTheDirectoryAgain();
     void functionChangeShowsTheOtherFiles();
     void functionsOffered();
+    void furtherFunctions_data();
+    void furtherFunctions();
 
     void waitCursor();
     void cursorIsRestoredBeforeEveryBox_data();
@@ -845,6 +847,65 @@ void tst_FileList::functionsOffered()
     for (int index = 0; index < functionCombo(&window)->count(); ++index)
         functions.append(functionCombo(&window)->itemText(index));
     QCOMPARE(functions, QStringList({u"Mono to Poly"_s, u"Poly to Mono"_s}));
+}
+
+void tst_FileList::furtherFunctions_data()
+{
+    QTest::addColumn<int>("function");
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QStringList>("listed");
+    QTest::addColumn<QStringList>("boxes");
+
+    const QByteArray broadcast =
+        wavBytes({chunk("bext", sampleBytes(602)), fmtChunk({}), dataChunk(sampleBytes(64))});
+    const Files broadcastAlone = {{u"a.wav"_s, broadcast}, {u"b.wav"_s, broadcast}};
+    const Files damagedAlone = {{u"a.wav"_s, damaged()}, {u"b.wav"_s, {}}};
+    const Files all = {{u"0.wav"_s, wav(0)},      {u"1.wav"_s, wav(1)},
+                       {u"2.wav"_s, wav(2)},      {u"9.wav"_s, wav(9)},
+                       {u"b.wav"_s, broadcast},   {u"bad.wav"_s, damaged()},
+                       {u"max.wav"_s, wav(65535)}};
+    const QStringList unreadable = {unreadableBox({u"bad.wav"_s})};
+    const QStringList nothing = {informationBox(u"Can not find any "_s)};
+
+    QTest::newRow("the third function lists what has no broadcast chunk, whatever its channels")
+        << 2 << all << QStringList({u"0.wav"_s, u"1.wav"_s, u"2.wav"_s, u"9.wav"_s, u"max.wav"_s})
+        << unreadable;
+    QTest::newRow("the third function finds broadcast files alone")
+        << 2 << broadcastAlone << QStringList() << nothing;
+    QTest::newRow("the third function finds damaged files alone")
+        << 2 << damagedAlone << QStringList() << nothing;
+    QTest::newRow("a fourth function lists every file that can be read")
+        << 3 << all
+        << QStringList({u"0.wav"_s, u"1.wav"_s, u"2.wav"_s, u"9.wav"_s, u"b.wav"_s, u"max.wav"_s})
+        << unreadable;
+    QTest::newRow("a fourth function finds broadcast files alone")
+        << 3 << broadcastAlone << QStringList({u"a.wav"_s, u"b.wav"_s}) << QStringList();
+    QTest::newRow("a fourth function finds damaged files alone")
+        << 3 << damagedAlone << QStringList() << nothing;
+    QTest::newRow("no function lists every file that can be read")
+        << -1 << all
+        << QStringList({u"0.wav"_s, u"1.wav"_s, u"2.wav"_s, u"9.wav"_s, u"b.wav"_s, u"max.wav"_s})
+        << unreadable;
+}
+
+/// Functions that the window does not offer.
+void tst_FileList::furtherFunctions()
+{
+    QFETCH(int, function);
+    QFETCH(Files, files);
+    QFETCH(QStringList, listed);
+    QFETCH(QStringList, boxes);
+
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), files));
+    CMainWindow window;
+    functionCombo(&window)->addItems({u"third"_s, u"fourth"_s});
+    functionCombo(&window)->setCurrentIndex(function);
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window), boxes);
+    QCOMPARE(columnTexts(fileTable(&window), 0), listed);
+    QCOMPARE(findButton(&window, u"Add"_s)->isEnabled(), !listed.isEmpty());
 }
 
 void tst_FileList::waitCursor()
