@@ -361,6 +361,7 @@ private slots:
     void keysWhileTheWindowIsBuilt();
     void windowsAreIndependent();
     void destroyedWindowLeavesTheItems();
+    void widgetsAreDestroyedInOrder();
     void timeStamp();
 };
 
@@ -1088,6 +1089,48 @@ void tst_MainWindow::destroyedWindowLeavesTheItems()
 
     window.reset();
     QCOMPARE(objects.items(), items);
+}
+
+void tst_MainWindow::widgetsAreDestroyedInOrder()
+{
+    auto window = std::make_unique<CMainWindow>();
+    const QGroupBox* fileGroup = findGroup(window.get(), u"File List"_s);
+    const QGroupBox* sourceGroup = findGroup(window.get(), u"Source File"_s);
+    QList<std::pair<QString, QWidget*>> widgets = {
+        {u"Function:"_s, findLabel(window.get(), u"Function:"_s)},
+        {u"function selector"_s, functionCombo(window.get())},
+        {u"logo"_s, findLabel(window.get(), QString())},
+        {u"Current Dir:"_s, findLabel(window.get(), u"Current Dir:"_s)},
+        {u"current directory"_s, currentDirEdit(window.get())},
+        {u"Browse of the current directory"_s, findButton(fileGroup, u"Browse..."_s)},
+        {u"file list"_s, fileTable(window.get())},
+        {u"source table"_s, sourceTable(window.get())},
+        {u"Output to:"_s, findLabel(window.get(), u"Output to:"_s)},
+        {u"output directory"_s, outputDirEdit(window.get())},
+        {u"Browse of the output directory"_s, findButton(sourceGroup, u"Browse..."_s)},
+    };
+    for (const QString& text : {u"Add"_s, u"Add All"_s, u"Remove"_s, u"Remove All"_s, u"Convert"_s})
+        widgets.append({text, findButton(window.get(), text)});
+    for (int channel = 1; channel <= 8; ++channel) {
+        const QString text = u"Ch%1"_s.arg(channel);
+        widgets.append({text, findCheck(window.get(), text)});
+    }
+    QStringList expected;
+    QStringList destroyed;
+    for (const auto& [name, widget] : widgets) {
+        expected.append(name);
+        connect(widget, &QObject::destroyed, this,
+                [&destroyed, says = name] { destroyed.append(says); });
+    }
+
+    // What is left to the toolkit outlives all of these.
+    for (QWidget* rest : {window->centralWidget(), static_cast<QWidget*>(window->menuBar())}) {
+        connect(rest, &QObject::destroyed, this, [&destroyed] { destroyed.append(u"rest"_s); });
+        expected.append(u"rest"_s);
+    }
+
+    window.reset();
+    QCOMPARE(destroyed, expected);
 }
 
 void tst_MainWindow::timeStamp()
