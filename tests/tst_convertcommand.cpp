@@ -390,6 +390,7 @@ private slots:
             QCOMPARE(box.title, u"Splicora"_s);
             QCOMPARE(box.icon, QMessageBox::Question);
             QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::Cancel);
+            QVERIFY(!box.hasDefaultButton);
         }
         QCOMPARE(desktop.opened, QStringList(overwritten ? 2 : 1, url));
         QCOMPARE(filesBelow(desk.path(u"out"_s)), names);
