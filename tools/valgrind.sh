@@ -7,23 +7,10 @@
 # preset. Takes a long time; the random cases are cut down to those of two channels.
 set -eu
 cd "$(dirname "$0")/.."
+. tools/packages.sh
 
-packages="valgrind cmake ninja-build g++ qt6-base-dev libgl-dev"
-missing=
-for package in $packages; do
-    dpkg -s "$package" >/dev/null 2>&1 || missing="$missing $package"
-done
-if [ -n "$missing" ]; then
-    if ! command -v apt-get >/dev/null; then
-        echo "Install these packages of Debian 12, or what your system has for them:$missing" >&2
-        exit 1
-    fi
-    as_root=
-    [ "$(id -u)" -eq 0 ] || as_root=sudo
-    echo "Installing$missing"
-    $as_root apt-get -o DPkg::Lock::Timeout=600 update -q
-    $as_root apt-get -o DPkg::Lock::Timeout=600 install -y --no-install-recommends $missing
-fi
+# shellcheck disable=SC2086 # one word a package
+need_packages $build_packages $test_packages valgrind
 
 cmake --preset dev >/dev/null
 if [ $# -gt 0 ]; then
