@@ -157,6 +157,8 @@ ConversionPass::ConversionPass(QFile* source, QFile* output, QWidget* parent)
     in.setByteOrder(QDataStream::LittleEndian);
     out.setByteOrder(QDataStream::LittleEndian);
     dialog.setWindowModality(Qt::WindowModal);
+    // A progress that meets the maximum on its way would hide the dialog and forget a Cancel.
+    dialog.setAutoReset(false);
     dialog.setLabelText(u"Converting...\n"_s + QFileInfo(*output).fileName());
 }
 
