@@ -183,6 +183,27 @@ private:
     CancelClicker m_watch;
 };
 
+/// Does something once, as soon as the progress dialog shows a value.
+class AtValue
+{
+public:
+    AtValue(int value, const std::function<void()>& act)
+        : m_watch([this, value, act](const QProgressDialog& dialog) {
+            if (m_isDone || dialog.value() != value)
+                return false;
+            m_isDone = true;
+            act();
+            return false;
+        })
+    { }
+
+    bool isDone() const { return m_isDone; }
+
+private:
+    bool m_isDone = false;
+    CancelClicker m_watch;
+};
+
 rlim_t addressSpaceInUse()
 {
     const QByteArray pages = readFile(u"/proc/self/statm"_s).split(' ').first();
@@ -212,7 +233,11 @@ private slots:
     void riffSizesThatPass();
     void failures_data();
     void failures();
+    void dataSizesThatWrap_data();
+    void dataSizesThatWrap();
     void missingChannelFileEndsAfterTheWholePass();
+    void channelFileReplacedBetweenTwoBlocks();
+    void channelFileMissingForOneBlock();
     void formatIsThatOfTheListing();
     void blockAlignZeroTouchesNothing();
     void noMemoryForTheBuffers();
@@ -227,6 +252,8 @@ private slots:
     void outputThatIsASource_data();
     void outputThatIsASource();
     void progressDialog();
+    void negativeRangesAreEmpty_data();
+    void negativeRangesAreEmpty();
     void cancel_data();
     void cancel();
     void cancelBehindTheDataComesTooLate();
@@ -877,6 +904,45 @@ void tst_MonoToPoly::failures()
     QCOMPARE(dir.files(), withoutDirectories(files));
 }
 
+void tst_MonoToPoly::dataSizesThatWrap_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<quint32>("sourceSize");
+    QTest::addColumn<quint32>("outputSize");
+
+    QTest::newRow("two times 2^31 - 1 is the last product below 2^32")
+        << 2 << 0x7FFFFFFFu << 0xFFFFFFFEu;
+    QTest::newRow("two times 2^31 is 0") << 2 << 0x80000000u << 0u;
+    QTest::newRow("two times 0x80000002 is 4") << 2 << 0x80000002u << 4u;
+    QTest::newRow("three times 0xAAAAAAAB is 1 and a pad byte") << 3 << 0xAAAAAAABu << 2u;
+    QTest::newRow("three times 0x55555555 is rounded up to 0") << 3 << 0x55555555u << 0u;
+}
+
+/// The files hold much less than they claim, so the header is looked at before Cancel is pressed.
+void tst_MonoToPoly::dataSizesThatWrap()
+{
+    QFETCH(int, count);
+    QFETCH(quint32, sourceSize);
+    QFETCH(quint32, outputSize);
+    const QByteArray source =
+        wavBytes({fmtChunk({.bits = 8}), dataChunk(sampleBytes(20000), sourceSize)});
+    const Files files = takeFiles(QByteArrayList(count, source));
+    const TestDir dir(files);
+    QByteArray header;
+    const CancelClicker clicker([&](const QProgressDialog&) {
+        header = readFile(dir.path(u"take_combined.wav"_s)).mid(12 + 866 + 24, 8);
+        return header.size() == 8;
+    });
+
+    const ConversionRun run = combine(Sources(dir.paths(files.keys())));
+
+    QVERIFY(clicker.wasClicked());
+    QCOMPARE(header, "data" + le32(outputSize));
+    QVERIFY(run.boxes.isEmpty());
+    QCOMPARE(run.result, int(ConvertCancelled));
+    QCOMPARE(dir.files(), files);
+}
+
 void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
 {
     const Format format = {.bits = 16};
@@ -897,6 +963,59 @@ void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
     QCOMPARE(probe.values.mid(0, 4),
              QList<int>({fmtDone, dataStart + int(g_block), dataStart + 2 * int(g_block),
                          dataStart + 2 * int(g_block) + 8}));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::channelFileReplacedBetweenTwoBlocks()
+{
+    const Format format = {.bits = 16};
+    const QByteArray left = sampleBytes(2 * g_block + 8, 1);
+    const QByteArray right = sampleBytes(2 * g_block + 8, 2);
+    const QByteArray other = sampleBytes(2 * g_block + 8, 3);
+    const TestDir dir(takeFiles({monoFile(format, left), monoFile(format, right)}));
+    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    const int dataStart = 12 + 8 + 16 + 8;
+    const AtValue replacement(dataStart + int(g_block), [&] {
+        QFile::remove(dir.path(u"take_02.wav"_s));
+        writeFile(dir.path(u"take_02.wav"_s), monoFile(format, other));
+    });
+
+    const ConversionRun run = combine(sources);
+
+    QVERIFY(replacement.isDone());
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, int(ConvertOk));
+    const QByteArray samples = interleaved({left, right.left(g_block) + other.mid(g_block)}, 2);
+    QVERIFY(withoutDate(readFile(dir.path(u"take_combined.wav"_s)))
+            == wavBytes({bextWithoutDate(), fmtChunk(wide(format, 2)), dataChunk(samples)},
+                        12 + 866 + (8 + 16) + (8 + samples.size())));
+}
+
+void tst_MonoToPoly::channelFileMissingForOneBlock()
+{
+    const QByteArray source =
+        wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_block + 8)),
+                  chunk("note", QByteArray(100, 'x'))});
+    const Files files = takeFiles({source, source});
+    const TestDir dir(files);
+    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    const int dataStart = 12 + 8 + 16 + 8;
+    const int end = dataStart + 2 * int(g_block) + 8;
+    const AtValue away(dataStart + int(g_block), [&dir] {
+        QFile::rename(dir.path(u"take_02.wav"_s), dir.path(u"elsewhere.wav"_s));
+    });
+    const AtValue back(dataStart + 2 * int(g_block), [&dir] {
+        QFile::rename(dir.path(u"elsewhere.wav"_s), dir.path(u"take_02.wav"_s));
+    });
+    const ProgressProbe probe;
+
+    const ConversionRun run = combine(sources, {}, {QMessageBox::Ok});
+
+    QVERIFY(away.isDone());
+    QVERIFY(back.isDone());
+    QVERIFY(probe.values.contains(end));
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.result, int(ConvertFileOpen));
     QCOMPARE(dir.files(), files);
 }
 
@@ -1154,6 +1273,43 @@ void tst_MonoToPoly::progressDialog()
     // maximum; the running size behind the note is more than that and not shown.
     QCOMPARE(probe.values.mid(0, 3),
              QList<int>({12 + 866 + 8 + 16, 12 + 8 + 16 + 8 + 1000, riffSize}));
+}
+
+void tst_MonoToPoly::negativeRangesAreEmpty_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<quint32>("riffSize");
+    QTest::addColumn<int>("maximum");
+
+    QTest::newRow("2^31 - 1 is the largest range") << 1 << 0x7FFFFFFFu << 0x7FFFFFFF;
+    QTest::newRow("two files of 2^31") << 2 << 0x80000000u << 0;
+    QTest::newRow("three files of 0xAAAAAAAB") << 3 << 0xAAAAAAABu << 0;
+    QTest::newRow("four files of 0xC0000000") << 4 << 0xC0000000u << 0;
+}
+
+/// The range is a signed number. One without room takes every value over.
+void tst_MonoToPoly::negativeRangesAreEmpty()
+{
+    QFETCH(int, count);
+    QFETCH(quint32, riffSize);
+    QFETCH(int, maximum);
+    const QByteArray source =
+        wavBytes({fmtChunk({.bits = 8}), dataChunk("abcd"), chunk("note", "four")}, riffSize);
+    const Files files = takeFiles(QByteArrayList(count, source));
+    const TestDir dir(files);
+    QWidget parent;
+    const ProgressProbe probe;
+
+    const ConversionRun run = combine(Sources(dir.paths(files.keys())), {}, {}, &parent);
+
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(probe.minimum, 0);
+    QCOMPARE(probe.maximum, maximum);
+    const int fmtDone = 12 + 866 + 8 + 16;
+    const int samples = 4 * count;
+    QCOMPARE(probe.values.mid(0, 4),
+             QList<int>({fmtDone, 12 + 8 + 16 + 8 + 4, fmtDone + 8 + samples + (8 + 4), maximum}));
 }
 
 void tst_MonoToPoly::cancel_data()
