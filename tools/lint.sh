@@ -3,9 +3,12 @@
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
 # Runs clang-tidy (with .clang-tidy) and cppcheck over the product; any finding fails.
-# Needs Debian's clang-tidy and cppcheck.
 set -eu
 cd "$(dirname "$0")/.."
+. tools/packages.sh
+
+# shellcheck disable=SC2086 # one word a package
+need_packages $build_packages clang-tidy cppcheck
 
 cmake --preset dev >/dev/null
 cmake --build --preset dev --target splicora # the generated sources are included
