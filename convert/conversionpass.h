@@ -47,7 +47,7 @@ struct ConversionPass
     int writeBody(const ChunkHeader& source, const FmtChunk& fmt);
 
     /// Puts the running size into the RIFF header and brings the output to the disk. False when any
-    /// write of the pass failed.
+    /// write of the pass failed or the output was removed meanwhile.
     bool finish();
 
     QDataStream in;

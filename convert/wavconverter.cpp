@@ -228,7 +228,7 @@ bool ConversionPass::finish()
     if (!output->seek(g_riffSizeOffset))
         return false;
     out << runningSize;
-    return out.status() == QDataStream::Ok && output->flush();
+    return out.status() == QDataStream::Ok && output->flush() && QFile::exists(output->fileName());
 }
 
 quint64 copiedBodyBytes(const ChunkHeader& header)

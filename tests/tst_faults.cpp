@@ -238,14 +238,24 @@ private:
     bool m_isReadOnly = false;
 };
 
-/// Does something once, as soon as a progress dialog is up.
-class DuringProgress : public QObject
+bool isProgressUp()
+{
+    return qobject_cast<QProgressDialog*>(QApplication::activeModalWidget()) != nullptr;
+}
+
+bool isQuestionUp()
+{
+    return qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) != nullptr;
+}
+
+/// Does something once, as soon as a condition holds while a conversion delivers events.
+class OnceDuringConversion : public QObject
 {
 public:
-    explicit DuringProgress(const std::function<void()>& act)
+    OnceDuringConversion(const std::function<bool()>& condition, const std::function<void()>& act)
     {
-        connect(&m_timer, &QTimer::timeout, this, [this, act] {
-            if (!qobject_cast<QProgressDialog*>(QApplication::activeModalWidget()))
+        connect(&m_timer, &QTimer::timeout, this, [this, condition, act] {
+            if (!condition())
                 return;
             m_timer.stop();
             act();
@@ -308,6 +318,8 @@ private slots:
     void outputDirectoryThatTakesNoFile_data();
     void outputDirectoryThatTakesNoFile();
     void outputDirectoryGoneBetweenTwoOutputs();
+    void outputGoneWhileItIsWritten_data();
+    void outputGoneWhileItIsWritten();
     void outputNameIsADirectory_data() { addConversionRows(); }
     void outputNameIsADirectory();
     void outputNameIsADanglingLink_data() { addConversionRows(); }
@@ -391,13 +403,52 @@ void TestFaults::outputDirectoryGoneBetweenTwoOutputs()
     ListedTake take(Split);
     const QString out = take.path(u"out"_s);
     const auto before = take.everything();
-    QDir().mkdir(out);
-    const DuringProgress removal([out] { QDir(out).removeRecursively(); });
+    QVERIFY(QDir().mkdir(out));
+    QVERIFY(writeFile(out + u"/take_02.wav"_s, "old"));
+    const OnceDuringConversion removal(isQuestionUp, [out] { QDir(out).removeRecursively(); });
+
+    const ConversionRun run = take.convert({QMessageBox::Yes, QMessageBox::Ok}, out);
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    QCOMPARE(run.texts(),
+             QStringList({question(u"take_02.wav"_s, Split), errorText("Can not open file.")}));
+    QCOMPARE(take.everything(), before);
+}
+
+void TestFaults::outputGoneWhileItIsWritten_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<bool>("isDirectoryGone");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("the file that a %s writes is removed", name) << int(conversion) << false;
+        QTest::addRow("the directory that a %s writes to is removed", name)
+            << int(conversion) << true;
+    }
+}
+
+/// Every write succeeds, into a file that has no name any more.
+void TestFaults::outputGoneWhileItIsWritten()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const bool, isDirectoryGone);
+
+    ListedTake take{Conversion(conversion)};
+    const QString out = take.path(u"out"_s);
+    QVERIFY(QDir().mkdir(out));
+    auto expected = take.everything();
+    if (isDirectoryGone)
+        expected.remove(u"out"_s);
+    const QString output = out + u'/' + take.outputName();
+    const OnceDuringConversion removal([output] { return QFile::exists(output); },
+                                       [=] {
+                                           QFile::remove(output);
+                                           if (isDirectoryGone)
+                                               QDir().rmdir(out);
+                                       });
 
     const ConversionRun run = take.convert({QMessageBox::Ok}, out);
-    QCOMPARE(run.result, int(ConvertFileOpen));
-    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
-    QCOMPARE(take.everything(), before);
+    QCOMPARE(run.result, take.result(ConvertDataWrite));
+    QCOMPARE(run.texts(), QStringList{errorText("Data write error.")});
+    QCOMPARE(take.everything(), expected);
 }
 
 void TestFaults::outputNameIsADirectory()
@@ -546,7 +597,8 @@ void TestFaults::sourceVanishedBetweenTwoOutputs()
     auto expected = take.everything();
     expected.remove(take.sourceName());
     expected[take.outputName()] = take.outputs()[take.outputName()];
-    const DuringProgress removal([&take] { QFile::remove(take.path(take.sourceName())); });
+    const OnceDuringConversion removal(isProgressUp,
+                                       [&take] { QFile::remove(take.path(take.sourceName())); });
 
     const ConversionRun run = take.convert();
     QCOMPARE(run.result, int(ConvertFileOpen));
