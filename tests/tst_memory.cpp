@@ -1,0 +1,231 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/conversionprobe.h"
+#include "tests/wavbuilder.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <numeric>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/allocator_interface.h>
+#else
+#include <malloc.h>
+#endif
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr size_t g_smallestBufferBytes = 65536; ///< what is shorter holds no samples
+
+/// The sizes of the buffers that were made while a MemoryWatch looked on.
+struct BufferLog
+{
+    bool isOn = false;
+    std::vector<size_t> sizes;
+} g_bufferLog;
+
+} // namespace
+
+// The sample buffers are the only large arrays that come from here; the toolkit's do not.
+void* operator new[](size_t size, const std::nothrow_t&) noexcept
+{
+    if (g_bufferLog.isOn && size >= g_smallestBufferBytes)
+        g_bufferLog.sizes.push_back(size);
+    return std::malloc(size);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, size_t) noexcept
+{
+    std::free(memory);
+}
+
+void* operator new[](size_t size)
+{
+    void* memory = std::malloc(size);
+    if (!memory)
+        throw std::bad_alloc();
+    return memory;
+}
+
+namespace {
+
+constexpr qint64 g_blockBytes = 524288;
+
+/// What the dialog, its pixels and the files' own buffers may take beside the sample buffers; less
+/// than one more buffer for samples would.
+constexpr qint64 g_slackBytes = 393216;
+
+qint64 allocatedBytes()
+{
+#ifdef __SANITIZE_ADDRESS__
+    return qint64(__sanitizer_get_current_allocated_bytes());
+#else
+    const struct mallinfo2 info = mallinfo2();
+    return qint64(info.uordblks + info.hblkhd);
+#endif
+}
+
+/// Watches the memory of this process whenever a conversion delivers events.
+class MemoryWatch : public QObject
+{
+public:
+    MemoryWatch()
+        : m_before(allocatedBytes())
+    {
+        connect(&m_timer, &QTimer::timeout, this,
+                [this] { m_most = std::max(m_most, allocatedBytes() - m_before); });
+        m_timer.start(0);
+        g_bufferLog = {true, {}};
+    }
+    ~MemoryWatch() override { g_bufferLog.isOn = false; }
+    Q_DISABLE_COPY_MOVE(MemoryWatch)
+
+    /// The most bytes that were held beyond those before the watch.
+    qint64 most() const { return m_most; }
+
+    /// The sizes in bytes of the sample buffers, in the order in which they were made.
+    QList<qint64> buffers() const { return {g_bufferLog.sizes.cbegin(), g_bufferLog.sizes.cend()}; }
+
+private:
+    qint64 m_before;
+    qint64 m_most = 0;
+    QTimer m_timer;
+};
+
+/// A source whose samples are @p blocks blocks of zeros.
+bool writeSource(const QString& path, const Format& format, int blocks)
+{
+    const qint64 dataSize = blocks * g_blockBytes;
+    const QByteArray start = wavBytes({fmtChunk(format), dataChunk({}, dataSize)});
+    return writeFile(path, start) && QFile::resize(path, start.size() + dataSize);
+}
+
+constexpr int g_shortBlocks = 2;
+constexpr int g_longBlocks = 32;
+
+/// Runs a conversion and stores the most bytes that it held. It must have made these @p buffers,
+/// held them at one time, and hold little beside them.
+void checkBuffers(const std::function<int()>& convert, const QList<qint64>& buffers, qint64* most)
+{
+    const MemoryWatch watch;
+    QCOMPARE(convert(), int(ConvertOk));
+    QCOMPARE(watch.buffers(), buffers);
+    *most = watch.most();
+    const qint64 beside = *most - std::accumulate(buffers.cbegin(), buffers.cend(), qint64(0));
+    QVERIFY2(beside >= 0 && beside < g_slackBytes, qPrintable(QString::number(beside)));
+}
+
+/// The extra memory of a conversion must not depend on the length of its files.
+void compareMost(qint64 ofShortFiles, qint64 ofLongFiles)
+{
+    const qint64 more = ofLongFiles - ofShortFiles;
+    QVERIFY2(qAbs(more) < qint64(g_smallestBufferBytes), qPrintable(QString::number(more)));
+}
+
+} // namespace
+
+/// How much memory a conversion needs beside the window.
+class TestMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void splitHoldsTwoBuffers_data();
+    void splitHoldsTwoBuffers();
+    void combineHoldsABufferForEachSourceAndOne_data();
+    void combineHoldsABufferForEachSourceAndOne();
+};
+
+/// Fonts and the like are loaded once, by the first dialog.
+void TestMemory::initTestCase()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    QVERIFY(writeSource(path, {}, 1));
+    const Sources sources({path});
+    CWavConverter converter(nullptr, sources.list());
+    QCOMPARE(converter.polyToMono(), int(ConvertOk));
+}
+
+void TestMemory::splitHoldsTwoBuffers_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("bits");
+    QTest::newRow("1 channel, whose samples need the longer output buffer") << 1 << 16;
+    QTest::newRow("2 channels") << 2 << 16;
+    QTest::newRow("8 channels") << 8 << 32;
+}
+
+void TestMemory::splitHoldsTwoBuffers()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, bits);
+
+    // Behind its block the input has room for a sample that is wider than its frame.
+    const QList<qint64> buffers = {g_blockBytes + channels * (bits / 8),
+                                   std::max<qint64>(262144, g_blockBytes / channels)};
+    const auto split = [=](int blocks, qint64* most) {
+        const QTemporaryDir dir;
+        const QString path = dir.filePath(u"take.wav"_s);
+        QVERIFY(writeSource(path, {.channels = channels, .bits = bits}, blocks));
+        const Sources sources({path});
+        for (int k = 0; k < channels - 1; ++k)
+            sources.at(0)->setChannelEnabled(k, false);
+        CWavConverter converter(nullptr, sources.list());
+        checkBuffers([&converter] { return converter.polyToMono(); }, buffers, most);
+    };
+    qint64 ofShortFile = 0;
+    split(g_shortBlocks, &ofShortFile);
+    qint64 ofLongFile = 0;
+    split(g_longBlocks, &ofLongFile);
+    compareMost(ofShortFile, ofLongFile);
+}
+
+void TestMemory::combineHoldsABufferForEachSourceAndOne_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::newRow("1 source") << 1;
+    QTest::newRow("2 sources") << 2;
+    QTest::newRow("8 sources") << 8;
+}
+
+void TestMemory::combineHoldsABufferForEachSourceAndOne()
+{
+    QFETCH(const int, count);
+
+    const QList<qint64> buffers =
+        QList<qint64>(count, g_blockBytes) + QList<qint64>{count * (g_blockBytes + 2)};
+    const auto combine = [=](int blocks, qint64* most) {
+        const QTemporaryDir dir;
+        Sources sources;
+        for (int number = 1; number <= count; ++number) {
+            const QString path = dir.filePath(u"take_0%1.wav"_s.arg(number));
+            QVERIFY(writeSource(path, {}, blocks));
+            sources.add(path);
+        }
+        CWavConverter converter(nullptr, sources.list());
+        checkBuffers([&converter] { return converter.monoToPoly(); }, buffers, most);
+    };
+    qint64 ofShortFiles = 0;
+    combine(g_shortBlocks, &ofShortFiles);
+    qint64 ofLongFiles = 0;
+    combine(g_longBlocks, &ofLongFiles);
+    compareMost(ofShortFiles, ofLongFiles);
+}
+
+QTEST_MAIN(TestMemory)
+#include "tst_memory.moc"
