@@ -4,14 +4,17 @@
 #
 # Installs the Debian package in a clean Debian 12, combines two files there through the window,
 # removes the package and shows that nothing stays behind: try-install.sh [PACKAGE]
-# Needs root, about 1 GB in TMPDIR, and debootstrap xvfb openbox xdotool sox alsa-utils. The new
-# system holds the package and its dependencies alone: display and keyboard stay outside.
+# Needs root and about 1 GB in TMPDIR. The new system holds the package and its dependencies alone:
+# display and keyboard stay outside.
 set -eu
 
 if [ -z "${TRY_INSTALL_UNSHARED-}" ]; then
     # Mounts of an own namespace vanish with it, however the script ends.
     TRY_INSTALL_UNSHARED=1 exec unshare --mount --propagation private "$0" "$@"
 fi
+
+. "$(dirname "$0")/../tools/packages.sh"
+need_packages alsa-utils debootstrap openbox sox xdotool xvfb
 
 package=$(realpath "${1:-$(ls "$(dirname "$0")"/../build/release/splicora_*.deb)}")
 mirror=${MIRROR:-http://deb.debian.org/debian}

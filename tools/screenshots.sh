@@ -4,8 +4,10 @@
 #
 # Makes the screenshots of docs/images: both functions with real files, in a light and a dark
 # palette, at 100 and 200 per cent: screenshots.sh PROGRAM [DIRECTORY]
-# Needs Debian's xvfb openbox xdotool imagemagick sox alsa-utils pngquant fonts-dejavu-core.
 set -eu
+
+. "$(dirname "$0")/packages.sh"
+need_packages alsa-utils fonts-dejavu-core imagemagick openbox pngquant sox xdotool xvfb
 
 program=$(realpath "$1")
 target=$(realpath -m "${2:-$(dirname "$0")/../docs/images}")

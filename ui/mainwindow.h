@@ -3,11 +3,12 @@
 
 #pragma once
 
+#include "wave/wavfileitem.h"
+
 #include <QList>
 #include <QMainWindow>
 #include <QString>
 
-class CWavFileItem;
 class QAction;
 class QCheckBox;
 class QComboBox;
@@ -17,7 +18,6 @@ class QLineEdit;
 class QMenu;
 class QPushButton;
 class QTableWidget;
-struct WavInfo;
 
 /// The functions that the selector offers, by index. The third is not offered but stands ready.
 enum FunctionIndex { MonoToPolyFunction = 0, PolyToMonoFunction = 1, PlainToBwfFunction = 2 };
@@ -74,8 +74,6 @@ private slots:
     void showAbout();
 
 private:
-    static constexpr int g_channelChecks = 8;
-
     // Frame (mainwindow.cpp)
     void createMenus();
     void createWidgets();
@@ -123,7 +121,7 @@ private:
     QLineEdit* m_outputDirEdit = nullptr;
     QPushButton* m_currentDirBrowseButton = nullptr;
     QPushButton* m_outputDirBrowseButton = nullptr;
-    QCheckBox* m_channelCheck[g_channelChecks] = {};
+    QCheckBox* m_channelCheck[g_maxChannels] = {};
     QTableWidget* m_fileListTable = nullptr;
     QTableWidget* m_sourceTable = nullptr;
     QPushButton* m_addButton = nullptr;

@@ -14,7 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 
 void CMainWindow::createChannelChecks()
 {
-    for (int k = 0; k < g_channelChecks; ++k) {
+    for (int k = 0; k < g_maxChannels; ++k) {
         m_channelCheck[k] = new QCheckBox(u"Ch"_s + QString::number(k + 1));
         m_channelCheck[k]->setAccessibleName(u"Channel "_s + QString::number(k + 1));
     }
@@ -43,7 +43,7 @@ void CMainWindow::checkChannels()
     }
     const int channels = item->fmtChunk().channels;
     const bool canSplit = m_functionCombo->currentIndex() == PolyToMonoFunction;
-    for (int k = 0; k < g_channelChecks; ++k) {
+    for (int k = 0; k < g_maxChannels; ++k) {
         m_channelCheck[k]->setChecked(item->isChannelEnabled(k));
         m_channelCheck[k]->setEnabled(canSplit && k < channels);
     }
