@@ -84,7 +84,7 @@ private:
 /// a mount there.
 bool canMount()
 {
-    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0)
         return false;
     return SmallDisk(Medium::SmallFileSystem, rlim_t(sysconf(_SC_PAGESIZE))).isReady();
 }
