@@ -11,12 +11,49 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <csignal>
 
 using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+/// A disk with defects: which of the writes into one directory fail, counted from 1.
+struct Defects
+{
+    QByteArray dir;
+    int first = 0;
+    int last = 0;
+    int writes = 0; ///< made so far
+
+    bool isBelowDir(int descriptor) const
+    {
+        char path[PATH_MAX] = {};
+        const QByteArray link = "/proc/self/fd/" + QByteArray::number(descriptor);
+        return readlink(link.constData(), path, sizeof path - 1) > 0
+               && QByteArray(path).startsWith(dir);
+    }
+} g_defects;
+
+} // namespace
+
+/// Takes the place of the system call for the whole process.
+extern "C" ssize_t write(int descriptor, const void* bytes, size_t size)
+{
+    if (!g_defects.dir.isEmpty() && g_defects.isBelowDir(descriptor)) {
+        ++g_defects.writes;
+        if (g_defects.writes >= g_defects.first && g_defects.writes <= g_defects.last) {
+            errno = EIO;
+            return -1;
+        }
+    }
+    return syscall(SYS_write, descriptor, bytes, size);
+}
 
 namespace {
 
@@ -205,6 +242,8 @@ private slots:
     void plainCopyKeepsTheFirstError();
     void deviceThatTakesNothing_data();
     void deviceThatTakesNothing();
+    void everyWriteThatFailsIsTold_data();
+    void everyWriteThatFailsIsTold();
 
 private:
     void addMediumRows();
@@ -457,6 +496,63 @@ void tst_DiskFull::deviceThatTakesNothing()
     QCOMPARE(QFileInfo(output).isSymLink(), isLeft);
     QVERIFY(QFile::exists(u"/dev/full"_s));
     QVERIFY(sources.isUntouched());
+}
+
+void tst_DiskFull::everyWriteThatFailsIsTold_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<bool>("isOnce");
+    QTest::newRow("split, a single write fails") << Conversion::Split << true;
+    QTest::newRow("split, all writes from one on fail") << Conversion::Split << false;
+    QTest::newRow("combine, a single write fails") << Conversion::Combine << true;
+    QTest::newRow("combine, all writes from one on fail") << Conversion::Combine << false;
+    QTest::newRow("plain copy, a single write fails") << Conversion::PlainToBwf << true;
+    QTest::newRow("plain copy, all writes from one on fail") << Conversion::PlainToBwf << false;
+}
+
+/// The conversion runs once for each write that it makes, up to the last four bytes.
+void tst_DiskFull::everyWriteThatFailsIsTold()
+{
+    QFETCH(Conversion, conversion);
+    QFETCH(bool, isOnce);
+    const Layout layout = {{fmtChunk({}), chunk("note", sampleBytes(20000))},
+                           600000,
+                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000))}};
+    const SourceDir sources(sourceFiles(conversion, layout));
+    QMap<QString, QByteArray> complete;
+    int writes = 1;
+    for (int failing = 0; failing <= writes; ++failing) { // the first run has no defects
+        const QTemporaryDir out;
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(out.path());
+        const int last = isOnce || failing == 0 ? failing : INT_MAX;
+        g_defects = {QFile::encodeName(out.path()), failing, last};
+        const ConversionRun run =
+            runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+        const int made = std::exchange(g_defects, {}).writes;
+
+        QMap<QString, QByteArray> left;
+        for (const QString& name : QDir(out.path()).entryList(QDir::Files))
+            left[name] = withoutDate(readFile(out.filePath(name)));
+        QVERIFY(sources.isUntouched());
+        if (failing == 0) {
+            QCOMPARE(run.texts(), QStringList());
+            complete = left;
+            writes = made;
+            QVERIFY(writes >= 6);
+            continue;
+        }
+        QVERIFY2(run.texts() == QStringList{textOf(ConvertDataWrite)}
+                     || run.texts() == QStringList{textOf(ConvertDataCopy)},
+                 qPrintable(
+                     u"write %1 of %2: %3"_s.arg(failing).arg(writes).arg(run.texts().join(u'|'))));
+        if (conversion == Conversion::PlainToBwf)
+            continue; // leaves what it has written
+        QVERIFY(run.result != ConvertOk);
+        QVERIFY(left.size() < complete.size());
+        for (auto file = left.cbegin(); file != left.cend(); ++file)
+            QVERIFY(file.value() == complete[file.key()]);
+    }
 }
 
 QTEST_MAIN(tst_DiskFull)
