@@ -4,7 +4,8 @@
 #
 # tools/valgrind.sh [TEST...]: runs all tests, or each TEST, under valgrind's memcheck and fails on
 # any error, such as an uninitialised byte in a write to a file. Leaks are the business of the asan
-# preset. Takes a long time; the random cases are cut down to those of two channels.
+# preset. Takes a long time; the random cases are cut down to those of two channels, and tst_memory
+# is left out: memcheck brings an allocator of its own, by which it cannot count.
 set -eu
 cd "$(dirname "$0")/.."
 . tools/packages.sh
@@ -18,7 +19,7 @@ if [ $# -gt 0 ]; then
 else
     cmake --build --preset dev
     set -- $(cd build/dev/tests && find . -maxdepth 1 -type f -name 'tst_*' -perm -u+x -printf '%f\n' |
-        sort)
+        grep -v '^tst_memory$' | sort)
 fi
 
 QT_QPA_PLATFORM=offscreen
