@@ -58,7 +58,7 @@ MUTANTS = [
     ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1) {", "    if (dataSize & 1) {", "polytomono"),
     ("convert/polytomono.cpp", "        remaining -= quint32(count);\n", "        remaining -= quint32(readSize < remaining ? readSize : remaining);\n", "endlesssources"),
     ("convert/monotopoly.cpp", "qint32(quint32(count) * riffSize) >= 0", "qint64(count) * riffSize <= 0x7FFFFFFF", "monotopoly"),
-    ("convert/monotopoly.cpp", "        file.seek(position);\n", "", "monotopoly"),
+    ("convert/monotopoly.cpp", "file.seek(position)", "file.seek(position - position)", "monotopoly"),
     ("convert/monotopoly.cpp", "        position += count;\n", "", "monotopoly"),
     ("convert/monotopoly.cpp", "fmt.byteRate *= quint32(channels)", "fmt.byteRate += quint32(channels)", "monotopoly"),
     ("convert/monotopoly.cpp", "        return ConvertFileWrite;", "        return ConvertDataWrite;", "monotopoly|diskfull"),
@@ -66,7 +66,7 @@ MUTANTS = [
     ("convert/plaintobwf.cpp", "    if (copied != ConvertOk)\n        *error = copied;", "    *error = copied;", "plaintobwf"),
     ("convert/samplecopy.h", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
     ("convert/conversionpass.h", "dialog.value() == bytes", "true", "polling"),
-    ("convert/conversionpass.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes", "monotopoly|polytomono"),
+    ("convert/conversionpass.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes - 0 * blockAlign", "monotopoly|polytomono"),
     # ui/
     ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "mainwindow"),
     ("ui/mainwindow.cpp", "g_logoWidth = 100", "g_logoWidth = 101", "mainwindow"),
