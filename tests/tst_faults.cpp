@@ -14,6 +14,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <array>
+
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -261,15 +263,31 @@ void addConversionRows()
         QTest::newRow(name) << int(conversion);
 }
 
-/// Each file of which a conversion needs one.
+/// A file that a conversion cannot do without.
+struct SourceOfConversion
+{
+    const char* title;
+    Conversion conversion;
+    const char* name;
+};
+constexpr std::array<SourceOfConversion, 4> g_sources = {{
+    {"source of the split", Split, "take.wav"},
+    {"first source of the combine", Combine, "take_01.wav"},
+    {"second source of the combine", Combine, "take_02.wav"},
+    {"source of the plain copy", PlainCopy, "take.wav"},
+}};
+
 void addSourceRows()
 {
     QTest::addColumn<int>("conversion");
     QTest::addColumn<QString>("source");
-    QTest::newRow("split") << int(Split) << u"take.wav"_s;
-    QTest::newRow("combine, its first source") << int(Combine) << u"take_01.wav"_s;
-    QTest::newRow("combine, its second source") << int(Combine) << u"take_02.wav"_s;
-    QTest::newRow("plain copy") << int(PlainCopy) << u"take.wav"_s;
+    for (const SourceOfConversion& used : g_sources)
+        QTest::newRow(used.title) << int(used.conversion) << QString::fromLatin1(used.name);
+}
+
+bool makePipe(const QString& path)
+{
+    return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
 }
 
 QString question(const QString& name, Conversion conversion)
@@ -404,8 +422,8 @@ private slots:
     void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
     void outputDirectoryNameIsNoUnicode();
 
-    void sourceVanished_data() { addSourceRows(); }
-    void sourceVanished();
+    void sourceIsNoFileAnyMore_data();
+    void sourceIsNoFileAnyMore();
     void sourceVanishedBesideAnExistingOutput_data() { addConversionRows(); }
     void sourceVanishedBesideAnExistingOutput();
     void sourceVanishedBetweenTwoOutputs();
@@ -427,8 +445,9 @@ private slots:
     void whatIsNoFileIsNotListed();
     void smallFilesAreListedOrNamed_data();
     void smallFilesAreListedOrNamed();
-    void oddNameIsListedAndSplit_data();
-    void oddNameIsListedAndSplit();
+    void oddNameIsListedAndConverted_data();
+    void oddNameIsListedAndConverted();
+    void longestNameHasNoRoomForAnOutput_data() { addConversionRows(); }
     void longestNameHasNoRoomForAnOutput();
     void nameThatIsNoTextDoesNoHarm();
     void tenThousandFilesAreListed();
@@ -563,7 +582,7 @@ void TestFaults::outputNameIsAPipe()
 
     ListedTake take{Conversion(conversion)};
     const QString pipe = isLinked ? u"pipe"_s : take.outputName();
-    QCOMPARE(::mkfifo(QFile::encodeName(take.path(pipe)).constData(), 0666), 0);
+    QVERIFY(makePipe(take.path(pipe)));
     if (isLinked)
         QVERIFY(QFile::link(pipe, take.path(take.outputName())));
     const QStringList asked = {question(take.outputName(), Conversion(conversion))};
@@ -591,13 +610,37 @@ void TestFaults::outputDirectoryNameIsNoUnicode()
     QCOMPARE(everythingIn(directory), take.outputs());
 }
 
-void TestFaults::sourceVanished()
+void TestFaults::sourceIsNoFileAnyMore_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("successor");
+    for (const char* successor : {"nothing", "a directory", "a pipe", "a link to nowhere",
+                                  "a link to itself", "a link to a pipe"}) {
+        for (const SourceOfConversion& used : g_sources) {
+            QTest::addRow("%s, is %s now", used.title, successor)
+                << int(used.conversion) << QString::fromLatin1(used.name)
+                << QString::fromLatin1(successor);
+        }
+    }
+}
+
+void TestFaults::sourceIsNoFileAnyMore()
 {
     QFETCH(const int, conversion);
     QFETCH(const QString, source);
+    QFETCH(const QString, successor);
 
     ListedTake take{Conversion(conversion)};
-    QVERIFY(QFile::remove(take.path(source)));
+    const QString path = take.path(source);
+    QVERIFY(QFile::remove(path));
+    const bool isLinked = successor.startsWith(u"a link");
+    if (isLinked)
+        QVERIFY(QFile::link(successor.endsWith(u"itself") ? source : u"elsewhere"_s, path));
+    if (successor.endsWith(u"directory"))
+        QVERIFY(QDir().mkdir(path));
+    if (successor.endsWith(u"pipe"))
+        QVERIFY(makePipe(isLinked ? take.path(u"elsewhere"_s) : path));
     checkConversion(take, take.notOpened());
 }
 
@@ -857,7 +900,7 @@ void TestFaults::whatIsNoFileIsNotListed()
 {
     const QTemporaryDir dir;
     writeFile(dir.filePath(u"good.wav"_s), monoFile(g_left));
-    QCOMPARE(::mkfifo(QFile::encodeName(dir.filePath(u"fifo.wav"_s)).constData(), 0600), 0);
+    QVERIFY(makePipe(dir.filePath(u"fifo.wav"_s)));
     QVERIFY(QDir(dir.path()).mkdir(u"directory.wav"_s));
     QVERIFY(QFile::link(u"missing"_s, dir.filePath(u"dangling.wav"_s)));
     QVERIFY(QFile::link(u"looping.wav"_s, dir.filePath(u"looping.wav"_s)));
@@ -906,7 +949,7 @@ void TestFaults::smallFilesAreListedOrNamed()
     QCOMPARE(everythingIn(dir.path()), before);
 }
 
-void TestFaults::oddNameIsListedAndSplit_data()
+void TestFaults::oddNameIsListedAndConverted_data()
 {
     QTest::addColumn<QString>("stem");
     QTest::newRow("blanks") << u" a  b "_s;
@@ -917,10 +960,11 @@ void TestFaults::oddNameIsListedAndSplit_data()
     QTest::newRow("an emoji") << u"\U0001F3A4\U0001F3B9"_s;
     QTest::newRow("quotes and a backslash") << u"'a\"b\\c"_s;
     QTest::newRow("dots") << u"a..b."_s;
-    QTest::newRow("250 letters") << QString(248, u'x');
+    QTest::newRow("as many letters as the longest output name has room for")
+        << QString(255 - 13, u'x');
 }
 
-void TestFaults::oddNameIsListedAndSplit()
+void TestFaults::oddNameIsListedAndConverted()
 {
     QFETCH(const QString, stem);
 
@@ -934,29 +978,45 @@ void TestFaults::oddNameIsListedAndSplit()
     QCOMPARE(listing.names(), QStringList{stem + u".wav"_s});
 
     QVERIFY(writeFile(path, stereoFile()));
-    Sources sources({path});
-    CWavConverter converter(nullptr, sources.list());
-    const ConversionRun run = runAnswered({}, [&] { return converter.polyToMono(); });
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(run.texts(), QStringList());
-    const Entries expected = {{stem + u".wav"_s, aFile(stereoFile())},
-                              {stem + u"_01.wav"_s, aFile(splitOutput(g_left))},
-                              {stem + u"_02.wav"_s, aFile(splitOutput(g_right))}};
+    const QString base = dir + u'/' + stem;
+    const QList<QPair<Conversion, QStringList>> steps = {
+        {Split, {path}},
+        {PlainCopy, {path}},
+        {Combine, {base + u"_01.wav"_s, base + u"_02.wav"_s}},
+    };
+    for (const auto& [conversion, paths] : steps) {
+        const Sources sources(paths);
+        CWavConverter converter(nullptr, sources.list());
+        const ConversionRun run =
+            runAnswered({}, [&, step = conversion] { return convert(converter, step); });
+        QCOMPARE(run.result, int(ConvertOk));
+        QCOMPARE(run.texts(), QStringList());
+    }
+    const Entries expected = {
+        {stem + u".wav"_s, aFile(stereoFile())},
+        {stem + u"_01.wav"_s, aFile(splitOutput(g_left))},
+        {stem + u"_02.wav"_s, aFile(splitOutput(g_right))},
+        {stem + u"_bwf.wav"_s, aFile(copyOutput(stereoFile()))},
+        {stem + u"_combined.wav"_s, aFile(combineOutput({g_left, g_right}))},
+    };
     QCOMPARE(everythingIn(dir), expected);
 }
 
 void TestFaults::longestNameHasNoRoomForAnOutput()
 {
+    QFETCH(const int, conversion);
+
     const QTemporaryDir dir;
-    const QString path = dir.filePath(QString(251, u'x') + u".wav"_s);
+    const QString path = dir.filePath(QString(248, u'x') + u"_01.wav"_s);
     QVERIFY(writeFile(path, stereoFile()));
-    const auto before = everythingIn(dir.path());
-    Sources sources({path});
+    const Entries before = everythingIn(dir.path());
+    const Sources sources({path});
     CWavConverter converter(nullptr, sources.list());
     const ConversionRun run =
-        runAnswered({QMessageBox::Ok}, [&] { return converter.polyToMono(); });
-    QCOMPARE(run.result, int(ConvertFileOpen));
-    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, Conversion(conversion)); });
+    const bool isCopy = conversion == PlainCopy;
+    QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
+    QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText("Can not open file.")});
     QCOMPARE(everythingIn(dir.path()), before);
 }
 
@@ -985,9 +1045,11 @@ void TestFaults::tenThousandFilesAreListed()
         names.append(u"take%1.wav"_s.arg(i, 5, 10, QLatin1Char('0')));
         QVERIFY(writeFile(dir.filePath(names.last()), monoFile(g_left)));
     }
+    const Entries before = everythingIn(dir.path());
     const Listing listing(dir.path());
     QCOMPARE(listing.boxes, QStringList());
     QCOMPARE(listing.names(), names);
+    QCOMPARE(everythingIn(dir.path()), before);
 }
 
 QTEST_MAIN(TestFaults)
