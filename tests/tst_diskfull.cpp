@@ -65,8 +65,11 @@ enum class Medium {
 
 enum class Conversion { Split, Combine, PlainToBwf };
 
+constexpr qsizetype g_page = 4096;
+
 /// An output directory with room for @p bytes, a multiple of the page size: in each file under a
-/// file size limit, in all files together on a small file system.
+/// file size limit, in all files together on a small file system. A file system has at least one
+/// page; without room a hidden file takes it.
 class SmallDisk
 {
 public:
@@ -75,7 +78,9 @@ public:
         , m_bytes(bytes)
     {
         if (m_medium == Medium::SmallFileSystem)
-            m_isMounted = mountAt(m_dir.path(), bytes);
+            m_isMounted = mountAt(m_dir.path(), std::max<rlim_t>(bytes, g_page));
+        if (m_isMounted && bytes == 0)
+            m_isMounted = writeFile(m_dir.filePath(u".full"_s), QByteArray(g_page, 'x'));
     }
     ~SmallDisk()
     {
@@ -125,8 +130,6 @@ bool canMount()
         return false;
     return SmallDisk(Medium::SmallFileSystem, rlim_t(sysconf(_SC_PAGESIZE))).isReady();
 }
-
-constexpr qsizetype g_page = 4096;
 
 /// Bytes that a QFile holds back at most.
 constexpr qsizetype g_heldBack = 16384;
@@ -282,6 +285,16 @@ void tst_DiskFull::oneOutput_data()
         int plainCode; // of the plain copy, which copies `fmt ` and `data` as any other chunk
     };
     const QList<Case> cases = {
+        {"at the header, which a short file holds back",
+         {{fmt}, 6000, {}},
+         0,
+         ConvertDataWrite,
+         ConvertDataWrite},
+        {"at the header of a file that is longer than what is held back",
+         {{fmt}, 40000, {}},
+         0,
+         ConvertDataWrite,
+         ConvertDataCopy},
         {"only at the flush", {{fmt}, 6000, {}}, g_page, ConvertDataWrite, ConvertDataWrite},
         {"in the first block of the data, the last chunk",
          {{fmt}, 40000, {}},

@@ -109,10 +109,11 @@ inline QByteArray bextWithoutDate()
 }
 
 /// @p file with zeros for the 18 characters of date and time of the generated `bext` chunk that
-/// starts at byte @p bextOffset.
+/// starts at byte @p bextOffset; @p file as it is when it ends before them.
 inline QByteArray withoutDate(QByteArray file, qsizetype bextOffset = 12)
 {
-    return file.replace(bextOffset + 8 + 320, 18, QByteArray(18, '\0'));
+    const qsizetype date = bextOffset + 8 + 320;
+    return file.size() < date + 18 ? file : file.replace(date, 18, QByteArray(18, '\0'));
 }
 
 inline bool writeFile(const QString& path, const QByteArray& bytes)
