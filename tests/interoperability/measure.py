@@ -9,6 +9,7 @@ measure.py CONVERTFILES PAGE --write   writes PAGE
 """
 
 import array
+import collections
 import difflib
 import json
 import os
@@ -22,7 +23,8 @@ import wave
 
 RATE = 48000
 FRAMES = 40
-PACKAGES = {"sox": "sox", "ffmpeg": "ffmpeg", "sndfile-convert": "sndfile-programs",
+PACKAGES = {"sox": "sox", "soxi": "sox", "ffmpeg": "ffmpeg", "ffprobe": "ffmpeg",
+            "sndfile-convert": "sndfile-programs", "sndfile-info": "sndfile-programs",
             "exiftool": "libimage-exiftool-perl", "wavpack": "wavpack", "wvunpack": "wavpack"}
 
 
@@ -114,8 +116,11 @@ SOURCES = [
 ]
 
 
-# Readers: each returns the decoded samples, as one list of integers or floats, interleaved, or None
-# when it decodes none, and what it said.
+# Readers: each returns what it decoded, or None when it refuses the file, and what it said. The
+# samples are one list of integers or floats, interleaved.
+
+Decoded = collections.namedtuple("Decoded", "channels rate samples")
+
 
 def run(*command):
     done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False,
@@ -132,13 +137,20 @@ def numbers(raw, source):
 def read_sox(path, source, _work):
     encoding = "float" if source.tag == 3 else "signed"
     code, raw, said = run("sox", path, "-t", "raw", "-e", encoding, "-b", "32", "-")
-    return (numbers(raw, source) if code == 0 else None), said
+    if code != 0:
+        return None, said
+    channels, rate = (int(run("soxi", field, path)[1]) for field in ("-c", "-r"))
+    return Decoded(channels, rate, numbers(raw, source)), said
 
 
 def read_ffmpeg(path, source, _work):
     code, raw, said = run("ffmpeg", "-nostdin", "-v", "warning", "-i", path, "-f",
                           "f32le" if source.tag == 3 else "s32le", "-")
-    return (numbers(raw, source) if code == 0 else None), said
+    if code != 0:
+        return None, said
+    _, fields, _ = run("ffprobe", "-v", "error", "-of", "json", "-show_streams", path)
+    stream = json.loads(fields)["streams"][0]
+    return Decoded(stream["channels"], int(stream["sample_rate"]), numbers(raw, source)), said
 
 
 def read_sndfile(path, source, work):
@@ -146,8 +158,11 @@ def read_sndfile(path, source, work):
     code, out, said = run("sndfile-convert", "-float32" if source.tag == 3 else "-pcm32", path, raw)
     if code != 0:
         return None, (out.decode() + said)
+    fields = dict(re.findall(r"^(Channels|Sample Rate) *: (\d+)$",
+                             run("sndfile-info", path)[1].decode(), re.MULTILINE))
     with open(raw, "rb") as file:
-        return numbers(file.read(), source), said
+        samples = numbers(file.read(), source)
+    return Decoded(int(fields["Channels"]), int(fields["Sample Rate"]), samples), said
 
 
 def widened(raw, source):
@@ -168,7 +183,8 @@ def widened(raw, source):
 def read_python(path, source, _work):
     try:
         with wave.open(path) as file:
-            return widened(file.readframes(file.getnframes()), source), ""
+            samples = widened(file.readframes(file.getnframes()), source)
+            return Decoded(file.getnchannels(), file.getframerate(), samples), ""
     except (wave.Error, EOFError, RuntimeError) as error:
         return None, f"{type(error).__name__}: {error}".rstrip(": ")
 
@@ -182,8 +198,10 @@ def read_wavpack(path, source, work):
     code, _, said_too = run("wvunpack", "-q", "-y", "--raw", packed, "-o", raw)
     if code != 0:
         return None, said_too
+    rate, _, _, channels = run("wvunpack", "-q", "-f", packed)[1].decode().split(";")[:4]
     with open(raw, "rb") as file:
-        return widened(file.read(), source), said + said_too
+        samples = widened(file.read(), source)
+    return Decoded(int(channels), int(rate), samples), said + said_too
 
 
 def read_exiftool(path, _source, _work):
@@ -241,9 +259,10 @@ what is measured. Each source is converted by all three conversions; each output
 readers, in the versions of Debian 12, and the samples that they decode are compared with those of
 the source, channel by channel.
 
-*exact*: every sample is equal, and there are as many. *reads*: channels, rate and width are right;
-this reader decodes no samples. *refuses*: no sample comes out. What a reader says, and why, stands
-in the notes. *Odd channels* have an odd number of bytes; the other kinds have an even one.
+*exact*: channels and rate are right, every sample is equal, and there are as many. *reads*:
+channels, rate and width are right; this reader decodes no samples. *refuses*: no sample comes out.
+What a reader says, and why, stands in the notes. *Odd channels* have an odd number of bytes; the
+other kinds have an even one.
 """
 
 
@@ -293,7 +312,9 @@ class Page:
                      and decoded.get("BitsPerSample") == source.bits)
             return ("reads" if right else "**differs**") + marks
         expected = [widened(b"".join(source.channel(number)), source) for number in channels]
-        found = [decoded[k::len(channels)] for k in range(len(channels))]
+        if (decoded.channels, decoded.rate) != (len(channels), RATE):
+            return "**differs**" + marks
+        found = [decoded.samples[k::len(channels)] for k in range(len(channels))]
         more = len(found[0]) - source.frames
         common = min(len(found[0]), source.frames)
         if any(have[:common] != want[:common] for have, want in zip(found, expected)):
