@@ -9,8 +9,6 @@
 #include "wave/wavfileitem.h"
 
 #include <algorithm>
-#include <memory>
-#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -92,23 +90,20 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
             }
         }
     }
-    const FuzzDesk::Answers answers = {(input.control(g_answersAt) & 1) == 0,
-                                       (input.control(g_answersAt) & 2) != 0};
+    const FuzzDesk::Answers answers = answersOf(input);
     const Walk walk = convertingWalk(channels.first().bytes);
     if (walk.largestCopy > g_largestFuzzedCopy || !hasEnd(channels, walk))
         return 0;
 
     const WavInfo info = input.listed(channels.first().bytes, g_listedAt);
-    std::vector<std::unique_ptr<CWavFileItem>> items;
-    QList<CWavFileItem*> sources;
+    DeskSources sources;
     for (const Channel& channel : channels) {
         const QString name = nameOf(channel.number);
         if (channel.isThere)
             desk.put(name, channel.bytes);
         else
             desk.putDirectory(name);
-        items.push_back(std::make_unique<CWavFileItem>(desk.path(name), info));
-        sources.append(items.back().get());
+        sources.add(name, info);
     }
     const QString output = u"take_combined.wav"_s;
     const bool isOutputThere = (input.control(g_answersAt) & 4) != 0;
@@ -118,13 +113,15 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
     else if (isOutputThere)
         desk.write(output, "before");
 
-    CWavConverter converter(nullptr, sources);
+    CWavConverter converter(nullptr, sources.list());
     const int result = desk.run(answers, [&] { return converter.monoToPoly(); });
     require(result >= ConvertOk && result <= ConvertCancelled, "a result that has a meaning");
     const QByteArray written = desk.read(output);
     if (result == ConvertOk)
-        require(written.startsWith("RIFF") && written.mid(8, 4) == "WAVE", "success leaves a file");
+        require(hasWaveHeader(written), "success leaves a file");
     else
-        require(written.isEmpty() || written == "before", "a failure leaves no output");
+        require(!desk.exists(output) || written == "before", "a failure leaves no output");
+    for (const QString& name : desk.outputs())
+        require(name == output, "no other file comes to be");
     return 0;
 }

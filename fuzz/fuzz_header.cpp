@@ -4,6 +4,7 @@
 // The header parse of the file browser.
 
 #include "fuzz/fuzzdesk.h"
+#include "fuzz/fuzzinput.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
@@ -29,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
     if (!readWavInfo(&file, &info))
         return 0;
 
-    require(bytes.startsWith("RIFF") && bytes.mid(8, 4) == "WAVE", "only a WAVE file is readable");
+    require(hasWaveHeader(bytes), "only a WAVE file is readable");
     require(bytes.mid(file.pos() - 16, 2)
                 == QByteArray::fromRawData(reinterpret_cast<const char*>(&info.fmt.formatTag), 2),
             "the file stands behind the format body");

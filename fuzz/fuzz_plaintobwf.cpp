@@ -9,16 +9,19 @@
 #include "wave/wavfileitem.h"
 
 #include <algorithm>
-#include <array>
-#include <memory>
-#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
 /// The second name is also that of an output of the first.
-constexpr std::array g_names = {"take.wav", "take_bwf.wav", "other"};
+const QStringList g_names = {u"take.wav"_s, u"take_bwf.wav"_s, u"other"_s};
+
+/// False for an input that only costs time.
+bool isWorthConverting(const QByteArray& file)
+{
+    return copyingWalk(file).largestCopy <= g_largestFuzzedCopy;
+}
 
 } // namespace
 
@@ -31,28 +34,21 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
 {
     const FuzzInput input(data, size);
+    const QByteArrayList files = input.files().mid(0, g_names.size());
+    if (!std::all_of(files.cbegin(), files.cend(), isWorthConverting))
+        return 0;
+    const DeskSources sources = putSources(input, g_names);
+
     FuzzDesk& desk = fuzzDesk();
-    desk.clear();
-    const FuzzDesk::Answers answers = {(input.control(0) & 1) == 0, (input.control(0) & 2) != 0};
-
-    std::vector<std::unique_ptr<CWavFileItem>> items;
-    QList<CWavFileItem*> sources;
-    const qsizetype count = std::min<qsizetype>(input.files().size(), g_names.size());
-    for (qsizetype i = 0; i < count; ++i) {
-        const QByteArray& file = input.files()[i];
-        if (copyingWalk(file).largestCopy > g_largestFuzzedCopy)
-            return 0;
-        const QString name = QString::fromLatin1(g_names[size_t(i)]);
-        const WavInfo info = input.listed(file, 2);
-        items.push_back(std::make_unique<CWavFileItem>(desk.path(name), info));
-        sources.append(items.back().get());
-        desk.put(name, file);
-    }
-
-    CWavConverter converter(nullptr, sources);
-    desk.run(answers, [&] {
+    CWavConverter converter(nullptr, sources.list());
+    desk.run(answersOf(input), [&] {
         converter.plainToBwf();
         return 0;
     });
+    for (const QString& name : desk.outputs()) {
+        const QByteArray output = desk.read(name);
+        require(name.endsWith(u"_bwf.wav"), "no other file comes to be");
+        require(output.isEmpty() || hasWaveHeader(output), "what is left is a WAVE file");
+    }
     return 0;
 }

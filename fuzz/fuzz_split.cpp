@@ -9,17 +9,13 @@
 #include "wave/wavfileitem.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <memory>
-#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
 /// The second name is also that of an output of the first.
-constexpr std::array g_names = {"take.wav", "take_01.wav", "other"};
+const QStringList g_names = {u"take.wav"_s, u"take_01.wav"_s, u"other"_s};
 
 /// False for an input whose conversion has no end or only costs time.
 bool isWorthConverting(const QByteArray& file)
@@ -33,6 +29,29 @@ bool isWorthConverting(const QByteArray& file)
     return hasEnd && walk.largestCopy <= g_largestFuzzedCopy;
 }
 
+/// Enables one or two channels of the wanted ones, which show what eight would. Returns the names
+/// of the outputs.
+QStringList enableTwoChannels(int control, CWavFileItem& item, const QString& name)
+{
+    const unsigned wanted = control == 0 ? 0b10000001u : unsigned(control);
+    QStringList outputs;
+    int enabled = 0;
+    for (int channel = 0; channel < g_maxChannels; ++channel) {
+        const bool isOn = (wanted >> channel & 1u) != 0 && enabled < 2;
+        enabled += isOn;
+        item.setChannelEnabled(channel, isOn);
+        if (isOn && channel < item.fmtChunk().channels)
+            outputs.append(u"%1_0%2.wav"_s.arg(name.section(u'.', 0, 0)).arg(channel + 1));
+    }
+    return outputs;
+}
+
+/// The RIFF size comes last.
+bool isFinished(const QByteArray& output)
+{
+    return hasWaveHeader(output) && output.mid(4, 4) != QByteArray(4, '\0');
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
@@ -44,40 +63,26 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
 {
     const FuzzInput input(data, size);
+    const QByteArrayList files = input.files().mid(0, g_names.size());
+    if (!std::all_of(files.cbegin(), files.cend(), isWorthConverting))
+        return 0;
+    const DeskSources sources = putSources(input, g_names);
+    QStringList wanted;
+    for (size_t i = 0; i < sources.items.size(); ++i)
+        wanted += enableTwoChannels(input.control(1), *sources.items[i], g_names[qsizetype(i)]);
+    wanted.sort();
+
     FuzzDesk& desk = fuzzDesk();
-    desk.clear();
-    const FuzzDesk::Answers answers = {(input.control(0) & 1) == 0, (input.control(0) & 2) != 0};
-
-    std::vector<std::unique_ptr<CWavFileItem>> items;
-    QList<CWavFileItem*> sources;
-    const qsizetype count = std::min<qsizetype>(input.files().size(), g_names.size());
-    for (qsizetype i = 0; i < count; ++i) {
-        const QByteArray& file = input.files()[i];
-        if (!isWorthConverting(file))
-            return 0;
-        const QString name = QString::fromLatin1(g_names[size_t(i)]);
-        const WavInfo info = input.listed(file, 2);
-        items.push_back(std::make_unique<CWavFileItem>(desk.path(name), info));
-        // One or two outputs of each source show what eight would.
-        const unsigned wanted = input.control(1) == 0 ? 0b10000001u : unsigned(input.control(1));
-        int enabled = 0;
-        for (int channel = 0; channel < 8; ++channel) {
-            const bool isOn = (wanted >> channel & 1u) != 0 && enabled < 2;
-            enabled += isOn;
-            items.back()->setChannelEnabled(channel, isOn);
-        }
-        sources.append(items.back().get());
-        desk.put(name, file);
-    }
-
-    CWavConverter converter(nullptr, sources);
-    const int result = desk.run(answers, [&] { return converter.polyToMono(); });
+    CWavConverter converter(nullptr, sources.list());
+    const int result = desk.run(answersOf(input), [&] { return converter.polyToMono(); });
     require(result >= ConvertOk && result <= ConvertCancelled, "a result that has a meaning");
-    const FmtChunk fmt = sources.first()->fmtChunk();
-    if (result == ConvertOk && fmt.channels > 0 && sources.first()->isChannelEnabled(0)
-        && count == 1) {
-        const QByteArray output = desk.read(u"take_01.wav"_s);
-        require(output.startsWith("RIFF") && output.mid(8, 4) == "WAVE", "success leaves a file");
+    const QStringList outputs = desk.outputs();
+    require(result != ConvertOk || outputs == wanted, "success leaves every output");
+    for (const QString& name : outputs) {
+        const QByteArray output = desk.read(name);
+        require(wanted.contains(name), "no other file comes to be");
+        require(isFinished(output) || (output.isEmpty() && result == ConvertIllegalFormat),
+                "what is left is finished");
     }
     return 0;
 }

@@ -25,6 +25,8 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+const QString g_listedName = QStringLiteral("listed");
+
 /// The blocks that the combine keeps allocated on purpose: thousands of runs in one process would
 /// end the memory. Those of its size that a run leaves behind are freed after it.
 struct KeptBlocks
@@ -131,10 +133,19 @@ bool FuzzDesk::exists(const QString& name) const
     return ::access(QFile::encodeName(path(name)).constData(), F_OK) == 0;
 }
 
+QStringList FuzzDesk::outputs() const
+{
+    QStringList names = QDir(m_dir.path()).entryList(QDir::Files);
+    names.removeOne(g_listedName);
+    names.removeIf([this](const QString& name) { return m_files.contains(name); });
+    names.sort();
+    return names;
+}
+
 bool FuzzDesk::list(const QByteArray& bytes, WavInfo* info)
 {
-    write(u"listed"_s, bytes);
-    QFile file(path(u"listed"_s));
+    write(g_listedName, bytes);
+    QFile file(path(g_listedName));
     *info = {};
     return openSource(&file) && readWavInfo(&file, info);
 }

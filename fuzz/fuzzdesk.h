@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QMap>
 #include <QObject>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <functional>
@@ -45,6 +46,9 @@ public:
     /// The bytes of a file on the desk, none if there is no such file.
     QByteArray read(const QString& name) const;
     bool exists(const QString& name) const;
+
+    /// The names of the files that nobody put here, sorted.
+    QStringList outputs() const;
 
     /// The header of a file of these bytes, read as the file browser does. False when it is not
     /// readable.

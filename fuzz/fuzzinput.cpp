@@ -3,8 +3,8 @@
 
 #include "fuzz/fuzzinput.h"
 
-#include "fuzz/fuzzdesk.h"
 #include "wave/chunks.h"
+#include "wave/wavfileitem.h"
 
 #include <QtEndian>
 
@@ -84,6 +84,42 @@ WavInfo FuzzInput::listed(const QByteArray& file, int index) const
     info.fmt.bitsPerSample = number(7);
     info.fmt.byteRate = quint32(number(9)) << 16;
     return info;
+}
+
+void DeskSources::add(const QString& name, const WavInfo& info)
+{
+    items.push_back(std::make_unique<CWavFileItem>(fuzzDesk().path(name), info));
+}
+
+QList<CWavFileItem*> DeskSources::list() const
+{
+    QList<CWavFileItem*> list;
+    for (const auto& item : items)
+        list.append(item.get());
+    return list;
+}
+
+DeskSources putSources(const FuzzInput& input, const QStringList& names)
+{
+    fuzzDesk().clear();
+    DeskSources sources;
+    const qsizetype count = std::min(input.files().size(), names.size());
+    for (qsizetype i = 0; i < count; ++i) {
+        const QByteArray& file = input.files()[i];
+        sources.add(names[i], input.listed(file, 2));
+        fuzzDesk().put(names[i], file);
+    }
+    return sources;
+}
+
+FuzzDesk::Answers answersOf(const FuzzInput& input)
+{
+    return {(input.control(0) & 1) == 0, (input.control(0) & 2) != 0};
+}
+
+bool hasWaveHeader(const QByteArray& file)
+{
+    return file.startsWith(g_riffId) && file.mid(8, g_idSize) == g_waveId;
 }
 
 Walk convertingWalk(const QByteArray& bytes)

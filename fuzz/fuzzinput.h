@@ -3,10 +3,17 @@
 
 #pragma once
 
+#include "fuzz/fuzzdesk.h"
 #include "wave/wavrecords.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
+
+class CWavFileItem;
 
 /// @file
 /// What the bytes of a fuzzing run mean. An input is one file, or several with the marker between
@@ -34,6 +41,25 @@ private:
     QByteArrayList m_files;
     QByteArray m_control;
 };
+
+/// Sources on the desk.
+struct DeskSources
+{
+    std::vector<std::unique_ptr<CWavFileItem>> items;
+
+    void add(const QString& name, const WavInfo& info);
+    QList<CWavFileItem*> list() const;
+};
+
+/// Clears the desk and puts as many of the input's files there as there are @p names, listed by the
+/// control bytes from 2 on.
+DeskSources putSources(const FuzzInput& input, const QStringList& names);
+
+/// How the dialogs are answered, by control byte 0.
+FuzzDesk::Answers answersOf(const FuzzInput& input);
+
+/// True for what a conversion writes from its first flush on.
+bool hasWaveHeader(const QByteArray& file);
 
 /// A `data` body as a conversion meets it on its walk over a file.
 struct MetData
