@@ -17,17 +17,27 @@ namespace {
 
 constexpr int g_smallestWidth = 8; // bits
 constexpr int g_largestWidth = 64;
-constexpr int g_casesPerRow = 8;
 
 /// What a running size counts less when a `bext` chunk is copied than when it is generated.
 constexpr quint32 g_generatedOverCopied = 866 - (8 + 4);
 
-/// The seed of the whole run. Another one is chosen, or a failed run repeated, with SPLICORA_SEED.
-quint32 baseSeed()
+/// Random cases in each test row; fewer, where they take too long, with SPLICORA_CASES.
+int casesPerRow()
 {
     bool isSet = false;
-    const int seed = qEnvironmentVariableIntValue("SPLICORA_SEED", &isSet);
-    return isSet ? quint32(seed) : 1;
+    const int cases = qEnvironmentVariableIntValue("SPLICORA_CASES", &isSet);
+    return isSet ? std::max(cases, 1) : 8;
+}
+
+/// The seed of the whole run: another one each time, unless a run is repeated with SPLICORA_SEED.
+quint32 baseSeed()
+{
+    static const quint32 seed = [] {
+        bool isSet = false;
+        const int repeated = qEnvironmentVariableIntValue("SPLICORA_SEED", &isSet);
+        return isSet ? quint32(repeated) : QRandomGenerator::system()->bounded(1u << 31);
+    }();
+    return seed;
 }
 
 /// Random facts of one case. The same base seed, test row and case number give the same facts.
@@ -299,7 +309,7 @@ private slots:
 
 void TestProperties::initTestCase()
 {
-    qInfo("SPLICORA_SEED=%u", baseSeed());
+    qInfo("SPLICORA_SEED=%u, %d cases in a row", baseSeed(), casesPerRow());
 }
 
 void TestProperties::splitThenCombineGivesBackEverySampleByte()
@@ -307,7 +317,7 @@ void TestProperties::splitThenCombineGivesBackEverySampleByte()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= g_casesPerRow; ++i) {
+    for (int i = 1; i <= casesPerRow(); ++i) {
         CaseRandom random(i);
         const Recording recording = randomRecording(random, channels, width);
         const TakeDirectory take(recording.file());
@@ -368,7 +378,7 @@ void TestProperties::secondSplitEqualsTheFirst()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= g_casesPerRow; ++i) {
+    for (int i = 1; i <= casesPerRow(); ++i) {
         CaseRandom random(i);
         const Recording recording = randomRecording(random, channels, width);
         const TakeDirectory take(recording.file());
@@ -397,7 +407,7 @@ void TestProperties::combineOrderIsListOrder()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= g_casesPerRow; ++i) {
+    for (int i = 1; i <= casesPerRow(); ++i) {
         CaseRandom random(i);
         Recording mono = randomRecording(random, 1, width);
         const TakeDirectory take({});
@@ -423,7 +433,7 @@ void TestProperties::disabledChannelsWriteNothing()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= g_casesPerRow; ++i) {
+    for (int i = 1; i <= casesPerRow(); ++i) {
         CaseRandom random(i);
         const Recording recording = randomRecording(random, channels, width);
         const TakeDirectory take(recording.file());
@@ -454,7 +464,7 @@ void TestProperties::otherChunkBodiesComeThroughUnchanged()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= g_casesPerRow; ++i) {
+    for (int i = 1; i <= casesPerRow(); ++i) {
         CaseRandom random(i);
         const Recording poly = randomRecording(random, channels, width);
         const TakeDirectory take(poly.file());
