@@ -14,7 +14,7 @@
 #include <numeric>
 
 #ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/allocator_interface.h>
+extern "C" size_t __sanitizer_get_current_allocated_bytes(); // GCC has no header for it
 #else
 #include <malloc.h>
 #endif
