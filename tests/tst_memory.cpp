@@ -78,6 +78,15 @@ qint64 allocatedBytes()
 #endif
 }
 
+/// False where a tool manages the memory in place of the system and keeps the count to itself.
+bool areBytesCounted()
+{
+    constexpr qint64 more = 1 << 20;
+    const qint64 before = allocatedBytes();
+    const QByteArray probe(more, 'x');
+    return allocatedBytes() - before >= more;
+}
+
 /// Watches the memory of this process whenever a conversion delivers events.
 class MemoryWatch : public QObject
 {
@@ -117,12 +126,14 @@ constexpr int g_shortBlocks = 2;
 constexpr int g_longBlocks = 32;
 
 /// Runs a conversion and stores the most bytes that it held. It must have made these @p buffers,
-/// held them at one time, and hold little beside them.
+/// held them at one time, and hold little beside them, as far as bytes are counted.
 void checkBuffers(const std::function<int()>& convert, const QList<qint64>& buffers, qint64* most)
 {
     const MemoryWatch watch;
     QCOMPARE(convert(), int(ConvertOk));
     QCOMPARE(watch.buffers(), buffers);
+    if (!areBytesCounted())
+        return;
     *most = watch.most();
     const qint64 beside = *most - std::accumulate(buffers.cbegin(), buffers.cend(), qint64(0));
     QVERIFY2(beside >= 0 && beside < g_slackBytes, qPrintable(QString::number(beside)));
@@ -159,6 +170,8 @@ void TestMemory::initTestCase()
     const Sources sources({path});
     CWavConverter converter(nullptr, sources.list());
     QCOMPARE(converter.polyToMono(), int(ConvertOk));
+    if (!areBytesCounted())
+        qInfo("The buffers alone are counted here, not the bytes beside them.");
 }
 
 void TestMemory::splitHoldsTwoBuffers_data()
