@@ -127,6 +127,8 @@ QString CWavConverter::outputBase(const QString& stem) const
 int CWavConverter::openOutput(QFile* output, const QString& question,
                               const QStringList& inputs) const
 {
+    if (output->fileName().contains(QChar::Null))
+        return ConvertFileOpen; // the system would open what the name is up to that character
     if (QFile::exists(output->fileName())) { // which a link to nowhere does not
         const QString text =
             question + QFileInfo(*output).fileName() + u"\n\nDo you want to overwrite?"_s;

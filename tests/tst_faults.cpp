@@ -421,6 +421,8 @@ private slots:
     void outputNameIsAPipe();
     void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
     void outputDirectoryNameIsNoUnicode();
+    void outputDirectoryNameHoldsAZeroCharacter_data();
+    void outputDirectoryNameHoldsAZeroCharacter();
 
     void sourceIsNoFileAnyMore_data();
     void sourceIsNoFileAnyMore();
@@ -608,6 +610,29 @@ void TestFaults::outputDirectoryNameIsNoUnicode()
     QCOMPARE(run.texts(), QStringList{question(take.outputName(), Conversion(conversion))});
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(everythingIn(directory), take.outputs());
+}
+
+void TestFaults::outputDirectoryNameHoldsAZeroCharacter_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<bool>("isSource");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("behind the name of the source of a %s", name) << int(conversion) << true;
+        QTest::addRow("behind the name of a file that a %s has no part in", name)
+            << int(conversion) << false;
+    }
+}
+
+/// The system takes the name up to that character for the name of the output.
+void TestFaults::outputDirectoryNameHoldsAZeroCharacter()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const bool, isSource);
+
+    ListedTake take{Conversion(conversion)};
+    take.put(u"other"_s, "of another program");
+    const QString file = take.path(isSource ? take.sourceName() : u"other"_s);
+    checkConversion(take, take.notOpened(), {QMessageBox::Ok}, file + QChar::Null + u"out"_s);
 }
 
 void TestFaults::sourceIsNoFileAnyMore_data()
