@@ -47,7 +47,8 @@ struct ConversionPass
     int writeBody(const ChunkHeader& source, const FmtChunk& fmt);
 
     /// Puts the running size into the RIFF header and brings the output to the disk. False when any
-    /// write of the pass failed or the output was removed meanwhile.
+    /// write of the pass failed or another file or none has the
+    /// name of the output by now.
     bool finish();
 
     QDataStream in;
@@ -91,8 +92,8 @@ inline bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
     return true;
 }
 
-/// Closes and removes an output that is not to stay. QFile::remove() alone keeps a file whose last
-/// bytes do not fit the disk any more.
+/// Closes and removes an output that is not to stay, but no other file that took its name
+/// meanwhile. QFile::remove() alone keeps a file whose last bytes do not fit the disk any more.
 void removeOutput(QFile* output);
 
 /// A zero-filled buffer of @p size bytes, null when there is no memory for it.

@@ -19,6 +19,8 @@
 #include <limits>
 #include <new>
 
+#include <sys/stat.h>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -59,6 +61,16 @@ bool isOneOf(const QString& fileName, const QStringList& files)
         std::error_code error; // a file that is not there is not the same
         return std::filesystem::equivalent(path, pathOf(file), error);
     });
+}
+
+/// True while the name of the open @p file leads to it, and not to another file or none.
+bool hasItsName(const QFile& file)
+{
+    struct stat opened = {};
+    struct stat named = {};
+    return ::fstat(file.handle(), &opened) == 0
+           && ::stat(QFile::encodeName(file.fileName()).constData(), &named) == 0
+           && opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 /// A buffer of copyBlock(), which keeps it when it fails.
@@ -230,7 +242,7 @@ bool ConversionPass::finish()
     if (!output->seek(g_riffSizeOffset))
         return false;
     out << runningSize;
-    return out.status() == QDataStream::Ok && output->flush() && QFile::exists(output->fileName());
+    return out.status() == QDataStream::Ok && output->flush() && hasItsName(*output);
 }
 
 quint64 copiedBodyBytes(const ChunkHeader& header)
@@ -240,8 +252,10 @@ quint64 copiedBodyBytes(const ChunkHeader& header)
 
 void removeOutput(QFile* output)
 {
+    const bool isReplaced = output->isOpen() && !hasItsName(*output);
     output->close();
-    QFile::remove(output->fileName());
+    if (!isReplaced)
+        QFile::remove(output->fileName());
 }
 
 std::unique_ptr<char[]> newSampleBuffer(qint64 size)

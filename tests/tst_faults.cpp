@@ -411,6 +411,8 @@ private slots:
     void outputDirectoryGoneBetweenTwoOutputs();
     void outputGoneWhileItIsWritten_data();
     void outputGoneWhileItIsWritten();
+    void outputReplacedWhileItIsWritten_data();
+    void outputReplacedWhileItIsWritten();
     void outputNameIsADirectory_data() { addConversionRows(); }
     void outputNameIsADirectory();
     void outputNameIsADanglingLink_data() { addConversionRows(); }
@@ -528,6 +530,41 @@ void TestFaults::outputGoneWhileItIsWritten()
                                                QDir().rmdir(out);
                                        });
     checkConversion(take, expected, {QMessageBox::Ok}, out);
+}
+
+void TestFaults::outputReplacedWhileItIsWritten_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<bool>("isCancelled");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::addRow("a %s that goes on to its end", name) << int(conversion) << false;
+    QTest::newRow("a split that is cancelled then") << int(Split) << true;
+    QTest::newRow("a combine that is cancelled then") << int(Combine) << true;
+}
+
+/// Another program puts a file of its own in the place of the output. That one is no result of the
+/// conversion, nor the conversion's to remove.
+void TestFaults::outputReplacedWhileItIsWritten()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const bool, isCancelled);
+
+    ListedTake take{Conversion(conversion)};
+    Outcome expected = isCancelled
+                           ? take.failure(ConvertCancelled, {})
+                           : take.failure(ConvertDataWrite, {errorText("Data write error.")});
+    expected.entries[take.outputName()] = aFile("of another program");
+    take.put(u"other"_s, "of another program");
+    const QByteArray other = QFile::encodeName(take.path(u"other"_s));
+    const QByteArray output = QFile::encodeName(take.path(take.outputName()));
+    bool isReplaced = false;
+    const OnceDuringConversion replacement(
+        [&output] { return ::access(output.constData(), F_OK) == 0; },
+        [&] { isReplaced = ::rename(other.constData(), output.constData()) == 0; });
+    const CancelClicker clicker([&](const QProgressDialog&) { return isCancelled && isReplaced; });
+
+    checkConversion(take, expected);
+    QCOMPARE(clicker.wasClicked(), isCancelled);
 }
 
 void TestFaults::outputNameIsADirectory()
