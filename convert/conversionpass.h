@@ -46,8 +46,8 @@ struct ConversionPass
     /// body, which is skipped, or a copy. Returns a ConvertError.
     int writeBody(const ChunkHeader& source, const FmtChunk& fmt);
 
-    /// Puts the running size into the RIFF header and brings the output to the disk. False when any
-    /// write of the pass failed or another file or none has the
+    /// Puts the running size into the RIFF header, brings the output to the disk and closes it.
+    /// False when any write of the pass or the closing failed, or when another file or none has the
     /// name of the output by now.
     bool finish();
 

@@ -289,6 +289,5 @@ int CWavConverter::combineSources() const
         return error;
     }
     pass.dialog.setValue(pass.dialog.maximum());
-    output.close();
     return ConvertOk;
 }

@@ -185,7 +185,6 @@ int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
         return error;
     }
     source.close();
-    output.close();
     pass.dialog.setValue(pass.dialog.maximum());
     return ConvertOk;
 }

@@ -242,7 +242,10 @@ bool ConversionPass::finish()
     if (!output->seek(g_riffSizeOffset))
         return false;
     out << runningSize;
-    return out.status() == QDataStream::Ok && output->flush() && hasItsName(*output);
+    if (out.status() != QDataStream::Ok || !output->flush() || !hasItsName(*output))
+        return false;
+    output->close(); // where some file systems, over a network, tell what went wrong before
+    return output->error() == QFileDevice::NoError;
 }
 
 quint64 copiedBodyBytes(const ChunkHeader& header)

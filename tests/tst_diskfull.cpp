@@ -30,6 +30,7 @@ struct Defects
     int first = 0;
     int last = 0;
     int writes = 0; ///< made so far
+    bool failsToClose = false;
 
     bool isBelowDir(int descriptor) const
     {
@@ -53,6 +54,17 @@ extern "C" ssize_t write(int descriptor, const void* bytes, size_t size)
         }
     }
     return syscall(SYS_write, descriptor, bytes, size);
+}
+
+/// The same for the call that some file systems, over a network, tell an earlier failure by.
+extern "C" int close(int descriptor)
+{
+    const bool fails = g_defects.failsToClose && g_defects.isBelowDir(descriptor);
+    const auto result = int(syscall(SYS_close, descriptor));
+    if (!fails)
+        return result;
+    errno = ENOSPC;
+    return -1;
 }
 
 namespace {
@@ -247,6 +259,8 @@ private slots:
     void deviceThatTakesNothing();
     void everyWriteThatFailsIsTold_data();
     void everyWriteThatFailsIsTold();
+    void failureToCloseIsTold_data();
+    void failureToCloseIsTold();
 
 private:
     void addMediumRows();
@@ -566,6 +580,36 @@ void tst_DiskFull::everyWriteThatFailsIsTold()
         for (auto file = left.cbegin(); file != left.cend(); ++file)
             QVERIFY(file.value() == complete[file.key()]);
     }
+}
+
+void tst_DiskFull::failureToCloseIsTold_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<QStringList>("names");
+    QTest::newRow("split") << Conversion::Split << QStringList();
+    QTest::newRow("combine") << Conversion::Combine << QStringList();
+    QTest::newRow("plain copy, which leaves what it wrote")
+        << Conversion::PlainToBwf << QStringList{u"take_bwf.wav"_s};
+}
+
+void tst_DiskFull::failureToCloseIsTold()
+{
+    QFETCH(Conversion, conversion);
+    QFETCH(QStringList, names);
+    const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
+    const QTemporaryDir out;
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(out.path());
+    g_defects = {.dir = QFile::encodeName(out.path()), .failsToClose = true};
+
+    const ConversionRun run =
+        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+    g_defects = {};
+
+    QCOMPARE(run.texts(), QStringList{textOf(ConvertDataWrite)});
+    QCOMPARE(run.result, int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertDataWrite));
+    QCOMPARE(QDir(out.path()).entryList(QDir::Files), names);
+    QVERIFY(sources.isUntouched());
 }
 
 QTEST_MAIN(tst_DiskFull)
