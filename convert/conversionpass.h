@@ -22,6 +22,8 @@ struct ConversionPass
 {
     /// Both files are open, stay owned by the caller and outlive the pass.
     ConversionPass(QFile* source, QFile* output, QWidget* parent);
+    ~ConversionPass();
+    Q_DISABLE_COPY_MOVE(ConversionPass)
 
     /// Checks the source's RIFF header and keeps its size.
     bool checkSource();

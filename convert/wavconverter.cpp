@@ -63,6 +63,14 @@ bool isOneOf(const QString& fileName, const QStringList& files)
     });
 }
 
+/// The outputs that are being written. Cancel hides the dialog before it is looked at, so that the
+/// window can start another request meanwhile.
+QStringList& outputsInWork()
+{
+    static QStringList names;
+    return names;
+}
+
 /// True while the name of the open @p file leads to it, and not to another file or none.
 bool hasItsName(const QFile& file)
 {
@@ -134,8 +142,8 @@ QString CWavConverter::outputBase(const QString& stem) const
 }
 
 /// Asks before it overwrites, with @p question as the first words, and opens @p output for writing.
-/// A file that is one of the @p inputs is never truncated, whatever the answer. Returns a
-/// ConvertError.
+/// A file that is one of the @p inputs or still being written is never truncated, whatever the
+/// answer. Returns a ConvertError.
 int CWavConverter::openOutput(QFile* output, const QString& question,
                               const QStringList& inputs) const
 {
@@ -149,7 +157,7 @@ int CWavConverter::openOutput(QFile* output, const QString& question,
                                   QMessageBox::NoButton);
         if (answer != QMessageBox::Yes)
             return ConvertCancelled;
-        if (isPipe(output->fileName()) || isOneOf(output->fileName(), inputs))
+        if (isPipe(output->fileName()) || isOneOf(output->fileName(), inputs + outputsInWork()))
             return ConvertFileOpen;
     }
     return output->open(QIODevice::WriteOnly) ? ConvertOk : ConvertFileOpen;
@@ -168,12 +176,18 @@ ConversionPass::ConversionPass(QFile* source, QFile* output, QWidget* parent)
     , out(output)
     , dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
 {
+    outputsInWork().append(output->fileName());
     in.setByteOrder(QDataStream::LittleEndian);
     out.setByteOrder(QDataStream::LittleEndian);
     dialog.setWindowModality(Qt::WindowModal);
     // A progress that meets the maximum on its way would hide the dialog and forget a Cancel.
     dialog.setAutoReset(false);
     dialog.setLabelText(u"Converting...\n"_s + QFileInfo(*output).fileName());
+}
+
+ConversionPass::~ConversionPass()
+{
+    outputsInWork().removeOne(static_cast<QFile*>(out.device())->fileName());
 }
 
 bool ConversionPass::checkSource()

@@ -228,6 +228,14 @@ private:
             addPolyTakes(desk);
     }
 
+    /// Clicks into the window where a button is, which a dialog in front of the window prevents.
+    static void clickWhereSeen(const WindowDesk& desk, const QString& text)
+    {
+        const QPushButton* button = findButton(&desk.window, text);
+        QTest::mouseClick(desk.window.windowHandle(), Qt::LeftButton, {},
+                          button->mapTo(&desk.window, button->rect().center()));
+    }
+
     static void setOutput(const WindowDesk& desk, const QString& text)
     {
         outputDirEdit(&desk.window)->setText(text);
@@ -664,6 +672,53 @@ private slots:
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(desktop.opened.size(), 1);
+    }
+
+    /// A split waits for the rest of a take that is still being copied. Cancel hides its dialog at
+    /// once, but is looked at with the next sample frame only: until then the window can be used.
+    void anOutputIsNotOverwrittenWhileItIsWritten()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        // So short a take shows its progress only with a RIFF size beyond its own.
+        const QByteArray take = takeWith(2, stereoSamples()).replace(4, 4, le32(4000));
+        desk.choose(PolyToMonoFunction);
+        desk.write(u"take.wav"_s, take.first(wavBytes({fmtChunk({}), dataChunk({})}).size() + 8));
+        desk.list();
+        desk.add({0});
+        setOutput(desk, desk.dir.path());
+
+        constexpr int allReadValue = 12 + 866 + (8 + 4) + 8;
+        MessageBoxAnswer boxes({QMessageBox::Yes, QMessageBox::Ok});
+        bool isCancelled = false;
+        QTimer person;
+        connect(&person, &QTimer::timeout, &desk.window, [&] {
+            auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
+            if (dialog && dialog->value() == allReadValue && !isCancelled) {
+                clickButton(dialog, u"Cancel"_s);
+                isCancelled = true;
+            } else if (isCancelled) {
+                person.stop();
+                desk.write(u"take.wav"_s, take);
+                clickWhereSeen(desk, u"Convert"_s);
+            }
+        });
+        person.start(0);
+        clickButton(&desk.window, u"Convert"_s);
+        QCOMPARE(WindowDesk::texts(boxes),
+                 QStringList({u"Output file already exists.\ntake_01.wav\n\n"
+                              u"Do you want to overwrite?"_s,
+                              errorText(u"Can not open file."_s)}));
+        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(filesBelow(desk.dir.path()), QStringList{u"take.wav"_s});
+
+        QCOMPARE(desk.press(u"Convert"_s), QStringList());
+        QCOMPARE(desktop.opened.size(), 1);
+        for (int channel = 1; channel <= 2; ++channel) {
+            QCOMPARE(withoutDate(readFile(desk.path(u"take_0%1.wav"_s.arg(channel)))),
+                     splitFile(sampleBytes(8, 2 + channel)));
+        }
+        QCOMPARE(readFile(desk.path(u"take.wav"_s)), take);
     }
 
     void theThirdFunctionAlwaysOpensTheFolder_data()
