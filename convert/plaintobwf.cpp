@@ -48,7 +48,7 @@ void CWavConverter::plainToBwf()
 
 /// Copies one source and shows the box of @p error, in which a failed copy leaves its code. False
 /// when the request is to end in silence, with the output left as it is.
-bool CWavConverter::copySource(const CWavFileItem& item, int* error) const
+bool CWavConverter::copySource(const CWavFileItem& item, int* error)
 {
     QFile source(item.fileName());
     if (!openSource(&source))
@@ -74,6 +74,7 @@ bool CWavConverter::copySource(const CWavFileItem& item, int* error) const
 
     source.close();
     output.close();
+    m_finishedOutputs.append(output.fileName());
     pass.dialog.setValue(pass.dialog.maximum());
     return true;
 }

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -138,9 +139,9 @@ int CWavConverter::polyToMono()
     return error;
 }
 
-int CWavConverter::splitSources() const
+int CWavConverter::splitSources()
 {
-    for (const CWavFileItem* item : m_sources) {
+    for (const CWavFileItem* item : std::as_const(m_sources)) {
         const int channels = std::min<int>(item->fmtChunk().channels, g_maxChannels);
         for (int channel = 1; channel <= channels; ++channel) {
             if (!item->isChannelEnabled(channel - 1))
@@ -153,7 +154,7 @@ int CWavConverter::splitSources() const
     return ConvertOk;
 }
 
-int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
+int CWavConverter::splitChannel(const CWavFileItem& item, int channel)
 {
     const FmtChunk fmt = item.fmtChunk();
     QFile source(item.fileName());
@@ -185,6 +186,7 @@ int CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
         return error;
     }
     source.close();
+    m_finishedOutputs.append(output.fileName());
     pass.dialog.setValue(pass.dialog.maximum());
     return ConvertOk;
 }

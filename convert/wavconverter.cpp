@@ -142,8 +142,8 @@ QString CWavConverter::outputBase(const QString& stem) const
 }
 
 /// Asks before it overwrites, with @p question as the first words, and opens @p output for writing.
-/// A file that is one of the @p inputs or still being written is never truncated, whatever the
-/// answer. Returns a ConvertError.
+/// Whatever the answer, no file is truncated that is one of the @p inputs, still being written, or
+/// an earlier output of this request under another name. Returns a ConvertError.
 int CWavConverter::openOutput(QFile* output, const QString& question,
                               const QStringList& inputs) const
 {
@@ -157,7 +157,10 @@ int CWavConverter::openOutput(QFile* output, const QString& question,
                                   QMessageBox::NoButton);
         if (answer != QMessageBox::Yes)
             return ConvertCancelled;
-        if (isPipe(output->fileName()) || isOneOf(output->fileName(), inputs + outputsInWork()))
+        QStringList kept = m_finishedOutputs;
+        kept.removeAll(output->fileName()); // which the question was about
+        kept += inputs + outputsInWork();
+        if (isPipe(output->fileName()) || isOneOf(output->fileName(), kept))
             return ConvertFileOpen;
     }
     return output->open(QIODevice::WriteOnly) ? ConvertOk : ConvertFileOpen;

@@ -73,16 +73,17 @@ private:
     QStringList sourceNames() const;
 
     // Split (polytomono.cpp)
-    int splitSources() const;
-    int splitChannel(const CWavFileItem& item, int channel) const;
+    int splitSources();
+    int splitChannel(const CWavFileItem& item, int channel);
 
     // Combine (monotopoly.cpp)
     int combineSources() const;
 
     // Plain WAV to BWF (plaintobwf.cpp)
-    bool copySource(const CWavFileItem& item, int* error) const;
+    bool copySource(const CWavFileItem& item, int* error);
 
     QWidget* m_parent;
     QList<CWavFileItem*> m_sources;
     QString m_outputDir;
+    QStringList m_finishedOutputs;
 };

@@ -411,6 +411,8 @@ private slots:
     void outputDirectoryGoneBetweenTwoOutputs();
     void outputGoneWhileItIsWritten_data();
     void outputGoneWhileItIsWritten();
+    void outputsAreOneFile_data();
+    void outputsAreOneFile();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
     void outputNameIsADirectory_data() { addConversionRows(); }
@@ -530,6 +532,42 @@ void TestFaults::outputGoneWhileItIsWritten()
                                                QDir().rmdir(out);
                                        });
     checkConversion(take, expected, {QMessageBox::Ok}, out);
+}
+
+void TestFaults::outputsAreOneFile_data()
+{
+    QTest::addColumn<int>("conversion");
+    QTest::addColumn<bool>("isHardLink");
+    QTest::newRow("the outputs of a split are two names of one file") << int(Split) << true;
+    QTest::newRow("the second output of a split is a link to the first") << int(Split) << false;
+    QTest::newRow("the outputs of a plain copy are two names of one file")
+        << int(PlainCopy) << true;
+    QTest::newRow("the second output of a plain copy is a link to the first")
+        << int(PlainCopy) << false;
+}
+
+/// As tools leave them that keep equal files once. The second output must not replace the first.
+void TestFaults::outputsAreOneFile()
+{
+    QFETCH(const int, conversion);
+    QFETCH(const bool, isHardLink);
+
+    ListedTake take{Conversion(conversion)};
+    if (conversion == PlainCopy)
+        take.add(u"next.wav"_s, wavBytes({fmtChunk(g_stereo), dataChunk(g_left)}));
+    const QString first = take.outputName();
+    const QString second = conversion == Split ? u"take_02.wav"_s : u"next_bwf.wav"_s;
+    take.put(first, "old");
+    const QByteArray firstPath = QFile::encodeName(take.path(first));
+    const QByteArray secondPath = QFile::encodeName(take.path(second));
+    QCOMPARE((isHardLink ? ::link : ::symlink)(firstPath.constData(), secondPath.constData()), 0);
+
+    Outcome expected = take.notOpened(
+        {question(first, Conversion(conversion)), question(second, Conversion(conversion))});
+    expected.entries[first] = take.outputs()[first];
+    if (isHardLink)
+        expected.entries[second] = expected.entries[first];
+    checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes, QMessageBox::Ok});
 }
 
 void TestFaults::outputReplacedWhileItIsWritten_data()
