@@ -4,6 +4,7 @@
 #include "tests/conversionprobe.h"
 #include "tests/wavbuilder.h"
 
+#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <new>
 #include <numeric>
+#include <utility>
 
 #ifdef __SANITIZE_ADDRESS__
 extern "C" size_t __sanitizer_get_current_allocated_bytes(); // GCC has no header for it
@@ -32,13 +34,18 @@ struct BufferLog
     std::vector<size_t> sizes;
 } g_bufferLog;
 
+/// The number, from 1, of the next array for which there is no memory; 0 for none.
+int g_arrayWithoutMemory = 0;
+
 } // namespace
 
-// The sample buffers are the only large arrays that come from here; the toolkit's do not.
+// Conversions get all their buffers from here, where a failure is a null pointer; the toolkit none.
 void* operator new[](size_t size, const std::nothrow_t&) noexcept
 {
     if (g_bufferLog.isOn && size >= g_smallestBufferBytes)
         g_bufferLog.sizes.push_back(size);
+    if (g_arrayWithoutMemory > 0 && --g_arrayWithoutMemory == 0)
+        return nullptr;
     return std::malloc(size);
 }
 
@@ -148,7 +155,7 @@ void compareMost(qint64 ofShortFiles, qint64 ofLongFiles)
 
 } // namespace
 
-/// How much memory a conversion needs beside the window.
+/// How much memory a conversion needs beside the window, and what happens when there is none.
 class TestMemory : public QObject
 {
     Q_OBJECT
@@ -159,6 +166,8 @@ private slots:
     void splitHoldsTwoBuffers();
     void combineHoldsABufferForEachSourceAndOne_data();
     void combineHoldsABufferForEachSourceAndOne();
+    void missingMemoryIsTold_data();
+    void missingMemoryIsTold();
 };
 
 /// Fonts and the like are loaded once, by the first dialog.
@@ -238,6 +247,54 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
     qint64 ofLongFiles = 0;
     combine(g_longBlocks, &ofLongFiles);
     compareMost(ofShortFiles, ofLongFiles);
+}
+
+void TestMemory::missingMemoryIsTold_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("array");
+    QTest::addColumn<int>("code");
+
+    QTest::newRow("split, the body of a copied chunk") << 2 << 1 << int(ConvertDataCopy);
+    QTest::newRow("split, the input buffer") << 2 << 2 << int(ConvertNoMemory);
+    QTest::newRow("split, the output buffer") << 2 << 3 << int(ConvertNoMemory);
+    QTest::newRow("combine, the body of a copied chunk") << 1 << 1 << int(ConvertDataCopy);
+    QTest::newRow("combine, the list of input buffers") << 1 << 2 << int(ConvertNoMemory);
+    QTest::newRow("combine, the first input buffer") << 1 << 3 << int(ConvertNoMemory);
+    QTest::newRow("combine, the second input buffer") << 1 << 4 << int(ConvertNoMemory);
+    QTest::newRow("combine, the output buffer") << 1 << 5 << int(ConvertNoMemory);
+}
+
+void TestMemory::missingMemoryIsTold()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, array);
+    QFETCH(const int, code);
+
+    const QTemporaryDir dir;
+    const QByteArray file = wavBytes(
+        {fmtChunk({.channels = channels}), chunk("note", "abcd"), dataChunk(sampleBytes(40))});
+    QStringList names = {u"take_01.wav"_s};
+    if (channels == 1)
+        names.append(u"take_02.wav"_s);
+    Sources sources;
+    for (const QString& name : names) {
+        QVERIFY(writeFile(dir.filePath(name), file));
+        sources.add(dir.filePath(name));
+    }
+    CWavConverter converter(nullptr, sources.list());
+
+    g_arrayWithoutMemory = array;
+    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] {
+        return channels == 1 ? converter.monoToPoly() : converter.polyToMono();
+    });
+    QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
+    QCOMPARE(run.result, code);
+    QCOMPARE(run.texts(), QStringList{errorText(code == ConvertNoMemory ? "Can not allocate memory."
+                                                                        : "Data copy error.")});
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), names);
+    for (const QString& name : names)
+        QCOMPARE(readFile(dir.filePath(name)), file);
 }
 
 QTEST_MAIN(TestMemory)

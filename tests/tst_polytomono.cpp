@@ -258,6 +258,15 @@ void TestPolyToMono::inconsistentFormats_data()
         << plainTake({.channels = 2, .bits = 8, .blockAlign = 4}, block + "BbCcDdEe",
                      {samples + rest + "BDAA", samples + rest + "bdAA"});
 
+    // Three bytes out of every two: the output buffer takes two thirds of a block's frames and the
+    // start of one more.
+    const QByteArray narrow = sampleBytes(g_blockSize, 3);
+    QByteArray overlapping(g_blockSize, '\0');
+    for (qsizetype i = 0; i < overlapping.size(); ++i)
+        overlapping[i] = narrow[2 * (i / 3) + i % 3];
+    QTest::newRow("samples wider than their frames fill a whole block") << plainTake(
+        {.channels = 1, .bits = 24, .blockAlign = 2}, narrow + "WXYZ", {overlapping + "WXYY"});
+
     const Format mono = {.channels = 1, .bits = 16};
     QTest::newRow("a mono source of half a block comes out as one file")
         << wholeTake(mono, 262144 / 2);
