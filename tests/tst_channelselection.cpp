@@ -377,6 +377,19 @@ private slots:
         }
     }
 
+    void channelsStayWithoutASelectionModel()
+    {
+        WindowDesk desk(PolyToMonoFunction);
+        addSources(desk, {poly(2)});
+        selectRows(desk.sources, {0});
+        toggle(desk, 2);
+        QCOMPARE(desk.checkedChannels(), u"10000000"_s);
+        delete desk.sources->selectionModel();
+        QVERIFY(QMetaObject::invokeMethod(&desk.window, "checkChannels"));
+        QCOMPARE(desk.checkedChannels(), u"10000000"_s);
+        QCOMPARE(desk.enabledChannels(), u"11000000"_s);
+    }
+
     void aReturningSourceHasItsChannels_data()
     {
         QTest::addColumn<QString>("command");

@@ -719,6 +719,20 @@ private slots:
         QCOMPARE(desk.sources->rowCount(), 0);
     }
 
+    void nothingIsRemovedWithoutASelectionModel()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(2));
+        desk.list();
+        desk.press(u"Add All"_s);
+        const QStringList names = desk.sourceNames();
+        const QStringList buttons = desk.enabledButtons();
+        delete desk.sources->selectionModel();
+        desk.press(u"Remove"_s);
+        QCOMPARE(desk.sourceNames(), names);
+        QCOMPARE(desk.enabledButtons(), buttons);
+    }
+
     void buttonsFollowEveryStep()
     {
         const WindowDesk desk;
