@@ -670,6 +670,19 @@ void TestPolyToMono::existingOutputs_data()
                    .answers = {QMessageBox::Cancel},
                    .result = 10,
                    .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+    const QByteArrayList laterChannels = {sampleBytes(20, 5)};
+    const Format one = {.channels = 1, .bits = 16};
+    QTest::newRow("Yes overwrites an earlier output of the same request and name") << Request{
+        .before = {{u"a/take.wav"_s, poly},
+                   {u"b/take.wav"_s, polyFile(one, laterChannels)},
+                   {u"out/here"_s, ""}},
+        .sources = {u"a/take.wav"_s, u"b/take.wav"_s},
+        .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]},
+                    {u"out/take_02.wav"_s, monos[u"take_02.wav"_s]},
+                    {u"out/take_03.wav"_s, monos[u"take_03.wav"_s]}},
+        .outputDir = u"out"_s,
+        .answers = {QMessageBox::Yes},
+        .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
     QTest::newRow("the question names the file without its directory, placeholders kept")
         << Request{.before = {{u"rec/%1.wav"_s, poly}, {u"out %2/%1_01.wav"_s, "old"}},
                    .sources = {u"rec/%1.wav"_s},
