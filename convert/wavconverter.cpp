@@ -259,9 +259,9 @@ bool ConversionPass::finish()
     if (!output->seek(g_riffSizeOffset))
         return false;
     out << runningSize;
-    if (out.status() != QDataStream::Ok || !output->flush() || !hasItsName(*output))
+    if (out.status() != QDataStream::Ok || !hasItsName(*output))
         return false;
-    output->close(); // where some file systems, over a network, tell what went wrong before
+    output->close(); // which flushes, and where file systems over a network tell earlier failures
     return output->error() == QFileDevice::NoError;
 }
 
