@@ -45,7 +45,7 @@ MUTANTS = [
     ("convert/wavconverter.cpp", "lastIndexOf(u'_') + 1, 2", "lastIndexOf(u'_') + 1, 3", "wavconverter"),
     ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
     ("convert/wavconverter.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
-    ("convert/wavconverter.cpp", "kept += inputs + outputsInWork()", "kept += outputsInWork()", "polytomono|monotopoly|faults"),
+    ("convert/wavconverter.cpp", "kept += inputs + outputsInWork()", "kept += inputs.mid(inputs.size()) + outputsInWork()", "polytomono|monotopoly|faults"),
     ("convert/wavconverter.cpp", "kept += inputs + outputsInWork()", "kept += inputs", "convertcommand"),
     ("convert/wavconverter.cpp", "QStringList kept = m_finishedOutputs", "QStringList kept", "faults"),
     ("convert/wavconverter.cpp", "        kept.removeAll(output->fileName()); // which the question was about\n", "", "polytomono"),
