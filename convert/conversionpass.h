@@ -23,7 +23,8 @@ struct ConversionPass
     /// Both files are open, stay owned by the caller and outlive the pass.
     ConversionPass(QFile* source, QFile* output, QWidget* parent);
     ~ConversionPass();
-    Q_DISABLE_COPY_MOVE(ConversionPass)
+    ConversionPass(const ConversionPass&) = delete;
+    ConversionPass& operator=(const ConversionPass&) = delete;
 
     /// Checks the source's RIFF header and keeps its size.
     bool checkSource();
