@@ -18,7 +18,8 @@ ctest --preset coverage --parallel "$(nproc)"
 mkdir -p build/coverage/html
 report() {
     gcovr --root . --object-directory build/coverage --filter '(app|wave|convert|ui)/' \
-        --exclude '.*_autogen.*' --exclude-throw-branches "$@"
+        --exclude '.*_autogen.*' --exclude-directories '.*CompilerIdCXX.*' \
+        --exclude-throw-branches "$@"
 }
 report --html-details build/coverage/html/index.html --txt
 report --branches --txt
