@@ -61,8 +61,8 @@ for target; do
     esac
     result=0
     $build/fuzz/$target "$corpus" "$seeds" -artifact_prefix="$findings/" -dict=fuzz/wav.dict \
-        -max_total_time="$seconds" -max_len=8192 -timeout=30 -rss_limit_mb=3072 -use_value_profile=1 \
-        -print_final_stats=1 >"$log" 2>&1 || result=$?
+        -max_total_time="$seconds" -max_len=8192 -timeout=30 -report_slow_units=30 \
+        -rss_limit_mb=3072 -use_value_profile=1 -print_final_stats=1 >"$log" 2>&1 || result=$?
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     coverage=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -1)
     found=$(find "$findings" -type f | wc -l)
