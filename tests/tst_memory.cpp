@@ -15,11 +15,7 @@
 #include <numeric>
 #include <utility>
 
-#ifdef __SANITIZE_ADDRESS__
-extern "C" size_t __sanitizer_get_current_allocated_bytes(); // GCC has no header for it
-#else
 #include <malloc.h>
-#endif
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -77,21 +73,20 @@ constexpr qint64 g_slackBytes = 393216;
 
 qint64 allocatedBytes()
 {
-#ifdef __SANITIZE_ADDRESS__
-    return qint64(__sanitizer_get_current_allocated_bytes());
-#else
     const struct mallinfo2 info = mallinfo2();
     return qint64(info.uordblks + info.hblkhd);
-#endif
 }
 
-/// False where a tool manages the memory in place of the system and keeps the count to itself.
+/// False where a checker of memory manages it in place of the system.
 bool areBytesCounted()
 {
-    constexpr qint64 more = 1 << 20;
-    const qint64 before = allocatedBytes();
-    const QByteArray probe(more, 'x');
-    return allocatedBytes() - before >= more;
+    static const bool counted = [] {
+        constexpr qint64 more = 1 << 20;
+        const qint64 before = allocatedBytes();
+        const QByteArray probe(more, 'x');
+        return allocatedBytes() - before >= more;
+    }();
+    return counted;
 }
 
 /// Watches the memory of this process whenever a conversion delivers events.
