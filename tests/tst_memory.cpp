@@ -141,9 +141,14 @@ void checkBuffers(const std::function<int()>& convert, const QList<qint64>& buff
     QVERIFY2(beside >= 0 && beside < g_slackBytes, qPrintable(QString::number(beside)));
 }
 
-/// The extra memory of a conversion must not depend on the length of its files.
-void compareMost(qint64 ofShortFiles, qint64 ofLongFiles)
+/// The extra memory of a conversion must not depend on the length of its files. @p convert converts
+/// files of as many blocks and stores the most bytes that it held.
+void compareLengths(const std::function<void(int blocks, qint64* most)>& convert)
 {
+    qint64 ofShortFiles = 0;
+    convert(g_shortBlocks, &ofShortFiles);
+    qint64 ofLongFiles = 0;
+    convert(g_longBlocks, &ofLongFiles);
     const qint64 more = ofLongFiles - ofShortFiles;
     QVERIFY2(qAbs(more) < qint64(g_smallestBufferBytes), qPrintable(QString::number(more)));
 }
@@ -195,7 +200,7 @@ void TestMemory::splitHoldsTwoBuffers()
     // Behind its block the input has room for a sample that is wider than its frame.
     const QList<qint64> buffers = {g_blockBytes + channels * (bits / 8),
                                    std::max<qint64>(262144, g_blockBytes / channels)};
-    const auto split = [=](int blocks, qint64* most) {
+    compareLengths([=](int blocks, qint64* most) {
         const QTemporaryDir dir;
         const QString path = dir.filePath(u"take.wav"_s);
         QVERIFY(writeSource(path, {.channels = channels, .bits = bits}, blocks));
@@ -204,12 +209,7 @@ void TestMemory::splitHoldsTwoBuffers()
             sources.at(0)->setChannelEnabled(k, false);
         CWavConverter converter(nullptr, sources.list());
         checkBuffers([&converter] { return converter.polyToMono(); }, buffers, most);
-    };
-    qint64 ofShortFile = 0;
-    split(g_shortBlocks, &ofShortFile);
-    qint64 ofLongFile = 0;
-    split(g_longBlocks, &ofLongFile);
-    compareMost(ofShortFile, ofLongFile);
+    });
 }
 
 void TestMemory::combineHoldsABufferForEachSourceAndOne_data()
@@ -226,7 +226,7 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
 
     const QList<qint64> buffers =
         QList<qint64>(count, g_blockBytes) + QList<qint64>{count * (g_blockBytes + 2)};
-    const auto combine = [=](int blocks, qint64* most) {
+    compareLengths([=](int blocks, qint64* most) {
         const QTemporaryDir dir;
         Sources sources;
         for (int number = 1; number <= count; ++number) {
@@ -236,12 +236,7 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
         }
         CWavConverter converter(nullptr, sources.list());
         checkBuffers([&converter] { return converter.monoToPoly(); }, buffers, most);
-    };
-    qint64 ofShortFiles = 0;
-    combine(g_shortBlocks, &ofShortFiles);
-    qint64 ofLongFiles = 0;
-    combine(g_longBlocks, &ofLongFiles);
-    compareMost(ofShortFiles, ofLongFiles);
+    });
 }
 
 void TestMemory::missingMemoryIsTold_data()
