@@ -3,62 +3,115 @@
 
 #pragma once
 
+#include "convert/wavconverter.h"
 #include "wave/wavrecords.h"
 
 #include <QDataStream>
 #include <QProgressDialog>
 
-#include <memory>
-
+class OutputFile;
 class QFile;
 class QWidget;
 
-/// Bytes of source data that a conversion moves at most in one block.
-inline constexpr qint64 g_blockBytes = 524288;
-
-/// One output file on its way from the opened files to the patched RIFF size: the two streams, the
-/// progress dialog and the running size. Defined, like all of this header, in wavconverter.cpp.
-struct ConversionPass
+/// One output on its way from the opened files to its RIFF size: the streams, the progress dialog
+/// and the running size. A conversion calls, in this order:
+///
+///     checkSource()
+///     setProgressRange(), and showProgress() if the dialog is to be there from the start
+///     writeStart()
+///     for each chunk, while not atEnd():
+///         pumpEvents()
+///         readHeader()
+///         writeChunk(), or writeHeader() and the body: copyBody(), or blocks of read() and
+///             writeSamples()
+///         countBody()
+///     writeRunningSize(), close() and showMaximum(), the last two in the conversion's own order
+///
+/// and leaves at the first that fails. What then becomes of the output is up to the conversion.
+class ConversionPass
 {
+public:
     /// Both files are open, stay owned by the caller and outlive the pass.
-    ConversionPass(QFile* source, QFile* output, QWidget* parent);
-    ~ConversionPass();
+    ConversionPass(QFile* source, OutputFile* output, QWidget* parent);
     ConversionPass(const ConversionPass&) = delete;
     ConversionPass& operator=(const ConversionPass&) = delete;
 
     /// Checks the source's RIFF header and keeps its size.
     bool checkSource();
 
+    /// Bytes, as the source's RIFF header states them; known once the source was checked.
+    quint32 sourceRiffSize() const;
+
     /// Sets the range of the dialog to 0 .. @p maximum bytes.
     void setProgressRange(quint32 maximum);
 
     void showProgress();
 
-    /// Shows @p bytes as progress.
-    void setProgress(quint32 bytes);
-
     /// Writes the RIFF header, with size 0, and a generated `bext` chunk if the source has none,
     /// and starts the running size with them.
     bool writeStart();
 
-    /// Writes the header of a chunk of the output: that of the source, in which a `fmt ` body has
-    /// the plain length and a `data` body @p dataSize bytes. Counts it.
-    bool writeHeader(const ChunkHeader& source, quint32 dataSize);
+    /// True at the end of the source.
+    bool atEnd() const;
 
-    /// Writes the body of a chunk other than `data`: @p fmt in place of the source's own `fmt `
-    /// body, which is skipped, or a copy. Returns a ConvertError.
-    int writeBody(const ChunkHeader& source, const FmtChunk& fmt);
+    void pumpEvents();
 
-    /// Puts the running size into the RIFF header, brings the output to the disk and closes it.
-    /// False when any write of the pass or the closing failed, or when another file or none has the
-    /// name of the output by now.
-    bool finish();
+    /// Reads a chunk header of the source.
+    bool readHeader(ChunkHeader* header);
 
-    QDataStream in;
-    QDataStream out;
-    QProgressDialog dialog;
-    quint32 sourceRiffSize = 0; ///< bytes
-    quint32 runningSize = 0; ///< bytes; becomes the RIFF size of the output, wraps silently
+    /// Writes a chunk header of the output and counts it.
+    bool writeHeader(const ChunkHeader& header);
+
+    /// Writes a chunk other than `data` for the @p source header just read, as the split and the
+    /// combine do: @p fmt in place of the source's own `fmt ` body, which is skipped, or a copy of
+    /// the body's copiedBytes(). The header is counted, the body is not.
+    ConvertError writeChunk(const ChunkHeader& source, const FmtChunk& fmt);
+
+    /// Copies @p size bytes of the source. They are not counted.
+    ConvertError copyBody(quint64 size);
+
+    /// Counts @p bytes for the chunk just written and shows the running size as progress.
+    void countBody(quint32 bytes);
+
+    /// Bytes from the start of the source to where the pass reads next.
+    qint64 sourcePosition() const;
+
+    /// Reads up to @p size bytes of the source. Returns how many there were, -1 on failure.
+    qint64 read(char* buffer, qint64 size);
+
+    /// Writes @p size bytes of sample data and counts them. A write that fails shows in
+    /// writeRunningSize().
+    void writeSamples(const char* bytes, qint64 size);
+
+    /// Writes the zero byte behind an odd number of bytes of sample data and counts it.
+    void writePadByte();
+
+    /// Shows the running size as progress and polls the cancel button, once for each of the
+    /// @p frames frames of a block. False when the user cancelled.
+    bool pollEachFrame(qint64 frames);
+
+    /// Shows a position in the source, in bytes, as progress.
+    void showPosition(qint64 position);
+
+    bool wasCancelled() const;
+
+    /// Puts the running size into the RIFF header. False when any write of the pass failed.
+    bool writeRunningSize();
+
+    /// Closes source and output. False when the output did not come to the disk under its name.
+    bool close();
+
+    /// Shows the progress as complete.
+    void showMaximum();
+
+private:
+    QFile* m_source;
+    OutputFile* m_output;
+    QDataStream m_in;
+    QDataStream m_out;
+    QProgressDialog m_dialog;
+    quint32 m_sourceRiffSize = 0; ///< bytes
+    quint32 m_runningSize = 0; ///< bytes; becomes the RIFF size of the output, wraps silently
 };
 
 /// The next even number, in 64 bits so that it cannot wrap.
@@ -67,37 +120,10 @@ constexpr quint64 roundedUpToEven(quint32 size)
     return quint64(size) + (size & 1);
 }
 
-/// The largest number of bytes that fits a block and holds whole sample frames of @p blockAlign
-/// bytes, which is not 0.
-constexpr qint64 wholeFrameBytes(quint16 blockAlign)
-{
-    return g_blockBytes - g_blockBytes % blockAlign;
-}
-
 /// The bytes of a chunk's body that the split and the combine copy: a `bext` as long as it says,
 /// any other with its pad byte.
-quint64 copiedBodyBytes(const ChunkHeader& header);
+quint64 copiedBytes(const ChunkHeader& header);
 
-/// Shows @p bytes and polls the cancel button, once for each of the @p frames frames of a block.
-/// False when the user cancelled.
-inline bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
-{
-    for (qint64 k = 0; k < frames; ++k) {
-        dialog.setValue(bytes);
-        if (dialog.wasCanceled())
-            return false;
-        // Once the dialog shows the value, showing it again returns at once and delivers no event,
-        // so nothing can cancel before the next block: nobody can tell the block's further polls
-        // from none. A value that the dialog did not take over pumps events with every frame.
-        if (dialog.value() == bytes)
-            return true;
-    }
-    return true;
-}
-
-/// Closes and removes an output that is not to stay, but no other file that took its name
-/// meanwhile. QFile::remove() alone keeps a file whose last bytes do not fit the disk any more.
-void removeOutput(QFile* output);
-
-/// A zero-filled buffer of @p size bytes, null when there is no memory for it.
-std::unique_ptr<char[]> newSampleBuffer(qint64 size);
+/// Shows @p bytes in the dialog and polls its cancel button, once for each of the @p frames frames
+/// of a block. False when the user cancelled.
+bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames);

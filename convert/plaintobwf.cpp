@@ -4,10 +4,10 @@
 #include "convert/wavconverter.h"
 
 #include "convert/conversionpass.h"
+#include "convert/outputfile.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
-#include <QCoreApplication>
 #include <QFile>
 
 #include <utility>
@@ -16,65 +16,57 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// Copies every chunk as it is, without pad bytes. The dialog's cancel button is not polled, which
-/// is wanted.
-int copyChunks(ConversionPass& pass)
+/// Copies every chunk as it is, without the pad byte behind an odd one. Nothing polls the cancel
+/// button: the copy has no result that could tell of an output that was given up.
+ConvertError copyChunks(ConversionPass& pass)
 {
-    while (!pass.in.atEnd()) {
-        QCoreApplication::processEvents();
+    while (!pass.atEnd()) {
+        pass.pumpEvents();
         ChunkHeader header = {};
-        if (!readChunkHeader(pass.in, &header))
+        if (!pass.readHeader(&header))
             return ConvertDataRead;
-        if (writeChunkHeader(pass.out, header) < 0)
+        if (!pass.writeHeader(header))
             return ConvertDataWrite;
-        if (!CWavConverter::copyBlock(pass.in, pass.out, header.size))
-            return ConvertDataCopy;
-        pass.runningSize += header.size + quint32(g_chunkHeaderSize);
-        pass.setProgress(pass.runningSize);
+        const ConvertError error = pass.copyBody(header.size);
+        if (error != ConvertOk)
+            return error;
+        pass.countBody(header.size);
     }
     return ConvertOk;
 }
 
 } // namespace
 
+/// Ends in silence at the first source that cannot be brought to its first chunk, with the output
+/// left as it is.
 void CWavConverter::plainToBwf()
 {
-    int error = ConvertOk; // kept from source to source, as wanted
+    const FilesInWork sources(sourceNames());
+    // A failed copy marks the rest of the request: each later file gets the same box and
+    // keeps RIFF size 0, which says that the request it belongs to did not come through.
+    ConvertError error = ConvertOk;
     for (const CWavFileItem* item : std::as_const(m_sources)) {
-        if (!copySource(*item, &error))
+        QFile source(item->fileName());
+        if (!openSource(&source))
             return;
+        OutputFile output(u"%1_bwf.wav"_s.arg(outputBase(leftOfLast(item->fileName(), u"."_s))));
+        if (output.open(m_parent, u"Output file already exists.\n"_s) != ConvertOk)
+            return;
+
+        ConversionPass pass(&source, &output, m_parent);
+        if (!pass.checkSource())
+            return;
+        pass.setProgressRange(pass.sourceRiffSize());
+        if (!pass.writeStart())
+            return;
+
+        const ConvertError copied = copyChunks(pass);
+        if (copied != ConvertOk)
+            error = copied;
+        if (error == ConvertOk && !(pass.writeRunningSize() && pass.close()))
+            error = ConvertDataWrite;
+        reportError(error);
+        pass.close();
+        pass.showMaximum();
     }
-}
-
-/// Copies one source and shows the box of @p error, in which a failed copy leaves its code. False
-/// when the request is to end in silence, with the output left as it is.
-bool CWavConverter::copySource(const CWavFileItem& item, int* error)
-{
-    QFile source(item.fileName());
-    if (!openSource(&source))
-        return false;
-    const QString base = outputBase(leftOfLast(item.fileName(), u"."_s));
-    QFile output(u"%1_bwf.wav"_s.arg(base));
-    if (openOutput(&output, u"Output file already exists.\n"_s, sourceNames()) != ConvertOk)
-        return false;
-
-    ConversionPass pass(&source, &output, m_parent);
-    if (!pass.checkSource())
-        return false;
-    pass.setProgressRange(pass.sourceRiffSize);
-    if (!pass.writeStart())
-        return false;
-
-    const int copied = copyChunks(pass);
-    if (copied != ConvertOk)
-        *error = copied;
-    if (*error == ConvertOk && !pass.finish())
-        *error = ConvertDataWrite;
-    reportError(*error);
-
-    source.close();
-    output.close();
-    m_finishedOutputs.append(output.fileName());
-    pass.dialog.setValue(pass.dialog.maximum());
-    return true;
 }

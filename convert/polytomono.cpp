@@ -4,11 +4,11 @@
 #include "convert/wavconverter.h"
 
 #include "convert/conversionpass.h"
+#include "convert/outputfile.h"
 #include "convert/samplecopy.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
-#include <QCoreApplication>
 #include <QFile>
 
 #include <algorithm>
@@ -19,8 +19,9 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// Bytes added for every chunk but `data`, whatever its length. That makes the RIFF size differ
-/// from the length of the file, which is wanted.
+/// Bytes that every chunk but `data` adds to the RIFF size behind its header, whatever its length.
+/// Counting the body would change that size in all files, which people compare byte for byte over
+/// the years: docs/file-format.md, RIFF size.
 constexpr quint32 g_chunkAccount = 4;
 
 constexpr qint64 g_outputBufferBytes = 262144;
@@ -71,7 +72,7 @@ void pickSamples(const ChannelLayout& layout, const char* input, char* output, q
     }
 }
 
-int deinterleave(ConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
+ConvertError deinterleave(ConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
 {
     const qint64 readSize = wholeFrameBytes(layout.blockAlign);
     // A sample that is wider than the frame leaves it room to end behind the last frame.
@@ -82,50 +83,51 @@ int deinterleave(ConversionPass& pass, const ChannelLayout& layout, quint32 data
     if (!input || !output)
         return ConvertNoMemory;
 
+    // Only an exact zero ends the loop: a file that claims more samples than it holds must not pass
+    // for a whole one.
     quint32 remaining = dataSize;
-    while (remaining != 0) { // only an exact zero ends the loop, as wanted
-        QCoreApplication::processEvents();
-        const qint64 count = readRaw(pass.in, input.get(), std::min<qint64>(remaining, readSize));
+    while (remaining != 0) {
+        pass.pumpEvents();
+        const qint64 count = pass.read(input.get(), std::min<qint64>(remaining, readSize));
         if (count < 0)
             return ConvertFileRead;
         const qint64 frames = count / layout.blockAlign;
         pickSamples(layout, input.get(), output.get(), outputSize, frames);
-        if (!pollEachFrame(pass.dialog, int(pass.runningSize), frames))
+        if (!pass.pollEachFrame(frames))
             return ConvertCancelled;
-        const qint64 written = count / layout.channels;
-        pass.out.writeRawData(output.get(), int(written)); // a failed write shows at the end
-        pass.runningSize += quint32(written);
+        pass.writeSamples(output.get(), count / layout.channels);
         remaining -= quint32(count);
     }
 
-    if (channelBytes(dataSize, layout.channels) & 1) {
-        pass.out.writeRawData("", 1);
-        pass.runningSize += 1;
-    }
+    if (channelBytes(dataSize, layout.channels) & 1)
+        pass.writePadByte();
     return ConvertOk;
 }
 
-int splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
+ConvertError splitData(ConversionPass& pass, const ChunkHeader& source, const FmtChunk& fmt,
+                       int channel)
 {
-    while (!pass.in.atEnd()) {
-        QCoreApplication::processEvents();
+    ChunkHeader header = source;
+    header.size = quint32(roundedUpToEven(channelBytes(source.size, fmt.channels)));
+    if (!pass.writeHeader(header))
+        return ConvertDataWrite;
+    return deinterleave(pass, layoutOf(fmt, channel), source.size);
+}
+
+ConvertError splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
+{
+    while (!pass.atEnd()) {
+        pass.pumpEvents();
         ChunkHeader header = {};
-        if (!readChunkHeader(pass.in, &header))
+        if (!pass.readHeader(&header))
             return ConvertDataRead;
-        const quint64 paddedSize = roundedUpToEven(channelBytes(header.size, fmt.channels));
-        if (!pass.writeHeader(header, quint32(paddedSize)))
-            return ConvertDataWrite;
-        if (isId(header.id, g_dataId)) {
-            const int error = deinterleave(pass, layoutOf(fmt, channel), header.size);
-            if (error != ConvertOk)
-                return error;
-            continue;
-        }
-        const int error = pass.writeBody(header, monoFormat(fmt));
+        const bool isData = isId(header.id, g_dataId);
+        const ConvertError error = isData ? splitData(pass, header, fmt, channel)
+                                          : pass.writeChunk(header, monoFormat(fmt));
         if (error != ConvertOk)
             return error;
-        pass.runningSize += g_chunkAccount;
-        pass.setProgress(pass.runningSize);
+        if (!isData)
+            pass.countBody(g_chunkAccount);
     }
     return ConvertOk;
 }
@@ -134,19 +136,20 @@ int splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
 
 int CWavConverter::polyToMono()
 {
-    const int error = splitSources();
+    const ConvertError error = splitSources();
     reportError(error);
     return error;
 }
 
-int CWavConverter::splitSources()
+ConvertError CWavConverter::splitSources() const
 {
-    for (const CWavFileItem* item : std::as_const(m_sources)) {
+    const FilesInWork sources(sourceNames());
+    for (const CWavFileItem* item : m_sources) {
         const int channels = std::min<int>(item->fmtChunk().channels, g_maxChannels);
         for (int channel = 1; channel <= channels; ++channel) {
             if (!item->isChannelEnabled(channel - 1))
                 continue;
-            const int error = splitChannel(*item, channel);
+            const ConvertError error = splitChannel(*item, channel);
             if (error != ConvertOk)
                 return error;
         }
@@ -154,7 +157,7 @@ int CWavConverter::splitSources()
     return ConvertOk;
 }
 
-int CWavConverter::splitChannel(const CWavFileItem& item, int channel)
+ConvertError CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
 {
     const FmtChunk fmt = item.fmtChunk();
     QFile source(item.fileName());
@@ -164,29 +167,27 @@ int CWavConverter::splitChannel(const CWavFileItem& item, int channel)
         return ConvertIllegalFormat;
 
     const QString base = outputBase(leftOfLast(item.fileName(), u"."_s));
-    QFile output(u"%1_0%2.wav"_s.arg(base, QString::number(channel)));
-    const int opened = openOutput(&output, u"Output file already exists.\n"_s, sourceNames());
+    OutputFile output(u"%1_0%2.wav"_s.arg(base, QString::number(channel)));
+    const ConvertError opened = output.open(m_parent, u"Output file already exists.\n"_s);
     if (opened != ConvertOk)
         return opened;
 
-    // A failure up to the first chunk leaves the output as it is, which is wanted.
+    // Up to the first chunk a failure leaves the output, without samples, as a sign of the file
+    // that could not be split.
     ConversionPass pass(&source, &output, m_parent);
     if (!pass.checkSource())
         return ConvertIllegalFormat;
-    pass.setProgressRange(pass.sourceRiffSize / fmt.channels);
+    pass.setProgressRange(pass.sourceRiffSize() / fmt.channels);
     pass.showProgress();
     if (!pass.writeStart())
         return ConvertDataWrite;
 
-    int error = splitChunks(pass, fmt, channel);
-    if (error == ConvertOk && !pass.finish())
+    ConvertError error = splitChunks(pass, fmt, channel);
+    if (error == ConvertOk && !(pass.writeRunningSize() && pass.close()))
         error = ConvertDataWrite;
-    if (error != ConvertOk) {
-        removeOutput(&output);
-        return error;
-    }
-    source.close();
-    m_finishedOutputs.append(output.fileName());
-    pass.dialog.setValue(pass.dialog.maximum());
-    return ConvertOk;
+    if (error == ConvertOk)
+        pass.showMaximum();
+    else
+        output.remove();
+    return error;
 }

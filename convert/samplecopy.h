@@ -6,6 +6,24 @@
 #include <QtGlobal>
 
 #include <cstring>
+#include <memory>
+#include <new>
+
+/// Bytes of source data that a conversion moves at most in one block.
+inline constexpr qint64 g_blockBytes = 524288;
+
+/// The largest number of bytes that fits a block and holds whole sample frames of @p blockAlign
+/// bytes, which is not 0.
+constexpr qint64 wholeFrameBytes(quint16 blockAlign)
+{
+    return g_blockBytes - g_blockBytes % blockAlign;
+}
+
+/// A zero-filled buffer of @p size bytes, null when there is no memory for it.
+inline std::unique_ptr<char[]> newSampleBuffer(qint64 size)
+{
+    return std::unique_ptr<char[]>(new (std::nothrow) char[size_t(size)]());
+}
 
 /// Where the samples of one channel lie: @p step bytes from the start of one to the start of the
 /// next. Samples without a gap are as far apart as they are long.

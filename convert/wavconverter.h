@@ -9,12 +9,11 @@
 
 class CWavFileItem;
 class QDataStream;
-class QFile;
 class QWidget;
 
-/// The result of a conversion, a plain int. The conversions have codes of their own for the same
-/// failure (a `bext` chunk that cannot be written is 6 in the split and 5 in the combine), which is
-/// wanted.
+/// The result of a conversion, which leaves CWavConverter as a plain int. The conversions have
+/// codes of their own for the same failure (a `bext` chunk that cannot be written is 6 in the split
+/// and 5 in the combine), so that the box tells which step of which conversion failed.
 enum ConvertError : int {
     ConvertOk = 0,
     ConvertNoMemory = 1,
@@ -59,9 +58,10 @@ public:
     static int channelNumber(const QString& fileName);
 
     /// Copies @p size bytes from position to position. A short read still writes @p size bytes, the
-    /// missing ones as zero. False when reading or writing failed, and before anything is allocated
-    /// when @p size is 2^31 or more.
-    static bool copyBlock(QDataStream& in, QDataStream& out, quint64 size);
+    /// missing ones as zero. False when reading or writing failed, which keeps the buffer of @p
+    /// size bytes allocated; also, with nothing allocated, when @p size is 2^31 or more or there is
+    /// no memory for it.
+    static bool copyBlock(QDataStream& in, QDataStream& out, quint32 size);
 
     /// Shows the message box of a result: none for success and for a cancelled request.
     void reportError(int error) const;
@@ -69,21 +69,16 @@ public:
 private:
     // Shared by the conversions (wavconverter.cpp)
     QString outputBase(const QString& stem) const;
-    int openOutput(QFile* output, const QString& question, const QStringList& inputs) const;
     QStringList sourceNames() const;
 
     // Split (polytomono.cpp)
-    int splitSources();
-    int splitChannel(const CWavFileItem& item, int channel);
+    ConvertError splitSources() const;
+    ConvertError splitChannel(const CWavFileItem& item, int channel) const;
 
     // Combine (monotopoly.cpp)
-    int combineSources() const;
-
-    // Plain WAV to BWF (plaintobwf.cpp)
-    bool copySource(const CWavFileItem& item, int* error);
+    ConvertError combineSources() const;
 
     QWidget* m_parent;
     QList<CWavFileItem*> m_sources;
     QString m_outputDir;
-    QStringList m_finishedOutputs;
 };

@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/outputfile.h"
+
+#include "app/apptexts.h"
+
+#include <QFileInfo>
+#include <QMessageBox>
+
+#include <algorithm>
+#include <filesystem>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+QStringList& namesInWork()
+{
+    static QStringList names;
+    return names;
+}
+
+/// The path that the toolkit opens for @p fileName. A text that is no Unicode, half a surrogate
+/// pair for instance, is opened under other characters and could not be converted as it is.
+std::filesystem::path pathOf(const QString& fileName)
+{
+    return QFileInfo(QFile::decodeName(QFile::encodeName(fileName))).filesystemFilePath();
+}
+
+/// True when opening @p fileName would wait until somebody reads at the other end.
+bool isPipe(const QString& fileName)
+{
+    std::error_code error;
+    return std::filesystem::is_fifo(pathOf(fileName), error);
+}
+
+} // namespace
+
+FilesInWork::FilesInWork(const QStringList& names)
+    : m_names(names)
+{
+    namesInWork().append(m_names);
+}
+
+FilesInWork::~FilesInWork()
+{
+    for (const QString& name : std::as_const(m_names))
+        namesInWork().removeOne(name);
+}
+
+bool FilesInWork::contains(const QString& fileName)
+{
+    const std::filesystem::path path = pathOf(fileName);
+    const QStringList& names = namesInWork();
+    return std::any_of(names.cbegin(), names.cend(), [&path](const QString& name) {
+        std::error_code error; // a file that is not there is not the same
+        return std::filesystem::equivalent(path, pathOf(name), error);
+    });
+}
+
+OutputFile::OutputFile(const QString& fileName)
+    : m_file(fileName)
+{ }
+
+ConvertError OutputFile::open(QWidget* parent, const QString& question)
+{
+    const QString fileName = m_file.fileName();
+    if (fileName.contains(QChar::Null))
+        return ConvertFileOpen; // the system would open what the name is up to that character
+    if (QFile::exists(fileName)) { // which a link to nowhere does not
+        const QString text = question + name() + u"\n\nDo you want to overwrite?"_s;
+        const auto answer = QMessageBox::question(
+            parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::NoButton);
+        if (answer != QMessageBox::Yes)
+            return ConvertCancelled;
+        if (isPipe(fileName) || FilesInWork::contains(fileName))
+            return ConvertFileOpen;
+    }
+    if (!m_file.open(QIODevice::WriteOnly))
+        return ConvertFileOpen;
+    m_inWork.emplace(QStringList{fileName});
+    return ConvertOk;
+}
+
+QIODevice* OutputFile::device()
+{
+    return &m_file;
+}
+
+QString OutputFile::name() const
+{
+    return QFileInfo(m_file).fileName();
+}
+
+bool OutputFile::close()
+{
+    if (!m_file.flush() || !hasItsName())
+        return false; // and still open, so that remove() can tell whether the file is ours
+    m_file.close(); // where file systems over a network tell of earlier failures
+    return m_file.error() == QFileDevice::NoError;
+}
+
+void OutputFile::remove()
+{
+    const bool isOurs = !m_file.isOpen() || hasItsName();
+    m_file.close();
+    // QFile::remove() of the object gives up when the last bytes do not fit the disk any more.
+    if (isOurs)
+        QFile::remove(m_file.fileName());
+}
+
+/// False when the name of the open file leads to none by now, or to another one: a directory, or a
+/// file of another length. What cannot be told counts as ours, so that no finished file is denied.
+bool OutputFile::hasItsName()
+{
+    const std::filesystem::path path = pathOf(m_file.fileName());
+    std::error_code error;
+    switch (std::filesystem::status(path, error).type()) {
+    case std::filesystem::file_type::not_found:
+    case std::filesystem::file_type::directory:
+        return false;
+    case std::filesystem::file_type::regular:
+        break;
+    default:
+        return true;
+    }
+    if (!m_file.flush())
+        return true;
+    const std::uintmax_t length = std::filesystem::file_size(path, error);
+    return error || length == std::uintmax_t(m_file.size());
+}
