@@ -92,7 +92,8 @@ bool allocate(BlockBuffers* buffers, int channels, qint64 outputSize)
 
 /// Reads the same block of every channel file. The reference is read on, the others are opened,
 /// read at @p position and closed. Stores the count of the last read made. Returns ConvertFileOpen
-/// when a file could not be opened, which skips the reads that follow.
+/// when a file could not be opened, which skips the reads that follow, and ConvertFileRead when one
+/// could not be read.
 ConvertError readBlock(ConversionPass& pass, const Take& take, char* const* inputs, qint64 position,
                        qint64 size, qint64* count)
 {
@@ -105,9 +106,10 @@ ConvertError readBlock(ConversionPass& pass, const Take& take, char* const* inpu
                 return ConvertFileOpen;
             QDataStream in(&file);
             in.setByteOrder(QDataStream::LittleEndian);
-            file.seek(position);
-            *count = readRaw(in, inputs[k], size);
+            *count = file.seek(position) ? readRaw(in, inputs[k], size) : -1;
         }
+        if (*count < 0)
+            return ConvertFileRead;
     }
     return ConvertOk;
 }
@@ -189,10 +191,11 @@ ConvertError interleave(ConversionPass& pass, const Take& take, const FmtChunk& 
         qint64 count = 0;
         const ConvertError error = readBlock(pass, take, buffers.inputs.get(), position,
                                              std::min<qint64>(remaining, readSize), &count);
+        if (error == ConvertFileRead)
+            return error;
         // A missing file ends the combine behind the loop: what is there is read to its end.
         if (error == ConvertFileOpen)
             isFileMissing = true;
-        count = std::max<qint64>(count, 0); // a read that failed is a read of nothing
         position += count;
         interleaveBlock(buffers, channels, layout, count);
         pass.showPosition(position);

@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QScopeGuard>
-#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -434,7 +433,6 @@ private slots:
     void sourceVanishedBesideAnExistingOutput();
     void sourceVanishedBetweenTwoOutputs();
     void splitWhoseReadsFail();
-    void combineWhoseReadsFail();
     void sourceIsNoWaveFileAnyMore_data() { addSourceRows(); }
     void sourceIsNoWaveFileAnyMore();
     void sourceIsCut_data();
@@ -796,36 +794,6 @@ void TestFaults::splitWhoseReadsFail()
     QCOMPARE(run.result, int(ConvertFileRead));
     QCOMPARE(run.texts(), QStringList{errorText("File read error.")});
     QCOMPARE(everythingIn(dir.path()), expected);
-}
-
-/// A read that fails is a read of nothing, which does not end the loop. Cancel does.
-void TestFaults::combineWhoseReadsFail()
-{
-    const QTemporaryDir dir;
-    const QString source = dir.filePath(u"take_01.wav"_s);
-    QVERIFY(writeFile(source, monoFile(sampleBytes(3 * g_blockBytes))));
-    const auto before = everythingIn(dir.path());
-    const Sources sources({source});
-    CWavConverter converter(nullptr, sources.list());
-    const int firstBlockDone = 12 + (8 + 16) + 8 + g_blockBytes;
-    bool isBroken = false;
-    QSet<int> valuesBehind;
-    int looksBehind = 0;
-    const CancelClicker clicker([&](const QProgressDialog& dialog) {
-        if (!isBroken && dialog.value() == firstBlockDone)
-            isBroken = breakReads(source);
-        if (!isBroken)
-            return false;
-        valuesBehind.insert(dialog.value());
-        return ++looksBehind == 100;
-    });
-
-    const ConversionRun run = runAnswered({}, [&converter] { return converter.monoToPoly(); });
-    QVERIFY(clicker.wasClicked());
-    QCOMPARE(valuesBehind, QSet<int>{firstBlockDone});
-    QCOMPARE(run.result, int(ConvertCancelled));
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(everythingIn(dir.path()), before);
 }
 
 void TestFaults::sourceIsNoWaveFileAnyMore()

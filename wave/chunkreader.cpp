@@ -28,7 +28,20 @@ bool openSource(QFile* file)
 
 qint64 readRaw(QDataStream& s, char* buffer, qint64 size)
 {
-    return isCount(size) ? s.device()->read(buffer, size) : -1;
+    if (!isCount(size))
+        return -1;
+    // Media and networks may cut a read short in the middle of a file, whose end is only where a
+    // read yields nothing.
+    qint64 count = 0;
+    while (count < size) {
+        const qint64 part = s.device()->read(buffer + count, size - count);
+        if (part < 0)
+            return -1;
+        if (part == 0)
+            break;
+        count += part;
+    }
+    return count;
 }
 
 qint64 skipRaw(QDataStream& s, qint64 size)

@@ -23,8 +23,8 @@ class QTime;
 /// Opens @p file for reading if it is a regular file or a link to one: a pipe would never answer.
 bool openSource(QFile* file);
 
-/// Reads up to @p size bytes into @p buffer. Returns how many there were, -1 on failure or when
-/// @p size is 2^31 or more.
+/// Reads @p size bytes into @p buffer, or what there is up to the end. Returns how many there were,
+/// -1 on failure or when @p size is 2^31 or more.
 qint64 readRaw(QDataStream& s, char* buffer, qint64 size);
 
 /// Moves @p size bytes ahead, at most to the end of the file. Returns the bytes moved; -1, without
