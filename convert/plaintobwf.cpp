@@ -63,10 +63,11 @@ void CWavConverter::plainToBwf()
         const ConvertError copied = copyChunks(pass);
         if (copied != ConvertOk)
             error = copied;
-        if (error == ConvertOk && !(pass.writeRunningSize() && pass.close()))
-            error = ConvertDataWrite;
+        const bool isSized = error == ConvertOk && pass.writeRunningSize();
         reportError(error);
-        pass.close();
+        const bool isClosed = pass.close();
+        if (error == ConvertOk && !(isSized && isClosed))
+            reportError(ConvertDataWrite); // of this source alone
         pass.showMaximum();
     }
 }
