@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QGuiApplication>
 
 #include <limits>
 
@@ -27,6 +28,11 @@ ConversionPass::ConversionPass(QFile* source, OutputFile* output, QWidget* paren
     // A progress that meets the maximum on its way would hide the dialog and forget a Cancel.
     m_dialog.setAutoReset(false);
     m_dialog.setLabelText(u"Converting...\n"_s + output->name());
+
+    if (parent && parent->window()->isVisible()) {
+        QObject::connect(qGuiApp, &QGuiApplication::lastWindowClosed, &m_dialog,
+                         [this] { m_isAbandoned = true; });
+    }
 }
 
 bool ConversionPass::checkSource()
@@ -72,6 +78,11 @@ bool ConversionPass::atEnd() const
 void ConversionPass::pumpEvents()
 {
     QCoreApplication::processEvents();
+}
+
+bool ConversionPass::isAbandoned() const
+{
+    return m_isAbandoned;
 }
 
 bool ConversionPass::readHeader(ChunkHeader* header)

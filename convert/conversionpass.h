@@ -56,6 +56,10 @@ public:
 
     void pumpEvents();
 
+    /// True once the last window of the program was closed while the pass goes on. Never true for a
+    /// pass whose window was not shown when it began.
+    bool isAbandoned() const;
+
     /// Reads a chunk header of the source.
     bool readHeader(ChunkHeader* header);
 
@@ -112,6 +116,7 @@ private:
     QProgressDialog m_dialog;
     quint32 m_sourceRiffSize = 0; ///< bytes
     quint32 m_runningSize = 0; ///< bytes; becomes the RIFF size of the output, wraps silently
+    bool m_isAbandoned = false;
 };
 
 /// The next even number, in 64 bits so that it cannot wrap.

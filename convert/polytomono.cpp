@@ -88,6 +88,8 @@ ConvertError deinterleave(ConversionPass& pass, const ChannelLayout& layout, qui
     quint32 remaining = dataSize;
     while (remaining != 0) {
         pass.pumpEvents();
+        if (pass.isAbandoned())
+            return ConvertCancelled;
         const qint64 count = pass.read(input.get(), std::min<qint64>(remaining, readSize));
         if (count < 0)
             return ConvertFileRead;
@@ -118,6 +120,8 @@ ConvertError splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
 {
     while (!pass.atEnd()) {
         pass.pumpEvents();
+        if (pass.isAbandoned())
+            return ConvertCancelled;
         ChunkHeader header = {};
         if (!pass.readHeader(&header))
             return ConvertDataRead;

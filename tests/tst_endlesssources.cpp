@@ -73,15 +73,45 @@ private:
     CancelClicker m_clicker;
 };
 
-/// The child's whole work: `split|combine cancel|wait FILE...`. Returns the conversion's result.
+/// Closes a window, as a person would, in a round behind the one in which the cancel button hid the
+/// dialog in front of it.
+class WindowCloser
+{
+public:
+    explicit WindowCloser(QWidget* window)
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, window, [this, window] {
+            const auto* dialog = window->findChild<QProgressDialog*>();
+            if (!dialog || !dialog->wasCanceled())
+                return;
+            m_timer.stop();
+            say("closes the window");
+            window->close();
+        });
+        m_timer.start(0);
+    }
+
+private:
+    QTimer m_timer;
+};
+
+/// The child's whole work: `split|combine WAY FILE...`, where the way is to `wait`, to `cancel`, or
+/// to cancel and to `close` a shown window, with or without `another` one beside it. Returns the
+/// conversion's result.
 int convertInChild(QStringList arguments)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // no child spins on when the test is ended
     const bool isSplit = arguments.takeFirst() == u"split";
-    const bool cancels = arguments.takeFirst() == u"cancel";
+    const QString way = arguments.takeFirst();
     const Sources sources(arguments);
-    CWavConverter converter(nullptr, sources.list());
-    const StandstillWatch watch(cancels);
+    QWidget window;
+    QWidget other;
+    const bool hasWindow = way == u"close" || way == u"another";
+    window.setVisible(hasWindow);
+    other.setVisible(way == u"another");
+    CWavConverter converter(hasWindow ? &window : nullptr, sources.list());
+    const StandstillWatch watch(way != u"wait");
+    const WindowCloser closer(&window);
     const ConversionRun run =
         runAnswered({}, [&] { return isSplit ? converter.polyToMono() : converter.monoToPoly(); });
     say("shows " + QByteArray::number(run.boxes.size()) + " box(es)");
@@ -107,12 +137,15 @@ private slots:
     void cleanup();
     void splitNeverEnds_data();
     void splitNeverEnds();
+    void splitEndsWithTheLastWindow();
+    void splitGoesOnBesideAnotherWindow();
     void combineEndsByCancel_data();
     void combineEndsByCancel();
 
 private:
     void startChild(const QStringList& arguments);
     void checkThatItLoops();
+    void writeEndless(const QString& path);
 
     qsizetype countOf(const char* line);
 
@@ -191,6 +224,38 @@ void tst_EndlessSources::splitNeverEnds()
     QCOMPARE(readFile(path), source);
 }
 
+/// A file of which the split finds the end never.
+void tst_EndlessSources::writeEndless(const QString& path)
+{
+    QVERIFY(writeFile(path, wavBytes({fmtChunk({.channels = 2}), dataChunk("aA1!bB2@", 1000)})));
+}
+
+/// Nobody could end the program any more.
+void tst_EndlessSources::splitEndsWithTheLastWindow()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    writeEndless(path);
+    startChild({u"split"_s, u"close"_s, path});
+    QVERIFY(m_child.waitForFinished(g_waitMs));
+
+    QCOMPARE(countOf("closes the window\n"), 1);
+    QCOMPARE(countOf("shows 0 box(es)\n"), 1);
+    QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{u"take.wav"_s});
+}
+
+void tst_EndlessSources::splitGoesOnBesideAnotherWindow()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    writeEndless(path);
+    startChild({u"split"_s, u"another"_s, path});
+    QTRY_COMPARE_WITH_TIMEOUT(countOf("closes the window\n"), 1, g_waitMs);
+    checkThatItLoops();
+}
+
 void tst_EndlessSources::combineEndsByCancel_data()
 {
     QTest::addColumn<QByteArray>("reference");
@@ -251,8 +316,15 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments().mid(1);
-    if (arguments.value(0) == u"split" || arguments.value(0) == u"combine")
-        return convertInChild(arguments);
+    if (arguments.value(0) == u"split" || arguments.value(0) == u"combine") {
+        int result = -1;
+        QTimer::singleShot(0, &app, [&result, &arguments] {
+            result = convertInChild(arguments);
+            QCoreApplication::quit();
+        });
+        QApplication::exec(); // within which alone the toolkit tells of the last window
+        return result;
+    }
     tst_EndlessSources test;
     return QTest::qExec(&test, argc, argv);
 }

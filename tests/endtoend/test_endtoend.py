@@ -388,6 +388,27 @@ class EndToEndTest(ProgramTest):
         self.quit()
         self.assertEqual(self.opened(), [])
 
+    def test_closing_the_window_ends_a_split_that_has_no_end(self):
+        take = self.takes / "cut.wav"
+        write_long_take(take, 2, 1_000_000)
+        os.truncate(take, 500_000)
+        self.choose_poly_to_mono()
+        self.type_into("Output to:", self.out)
+        self.list_takes()
+        self.wait_for_rows("File List", "cut.wav")
+        self.press("Add All")
+        self.wait_for_rows("Source File", "cut.wav")
+
+        self.press("Convert")
+        dialog = self.dialog("progress", pyatspi.ROLE_DIALOG)
+        click(self.control(BUTTON, "Cancel", dialog))
+        wait_for("hidden progress", lambda: not has(dialog, pyatspi.STATE_SHOWING))
+        self.assertIsNone(self.process.poll())
+        self.assert_written(["cut_01.wav"])
+        self.quit()
+        self.assert_written([])
+        self.assertEqual(self.opened(), [])
+
     def test_a_long_combine_is_cancelled(self):
         self.make_mono("song_01.wav", "Front_Left")
         self.make_mono("song_02.wav", "Front_Right")
