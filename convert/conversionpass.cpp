@@ -3,12 +3,14 @@
 
 #include "convert/conversionpass.h"
 
+#include "app/apptexts.h"
 #include "convert/outputfile.h"
 #include "wave/chunks.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QGuiApplication>
+#include <QProgressBar>
 
 #include <limits>
 
@@ -25,6 +27,9 @@ ConversionPass::ConversionPass(QFile* source, OutputFile* output, QWidget* paren
     m_out.setByteOrder(QDataStream::LittleEndian);
 
     m_dialog.setWindowModality(Qt::WindowModal);
+    m_dialog.setWindowTitle(g_appName);
+    m_dialog.setAccessibleName(u"Conversion progress"_s);
+    m_dialog.findChild<QProgressBar*>()->setAccessibleName(u"Conversion progress"_s);
     // A progress that meets the maximum on its way would hide the dialog and forget a Cancel.
     m_dialog.setAutoReset(false);
     m_dialog.setLabelText(u"Converting...\n"_s + output->name());

@@ -188,6 +188,9 @@ QStringList sorted(QStringList names)
 /// What a person could see of a progress dialog when the conversion first let events through.
 struct SeenProgress
 {
+    QString title;
+    QString spokenTitle;
+    QString spokenBar;
     QString label;
     QString cancelText;
     bool visible = false;
@@ -217,7 +220,9 @@ private:
             const auto* dialog = qobject_cast<const QProgressDialog*>(widget);
             if (!dialog || (!m_seen.isEmpty() && m_seen.last().label == dialog->labelText()))
                 continue;
-            m_seen.append({dialog->labelText(), dialog->findChild<QPushButton*>()->text(),
+            m_seen.append({dialog->windowTitle(), dialog->accessibleName(),
+                           dialog->findChild<QProgressBar*>()->accessibleName(),
+                           dialog->labelText(), dialog->findChild<QPushButton*>()->text(),
                            dialog->isVisible(), dialog->windowModality(), dialog->minimum(),
                            dialog->maximum(), dialog->parentWidget()});
         }
@@ -872,6 +877,9 @@ void TestWavConverter::progressDialog()
     QStringList seen;
     for (const SeenProgress& dialog : probe.dialogs()) {
         seen.append(dialog.label);
+        QCOMPARE(dialog.title, u"Splicora"_s);
+        QCOMPARE(dialog.spokenTitle, u"Conversion progress"_s);
+        QCOMPARE(dialog.spokenBar, u"Conversion progress"_s);
         QCOMPARE(dialog.cancelText, u"Cancel"_s);
         QCOMPARE(dialog.visible, shownAtOnce);
         QCOMPARE(dialog.modality, Qt::WindowModal);
