@@ -5,7 +5,8 @@
 
 Each entry of MUTANTS names a file, the words that stand in it exactly once, what they are replaced
 with and the tests that are to notice. All work happens in a copy below build/mutants. Ends with 1
-when a mutant survives. With arguments only the mutants whose file or words hold one of them run.
+when a mutant survives. With arguments only the mutants whose file or words hold one of them run;
+--check only looks whether the words of all mutants stand in the tree exactly once.
 """
 
 import pathlib
@@ -20,6 +21,8 @@ SECONDS_PER_TEST = 120
 
 MUTANTS = [
     # wave/
+    ("wave/chunkreader.cpp", "        if (part < 0)\n            return -1;\n", "        if (part < 0)\n            break;\n", "failingmedia|chunkreader"),
+    ("wave/chunkreader.cpp", "while (count < size)", "if (count < size)", "failingmedia"),
     ("wave/chunkreader.cpp", "size <= g_largestCount", "size < g_largestCount", "chunkreader"),
     ("wave/chunkreader.cpp", "size >= 0 && ", "", "chunkreader"),
     ("wave/chunkreader.cpp", "QFileInfo(*file).isFile() && ", "", "chunkreader"),
@@ -44,33 +47,42 @@ MUTANTS = [
     # convert/
     ("convert/wavconverter.cpp", "lastIndexOf(u'_') + 1, 2", "lastIndexOf(u'_') + 1, 3", "wavconverter"),
     ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
-    ("convert/wavconverter.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
-    ("convert/wavconverter.cpp", "kept += inputs + outputsInWork()", "kept += inputs.mid(inputs.size()) + outputsInWork()", "polytomono|monotopoly|faults"),
-    ("convert/wavconverter.cpp", "kept += inputs + outputsInWork()", "kept += inputs", "convertcommand"),
-    ("convert/wavconverter.cpp", "QStringList kept = m_finishedOutputs", "QStringList kept", "faults"),
-    ("convert/wavconverter.cpp", "        kept.removeAll(output->fileName()); // which the question was about\n", "", "polytomono"),
-    ("convert/wavconverter.cpp", "dialog.setWindowModality(Qt::WindowModal)", "dialog.setWindowModality(Qt::NonModal)", "wavconverter"),
-    ("convert/wavconverter.cpp", " || !hasItsName(*output)", "", "faults"),
-    ("convert/wavconverter.cpp", "output->error() == QFileDevice::NoError", "true", "diskfull"),
-    ("convert/wavconverter.cpp", "output->isOpen() && !hasItsName(*output)", "false", "faults"),
-    ("convert/wavconverter.cpp", "        skipRaw(in, source.size);\n", "        skipRaw(in, g_fmtBodySize);\n", "polytomono|monotopoly"),
-    ("convert/wavconverter.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
+    ("convert/outputfile.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
+    ("convert/outputfile.cpp", " || FilesInWork::contains(fileName)", "", "polytomono|monotopoly|faults"),
+    ("convert/outputfile.cpp", "    m_inWork.emplace(QStringList{fileName});\n", "", "convertcommand"),
+    ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        Q_UNUSED(name)\n", "polytomono|faults"),
+    ("convert/outputfile.cpp", "!m_file.flush() || !hasItsName()", "!m_file.flush()", "faults"),
+    ("convert/outputfile.cpp", "m_file.error() == QFileDevice::NoError", "true", "diskfull"),
+    ("convert/outputfile.cpp", "!m_file.isOpen() || hasItsName()", "true", "faults"),
+    ("convert/outputfile.cpp", "QFile::decodeName(QFile::encodeName(fileName))", "fileName", "faults"),
+    ("convert/polytomono.cpp", "    const FilesInWork sources(sourceNames());\n", "", "polytomono|faults"),
+    ("convert/monotopoly.cpp", "sourceNames() + take.fileNames()", "sourceNames()", "monotopoly"),
+    ("convert/plaintobwf.cpp", "    const FilesInWork sources(sourceNames());\n", "", "plaintobwf|faults"),
+    ("convert/conversionpass.cpp", "m_dialog.setWindowModality(Qt::WindowModal)", "m_dialog.setWindowModality(Qt::NonModal)", "wavconverter"),
+    ("convert/conversionpass.cpp", "    m_dialog.setWindowTitle(g_appName);\n", "", "wavconverter"),
+    ("convert/conversionpass.cpp", "m_isAbandoned = true", "m_isAbandoned = false", "endlesssources"),
+    ("convert/conversionpass.cpp", "skipRaw(m_in, source.size)", "skipRaw(m_in, g_fmtBodySize)", "polytomono|monotopoly"),
+    ("convert/conversionpass.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
+    ("convert/conversionpass.cpp", "dialog.value() == bytes", "true", "polling"),
+    ("convert/conversionpass.cpp", "    if (!m_out.device()->seek(g_riffSizeOffset))\n        return false;\n", "    m_out.device()->seek(g_riffSizeOffset);\n", "failingmedia|diskfull"),
     ("convert/polytomono.cpp", "g_chunkAccount = 4", "g_chunkAccount = 8", "polytomono"),
     ("convert/polytomono.cpp", "sampleBytes * (channel - 1)", "sampleBytes * channel", "polytomono"),
     ("convert/polytomono.cpp", "    if (fmt.blockAlign == 0)\n        return ConvertIllegalFormat;\n", "    if (fmt.blockAlign == 0)\n        return ConvertFileOpen;\n", "polytomono|wavconverter"),
     ("convert/polytomono.cpp", "isChannelEnabled(channel - 1)", "isChannelEnabled(channel)", "polytomono"),
-    ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1) {", "    if (dataSize & 1) {", "polytomono"),
+    ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1)", "    if (dataSize & 1)", "polytomono"),
     ("convert/polytomono.cpp", "        remaining -= quint32(count);\n", "        remaining -= quint32(readSize < remaining ? readSize : remaining);\n", "endlesssources"),
     ("convert/monotopoly.cpp", "qint32(quint32(count) * riffSize) >= 0", "qint64(count) * riffSize <= 0x7FFFFFFF", "monotopoly"),
-    ("convert/monotopoly.cpp", "file.seek(position)", "file.seek(position - position)", "monotopoly"),
+    ("convert/monotopoly.cpp", "file.seek(position) ?", "file.seek(position - position) ?", "monotopoly"),
     ("convert/monotopoly.cpp", "        position += count;\n", "", "monotopoly"),
+    ("convert/monotopoly.cpp", "        if (error == ConvertFileRead)\n            return error;\n", "", "failingmedia"),
     ("convert/monotopoly.cpp", "fmt.byteRate *= quint32(channels)", "fmt.byteRate += quint32(channels)", "monotopoly"),
     ("convert/monotopoly.cpp", "        return ConvertFileWrite;", "        return ConvertDataWrite;", "monotopoly|diskfull"),
-    ("convert/plaintobwf.cpp", "header.size + quint32(g_chunkHeaderSize)", "header.size", "plaintobwf"),
-    ("convert/plaintobwf.cpp", "    if (copied != ConvertOk)\n        *error = copied;", "    *error = copied;", "plaintobwf"),
+    ("convert/monotopoly.cpp", "    pass.showMaximum();\n    return pass.close() ? ConvertOk : ConvertDataWrite;", "    const bool isClosed = pass.close();\n    pass.showMaximum();\n    return isClosed ? ConvertOk : ConvertDataWrite;", "wavconverter"),
+    ("convert/plaintobwf.cpp", "pass.countBody(header.size)", "pass.countBody(header.size + 1)", "plaintobwf"),
+    ("convert/plaintobwf.cpp", "        if (copied != ConvertOk)\n            error = copied;", "        error = copied;", "plaintobwf"),
+    ("convert/plaintobwf.cpp", "            reportError(ConvertDataWrite); // of this source alone", "            reportError(error = ConvertDataWrite);", "diskfull"),
     ("convert/samplecopy.h", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
-    ("convert/conversionpass.h", "dialog.value() == bytes", "true", "polling"),
-    ("convert/conversionpass.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes - 0 * blockAlign", "monotopoly|polytomono"),
+    ("convert/samplecopy.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes - 0 * blockAlign", "monotopoly|polytomono"),
     # ui/
     ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "mainwindow"),
     ("ui/mainwindow.cpp", "g_logoWidth = 100", "g_logoWidth = 101", "mainwindow"),
@@ -132,7 +144,16 @@ def outcome(tests):
     return "survived" if result.returncode == 0 else "noticed"
 
 
+def check():
+    """Names the mutants whose words do not stand in their file exactly once."""
+    lost = [f"{name} does not hold these words exactly once: {old!r}"
+            for name, old, _, _ in MUTANTS if (ROOT / name).read_text().count(old) != 1]
+    sys.exit("\n".join(lost) or 0)
+
+
 def main():
+    if sys.argv[1:] == ["--check"]:
+        check()
     wanted = [m for m in MUTANTS
               if not sys.argv[1:] or any(word in m[0] + m[1] for word in sys.argv[1:])]
     copy_tree()
