@@ -91,9 +91,12 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
         offset = g_riffHeaderSize;
     }
 
-    // From header to header, by the sizes exactly as stored: no pad byte is skipped after an odd
-    // chunk, which is wanted. The walk ends at an id that is not text, at a cut header and at a
-    // size that cannot be skipped.
+    // The walk goes from header to header by the sizes exactly as stored. It skips no pad byte
+    // after an odd chunk: a file in which the byte is missing would then be read one byte off, and
+    // a file whose layout is in doubt is better reported than converted. The walk ends at an id
+    // that is not text, at a cut header and at a size that cannot be skipped. It reads the header
+    // in two steps of its own, not with readChunkHeader(), because a bad id has to end it before a
+    // cut size behind that id could spoil the stream's status for the conversion that follows.
     qint64 found = -1;
     while (!s.atEnd()) {
         ChunkHeader header = {};
