@@ -412,6 +412,7 @@ private slots:
     void outputGoneWhileItIsWritten();
     void outputsAreOneFile_data();
     void outputsAreOneFile();
+    void outputIsReadByAnotherRequest();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
     void outputNameIsADirectory_data() { addConversionRows(); }
@@ -569,6 +570,34 @@ void TestFaults::outputsAreOneFile()
     expected.boxes = {question(first, Conversion(conversion)),
                       question(second, Conversion(conversion))};
     checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes});
+}
+
+/// A cancelled dialog hides before the conversion looks at it: the window can start another request
+/// meanwhile, which must not truncate what the first one still reads.
+void TestFaults::outputIsReadByAnotherRequest()
+{
+    const QTemporaryDir dir;
+    const QString first = dir.filePath(u"take_01.wav"_s);
+    const QString second = dir.filePath(u"take.wav"_s);
+    QVERIFY(writeFile(first, stereoFile()));
+    QVERIFY(writeFile(second, stereoFile()));
+    const Sources firstSources({first});
+    const Sources secondSources({second});
+    CWavConverter firstRequest(nullptr, firstSources.list());
+    CWavConverter secondRequest(nullptr, secondSources.list());
+    int secondResult = ConvertOk;
+    const OnceDuringConversion start(isProgressUp,
+                                     [&] { secondResult = secondRequest.polyToMono(); });
+
+    const ConversionRun run =
+        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return firstRequest.polyToMono(); });
+    QCOMPARE(run.texts(),
+             QStringList({question(u"take_01.wav"_s, Split), errorText("Can not open file.")}));
+    QCOMPARE(secondResult, int(ConvertFileOpen));
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(readFile(first), stereoFile());
+    QCOMPARE(withoutDate(readFile(dir.filePath(u"take_01_01.wav"_s))), splitOutput(g_left));
+    QCOMPARE(withoutDate(readFile(dir.filePath(u"take_01_02.wav"_s))), splitOutput(g_right));
 }
 
 void TestFaults::outputReplacedWhileItIsWritten_data()
