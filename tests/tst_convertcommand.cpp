@@ -399,12 +399,31 @@ private slots:
             QCOMPARE(box.icon, QMessageBox::Question);
             QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::Cancel);
             QVERIFY(!box.hasDefaultButton);
+            QCOMPARE(box.parent, &desk.window);
         }
         QCOMPARE(desktop.opened, QStringList(overwritten ? 2 : 1, url));
         QCOMPARE(filesBelow(desk.path(u"out"_s)), names);
         for (const QString& name : names)
             QCOMPARE(readFile(desk.path(u"out/"_s + name)) != "earlier", overwritten);
         QCOMPARE(shown(desk), before);
+    }
+
+    void actsOnAClickOnly()
+    {
+        FolderRecorder desktop;
+        const WindowDesk desk;
+        addMonoTakes(desk);
+        setOutput(desk, desk.dir.path());
+        for (const QString& text : {u"Convert"_s, u"Remove"_s, u"Remove All"_s, u"Add"_s, u"Add All"_s}) {
+            QPushButton* button = findButton(&desk.window, text);
+            const QStringList before = shown(desk);
+            QTest::mousePress(button, Qt::LeftButton);
+            QCOMPARE(shown(desk), before);
+            QTest::mouseRelease(button, Qt::LeftButton, {}, QPoint(-50, -50));
+            QCOMPARE(shown(desk), before);
+        }
+        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(filesBelow(desk.dir.path()), QStringList());
     }
 
     void withoutSourcesNothingHappens()

@@ -257,6 +257,7 @@ private slots:
     void plainCopyTellsAFailedFlushOfItsSource();
     void deviceThatTakesNothing_data();
     void deviceThatTakesNothing();
+    void plainCopyEndsAtAHeaderThatFails();
     void everyWriteThatFailsIsTold_data();
     void everyWriteThatFailsIsTold();
     void failureToCloseIsTold_data();
@@ -521,6 +522,19 @@ void tst_DiskFull::deviceThatTakesNothing()
     QVERIFY(sources.isUntouched());
 }
 
+void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
+{
+    const QByteArray file = wavBytes({fmtChunk({}), dataChunk("abcd")});
+    const SourceDir sources({{u"a.wav"_s, file}, {u"b.wav"_s, file}});
+    const QTemporaryDir out;
+    QVERIFY(QFile::link(u"/dev/full"_s, out.filePath(u"a_bwf.wav"_s)));
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(out.path());
+    const ConversionRun run = runAnswered({QMessageBox::Yes}, [&] { converter.plainToBwf(); return 0; });
+    QCOMPARE(run.boxes.size(), 1);
+    QVERIFY(!QFile::exists(out.filePath(u"b_bwf.wav"_s)));
+}
+
 void tst_DiskFull::everyWriteThatFailsIsTold_data()
 {
     QTest::addColumn<Conversion>("conversion");
@@ -540,7 +554,7 @@ void tst_DiskFull::everyWriteThatFailsIsTold()
     QFETCH(bool, isOnce);
     const Layout layout = {{fmtChunk({}), chunk("note", sampleBytes(20000))},
                            600000,
-                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000))}};
+                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000)), chunk("end ", sampleBytes(10))}};
     const SourceDir sources(sourceFiles(conversion, layout));
     QMap<QString, QByteArray> complete;
     int writes = 1;

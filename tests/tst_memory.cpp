@@ -166,6 +166,8 @@ private slots:
     void splitHoldsTwoBuffers();
     void combineHoldsABufferForEachSourceAndOne_data();
     void combineHoldsABufferForEachSourceAndOne();
+    void copiedChunksHoldNothing();
+    void largestCopyAsksForItsMemory();
     void missingMemoryIsTold_data();
     void missingMemoryIsTold();
 };
@@ -237,6 +239,40 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
         CWavConverter converter(nullptr, sources.list());
         checkBuffers([&converter] { return converter.monoToPoly(); }, buffers, most);
     });
+}
+
+/// A copied chunk leaves nothing behind, however many there are.
+void TestMemory::copiedChunksHoldNothing()
+{
+    if (!areBytesCounted())
+        return;
+    const QTemporaryDir dir;
+    QByteArrayList chunks = {fmtChunk({}), dataChunk("ab")};
+    for (int i = 0; i < 100; ++i)
+        chunks.append(chunk("note", QByteArray(100000, 'x')));
+    QVERIFY(writeFile(dir.filePath(u"take.wav"_s), wavBytes(chunks)));
+    const Sources sources({dir.filePath(u"take.wav"_s)});
+    CWavConverter converter(nullptr, sources.list());
+    chunks.clear();
+    const qint64 before = allocatedBytes();
+    converter.plainToBwf();
+    QVERIFY2(allocatedBytes() - before < g_slackBytes, qPrintable(QString::number(allocatedBytes() - before)));
+}
+
+void TestMemory::largestCopyAsksForItsMemory()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take.wav"_s);
+    QVERIFY(writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
+    const Sources sources({path});
+    CWavConverter converter(nullptr, sources.list());
+    g_bufferLog = {true, {}};
+    g_arrayWithoutMemory = 3; // behind the bodies of fmt and data
+    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] { converter.plainToBwf(); return 0; });
+    g_bufferLog.isOn = false;
+    QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
+    QCOMPARE(run.texts(), QStringList{errorText("Data copy error.")});
+    QCOMPARE(g_bufferLog.sizes, std::vector<size_t>{0x7FFFFFFF});
 }
 
 void TestMemory::missingMemoryIsTold_data()

@@ -236,6 +236,7 @@ private slots:
     void dataSizesThatWrap_data();
     void dataSizesThatWrap();
     void missingChannelFileEndsAfterTheWholePass();
+    void missingChannelFileEndsTheReadsOfItsRound();
     void channelFileReplacedBetweenTwoBlocks();
     void channelFileMissingForOneBlock();
     void formatIsThatOfTheListing();
@@ -256,6 +257,7 @@ private slots:
     void negativeRangesAreEmpty();
     void cancel_data();
     void cancel();
+    void cancelInTheEventsOfTheLastBlock();
     void cancelBehindTheDataComesTooLate();
 
 private:
@@ -588,6 +590,10 @@ void tst_MonoToPoly::chunks_data()
             wavBytes({bextWithoutDate(), fmtChunk(wide(extensible, 2)), dataOut},
                      12 + 866 + (8 + 40) + (8 + 8)));
 
+    addTake("an odd fmt chunk adds its odd size",
+            {wavBytes({fmtChunk(format, "x"), data}),
+             wavBytes({fmtChunk(format, "x"), dataChunk("1234")})},
+            wavBytes({bextWithoutDate(), fmtOut, dataOut}, 12 + 866 + (8 + 17) + (8 + 8)));
     addTake("a bext chunk of the reference is copied before the others",
             {wavBytes({bext, fmt, data}), wavBytes({bext, fmt, dataChunk("1234")})},
             wavBytes({bext, fmtOut, dataOut}, 12 + (8 + 610) + (8 + 16) + (8 + 8)));
@@ -703,6 +709,10 @@ void tst_MonoToPoly::inconsistentHeaders_data()
     const Format align1Out = {.channels = 2, .bits = 32, .blockAlign = 2};
     addPair("four bytes per sample in a block align of 1 leave half of the first source", align1,
             align1Out, "abcdefgh", "12345678", "abef" + zeros.left(12));
+    const Format narrow = {.bits = 16, .blockAlign = 1};
+    addPair("two bytes per sample in a block align of 1", narrow,
+            {.channels = 2, .bits = 16, .blockAlign = 2}, "abcdefgh", "12345678",
+            framesOf({"abcdefgh", "12345678"}, 2, 1, 8));
     const Format align2 = {.bits = 32, .blockAlign = 2};
     const Format align2Out = {.channels = 2, .bits = 32, .blockAlign = 4};
     addPair("four bytes per sample in a block align of 2 leave the first source", align2, align2Out,
@@ -964,6 +974,19 @@ void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
              QList<int>({fmtDone, dataStart + int(g_block), dataStart + 2 * int(g_block),
                          dataStart + 2 * int(g_block) + 8}));
     QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::missingChannelFileEndsTheReadsOfItsRound()
+{
+    const Format format = {.bits = 8};
+    const Files files = takeFiles({monoFile(format, "abcd"), monoFile(format, "1234"), "short"});
+    const TestDir dir(files);
+    Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    addUnread(&sources, dir.path(u"take_03.wav"_s));
+    QVERIFY(QFile::remove(dir.path(u"take_02.wav"_s)));
+    const ConversionRun run = combine(sources, {}, {QMessageBox::Ok});
+    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.result, int(ConvertFileOpen));
 }
 
 void tst_MonoToPoly::channelFileReplacedBetweenTwoBlocks()
@@ -1350,6 +1373,25 @@ void tst_MonoToPoly::cancel()
     QVERIFY(clicker.wasClicked());
     QVERIFY(hadOutput);
     QVERIFY(run.boxes.isEmpty());
+    QCOMPARE(run.result, int(ConvertCancelled));
+    QCOMPARE(dir.files(), files);
+}
+
+void tst_MonoToPoly::cancelInTheEventsOfTheLastBlock()
+{
+    const QByteArray source = wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_block + 8)),
+                                        chunk("note", QByteArray(100, 'x'))});
+    const Files files = takeFiles({source, source});
+    const TestDir dir(files);
+    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    const int dataEnd = 12 + 8 + 16 + 8 + 2 * int(g_block) + 8;
+    // The dialog lets events through with each value, as it does after some seconds.
+    const CancelClicker clicker([&](const QProgressDialog& dialog) {
+        const_cast<QProgressDialog&>(dialog).setMinimumDuration(0);
+        return dialog.value() == dataEnd;
+    });
+    const ConversionRun run = combine(sources);
+    QVERIFY(clicker.wasClicked());
     QCOMPARE(run.result, int(ConvertCancelled));
     QCOMPARE(dir.files(), files);
 }

@@ -167,6 +167,8 @@ private slots:
     void showsItsProgressAtOnce();
     void shownValues_data();
     void shownValues();
+    void headersOfLargeDataSizes_data();
+    void headersOfLargeDataSizes();
     void rangesOfLargeRiffSizes_data();
     void rangesOfLargeRiffSizes();
 };
@@ -683,6 +685,16 @@ void TestPolyToMono::existingOutputs_data()
         .outputDir = u"out"_s,
         .answers = {QMessageBox::Yes},
         .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+    QTest::newRow("Yes overwrites it a second time") << Request{
+        .before = {{u"a/take.wav"_s, polyFile(one, laterChannels)},
+                   {u"b/take.wav"_s, polyFile(one, laterChannels)},
+                   {u"c/take.wav"_s, polyFile(one, laterChannels)},
+                   {u"out/here"_s, ""}},
+        .sources = {u"a/take.wav"_s, u"b/take.wav"_s, u"c/take.wav"_s},
+        .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]}},
+        .outputDir = u"out"_s,
+        .answers = {QMessageBox::Yes, QMessageBox::Yes},
+        .boxes = {overwriteQuestion(u"take_01.wav"_s), overwriteQuestion(u"take_01.wav"_s)}};
     QTest::newRow("the question names the file without its directory, placeholders kept")
         << Request{.before = {{u"rec/%1.wav"_s, poly}, {u"out %2/%1_01.wav"_s, "old"}},
                    .sources = {u"rec/%1.wav"_s},
@@ -934,6 +946,39 @@ void TestPolyToMono::shownValues()
         QCOMPARE(watch.shown()[k].maximum, maximum);
         QCOMPARE(watch.shown()[k].values, values);
     }
+}
+
+void TestPolyToMono::headersOfLargeDataSizes_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<quint32>("sourceSize");
+    QTest::addColumn<quint32>("outputSize");
+    QTest::newRow("2^31 in two channels") << 2 << 0x80000000u << 0x40000000u;
+    QTest::newRow("2^32 - 1 in two channels is rounded up to 2^31") << 2 << 0xFFFFFFFFu << 0x80000000u;
+    QTest::newRow("2^32 - 1 in three channels") << 3 << 0xFFFFFFFFu << 0x55555556u;
+}
+
+/// The file holds much less than it claims, so the header is looked at before Cancel is pressed.
+void TestPolyToMono::headersOfLargeDataSizes()
+{
+    QFETCH(int, channels);
+    QFETCH(quint32, sourceSize);
+    QFETCH(quint32, outputSize);
+    const Format format = {.channels = channels, .bits = 8};
+    const QByteArray source = wavBytes(
+        {fmtChunk(format), dataChunk(sampleBytes(channels * 3 * g_blockSize), sourceSize)}, 100);
+    const Request request = {.before = {{u"take.wav"_s, source}}, .result = 10};
+    PreparedRequest prepared(request);
+    const ImpatientProgress impatient(prepared.window());
+    QByteArray header;
+    const CancelClicker clicker([&](const QProgressDialog&) {
+        header = readFile(prepared.path(u"take_01.wav"_s)).mid(12 + 866 + 24, 8);
+        return header.size() == 8;
+    });
+    const ConversionRun run = runAnswered({}, [&] { return prepared.converter().polyToMono(); });
+    QVERIFY(clicker.wasClicked());
+    QCOMPARE(header, "data" + le32(outputSize));
+    QCOMPARE(run.result, 10);
 }
 
 void TestPolyToMono::rangesOfLargeRiffSizes_data()

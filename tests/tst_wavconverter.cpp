@@ -317,8 +317,12 @@ private slots:
     void errorBoxBeforeReturn();
     void errorBoxBesideProgress_data();
     void errorBoxBesideProgress();
+    void refusedBeforeTheProgress_data();
+    void refusedBeforeTheProgress();
     void blockAlignZero_data();
     void blockAlignZero();
+    void blockAlignZeroOfAMissingSource_data() { blockAlignZero_data(); }
+    void blockAlignZeroOfAMissingSource();
 };
 
 void TestWavConverter::leftOfLast_data()
@@ -1020,6 +1024,59 @@ void TestWavConverter::errorBoxBesideProgress()
     QCOMPARE(answer.box().text, g_errorText + u"Data read error."_s);
     QCOMPARE(hadProgress, hasProgress);
     QCOMPARE(namesThen, names);
+}
+
+class ShowCounter : public QObject
+{
+public:
+    ShowCounter() { qApp->installEventFilter(this); }
+    int count = 0;
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(watched))
+            ++count;
+        return false;
+    }
+};
+
+void TestWavConverter::refusedBeforeTheProgress_data()
+{
+    QTest::addColumn<Function>("function");
+    QTest::addColumn<QByteArray>("now");
+    QTest::newRow("combine beyond the RIFF size") << Function::Combine << sourceBytes(1).replace(4, 4, le32(0x80000000));
+    QTest::newRow("combine of no recording") << Function::Combine << QByteArray("text");
+    QTest::newRow("split of no recording") << Function::Split << QByteArray("text");
+}
+
+void TestWavConverter::refusedBeforeTheProgress()
+{
+    QFETCH(Function, function);
+    QFETCH(QByteArray, now);
+    const WorkDirectory work;
+    work.add(u"take_01.wav"_s, now);
+    Sources items;
+    items.add(work.path(u"take_01.wav"_s), monoInfo());
+    CWavConverter converter(nullptr, items.list());
+    const ShowCounter shows;
+    const MessageBoxAnswer answer(QMessageBox::Ok);
+    run(converter, function);
+    QVERIFY(answer.wasAsked());
+    QCOMPARE(shows.count, 0);
+}
+
+void TestWavConverter::blockAlignZeroOfAMissingSource()
+{
+    QFETCH(Function, function);
+    const WorkDirectory work;
+    WavInfo info = monoInfo();
+    info.fmt.blockAlign = 0;
+    Sources items;
+    items.add(work.path(u"take_01.wav"_s), info);
+    CWavConverter converter(nullptr, items.list());
+    const MessageBoxAnswer answer(QMessageBox::Ok);
+    QCOMPARE(run(converter, function), ConvertFileOpen);
+    QVERIFY(answer.wasAsked());
 }
 
 void TestWavConverter::blockAlignZero_data()

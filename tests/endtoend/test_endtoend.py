@@ -195,8 +195,11 @@ class EndToEndTest(ProgramTest):
 
     def progress_of(self, name):
         """The progress dialog of a file, when samples are being written to it."""
-        dialog = self.dialog(f"progress of {name!r}", pyatspi.ROLE_DIALOG)
-        self.control(pyatspi.ROLE_LABEL, f"Converting...\n{name}", dialog)
+        # Each file has a dialog of its own, and that of a short one is gone before it is looked at.
+        dialog = wait_for(f"progress of {name!r}", lambda: next(
+            w for w in self.application()
+            if w.getRole() == pyatspi.ROLE_DIALOG and has(w, pyatspi.STATE_ACTIVE)
+            and self.find(pyatspi.ROLE_LABEL, f"Converting...\n{name}", w)))
         bar = wait_for("progress bar", lambda: next(
             n for n in dialog if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
         wait_for("progress", lambda: bar.queryValue().currentValue > 1_000_000)
