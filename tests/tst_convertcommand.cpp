@@ -414,7 +414,8 @@ private slots:
         const WindowDesk desk;
         addMonoTakes(desk);
         setOutput(desk, desk.dir.path());
-        for (const QString& text : {u"Convert"_s, u"Remove"_s, u"Remove All"_s, u"Add"_s, u"Add All"_s}) {
+        for (const QString& text :
+             {u"Convert"_s, u"Remove"_s, u"Remove All"_s, u"Add"_s, u"Add All"_s}) {
             QPushButton* button = findButton(&desk.window, text);
             const QStringList before = shown(desk);
             QTest::mousePress(button, Qt::LeftButton);

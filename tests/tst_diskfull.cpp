@@ -530,7 +530,10 @@ void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
     QVERIFY(QFile::link(u"/dev/full"_s, out.filePath(u"a_bwf.wav"_s)));
     CWavConverter converter(nullptr, sources.list());
     converter.setOutputDirectory(out.path());
-    const ConversionRun run = runAnswered({QMessageBox::Yes}, [&] { converter.plainToBwf(); return 0; });
+    const ConversionRun run = runAnswered({QMessageBox::Yes}, [&] {
+        converter.plainToBwf();
+        return 0;
+    });
     QCOMPARE(run.boxes.size(), 1);
     QVERIFY(!QFile::exists(out.filePath(u"b_bwf.wav"_s)));
 }
@@ -554,7 +557,8 @@ void tst_DiskFull::everyWriteThatFailsIsTold()
     QFETCH(bool, isOnce);
     const Layout layout = {{fmtChunk({}), chunk("note", sampleBytes(20000))},
                            600000,
-                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000)), chunk("end ", sampleBytes(10))}};
+                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000)),
+                            chunk("end ", sampleBytes(10))}};
     const SourceDir sources(sourceFiles(conversion, layout));
     QMap<QString, QByteArray> complete;
     int writes = 1;

@@ -256,19 +256,24 @@ void TestMemory::copiedChunksHoldNothing()
     chunks.clear();
     const qint64 before = allocatedBytes();
     converter.plainToBwf();
-    QVERIFY2(allocatedBytes() - before < g_slackBytes, qPrintable(QString::number(allocatedBytes() - before)));
+    QVERIFY2(allocatedBytes() - before < g_slackBytes,
+             qPrintable(QString::number(allocatedBytes() - before)));
 }
 
 void TestMemory::largestCopyAsksForItsMemory()
 {
     const QTemporaryDir dir;
     const QString path = dir.filePath(u"take.wav"_s);
-    QVERIFY(writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
+    QVERIFY(
+        writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
     const Sources sources({path});
     CWavConverter converter(nullptr, sources.list());
     g_bufferLog = {true, {}};
     g_arrayWithoutMemory = 3; // behind the bodies of fmt and data
-    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] { converter.plainToBwf(); return 0; });
+    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] {
+        converter.plainToBwf();
+        return 0;
+    });
     g_bufferLog.isOn = false;
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
     QCOMPARE(run.texts(), QStringList{errorText("Data copy error.")});

@@ -1379,8 +1379,9 @@ void tst_MonoToPoly::cancel()
 
 void tst_MonoToPoly::cancelInTheEventsOfTheLastBlock()
 {
-    const QByteArray source = wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_block + 8)),
-                                        chunk("note", QByteArray(100, 'x'))});
+    const QByteArray source =
+        wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_block + 8)),
+                  chunk("note", QByteArray(100, 'x'))});
     const Files files = takeFiles({source, source});
     const TestDir dir(files);
     const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));

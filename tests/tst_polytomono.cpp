@@ -954,7 +954,8 @@ void TestPolyToMono::headersOfLargeDataSizes_data()
     QTest::addColumn<quint32>("sourceSize");
     QTest::addColumn<quint32>("outputSize");
     QTest::newRow("2^31 in two channels") << 2 << 0x80000000u << 0x40000000u;
-    QTest::newRow("2^32 - 1 in two channels is rounded up to 2^31") << 2 << 0xFFFFFFFFu << 0x80000000u;
+    QTest::newRow("2^32 - 1 in two channels is rounded up to 2^31")
+        << 2 << 0xFFFFFFFFu << 0x80000000u;
     QTest::newRow("2^32 - 1 in three channels") << 3 << 0xFFFFFFFFu << 0x55555556u;
 }
 

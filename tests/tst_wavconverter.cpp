@@ -270,6 +270,26 @@ private:
     QTimer m_timer;
 };
 
+/// Counts how often a progress dialog appears.
+class ShowCounter : public QObject
+{
+public:
+    ShowCounter() { qApp->installEventFilter(this); }
+
+    int count() const { return m_count; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(watched))
+            ++m_count;
+        return false;
+    }
+
+private:
+    int m_count = 0;
+};
+
 } // namespace
 
 class TestWavConverter : public QObject
@@ -1026,25 +1046,12 @@ void TestWavConverter::errorBoxBesideProgress()
     QCOMPARE(namesThen, names);
 }
 
-class ShowCounter : public QObject
-{
-public:
-    ShowCounter() { qApp->installEventFilter(this); }
-    int count = 0;
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(watched))
-            ++count;
-        return false;
-    }
-};
-
 void TestWavConverter::refusedBeforeTheProgress_data()
 {
     QTest::addColumn<Function>("function");
     QTest::addColumn<QByteArray>("now");
-    QTest::newRow("combine beyond the RIFF size") << Function::Combine << sourceBytes(1).replace(4, 4, le32(0x80000000));
+    QTest::newRow("combine beyond the RIFF size")
+        << Function::Combine << sourceBytes(1).replace(4, 4, le32(0x80000000));
     QTest::newRow("combine of no recording") << Function::Combine << QByteArray("text");
     QTest::newRow("split of no recording") << Function::Split << QByteArray("text");
 }
@@ -1062,7 +1069,7 @@ void TestWavConverter::refusedBeforeTheProgress()
     const MessageBoxAnswer answer(QMessageBox::Ok);
     run(converter, function);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(shows.count, 0);
+    QCOMPARE(shows.count(), 0);
 }
 
 void TestWavConverter::blockAlignZeroOfAMissingSource()
