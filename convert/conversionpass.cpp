@@ -77,7 +77,7 @@ bool ConversionPass::writeStart()
 
 bool ConversionPass::atEnd() const
 {
-    return m_in.atEnd();
+    return m_in.atEnd() && m_in.status() != QDataStream::ReadCorruptData;
 }
 
 void ConversionPass::pumpEvents()

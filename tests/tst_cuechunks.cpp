@@ -152,7 +152,7 @@ void TestCueChunks::readOnUnreadableChunkName()
     QVERIFY(!readCueChunk(source.stream, &cue));
     QVERIFY(cue.points.isEmpty());
     QCOMPARE(source.device.pos(), 12);
-    QCOMPARE(source.stream.status(), Status::Ok);
+    QCOMPARE(source.stream.status(), Status::ReadCorruptData);
 }
 
 void TestCueChunks::readOnSpoiledStream()

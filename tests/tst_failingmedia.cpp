@@ -14,29 +14,47 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// What goes wrong with the reads of the process.
+/// Which of the system's calls for a file, counted from 1, fail.
+struct Failures
+{
+    int first = 0;
+    int last = 0;
+    int calls = 0; ///< made so far
+
+    bool takeCall()
+    {
+        ++calls;
+        return calls >= first && calls <= last;
+    }
+};
+
+/// What is wrong with the files below a path.
 struct Defects
 {
-    QByteArray path; ///< of the file whose reads fail
-    qint64 from = 0; ///< a read that starts at this byte or behind it fails
-    int failures = 0; ///< reads that fail before the file is sound again
+    QByteArray path;
+    Failures reads;
+    qint64 firstReadByte = 0; ///< reads that start before it do not count
+    Failures seeks;
     size_t longestRead = SIZE_MAX; ///< bytes that a read of any file yields at most
 
-    bool takeFailure(int descriptor)
+    bool isBelowPath(int descriptor) const
     {
-        if (failures == 0)
-            return false;
         char name[PATH_MAX] = {};
         const QByteArray link = "/proc/self/fd/" + QByteArray::number(descriptor);
-        const bool isFailing = readlink(link.constData(), name, sizeof name - 1) > 0 && path == name
-                               && lseek(descriptor, 0, SEEK_CUR) >= from;
-        failures -= isFailing ? 1 : 0;
-        return isFailing;
+        return !path.isEmpty() && readlink(link.constData(), name, sizeof name - 1) > 0
+               && QByteArray(name).startsWith(path);
+    }
+
+    bool takeRead(int descriptor)
+    {
+        return isBelowPath(descriptor)
+               && syscall(SYS_lseek, descriptor, 0, SEEK_CUR) >= firstReadByte && reads.takeCall();
     }
 } g_defects;
 
@@ -45,11 +63,21 @@ struct Defects
 /// Takes the place of the system call for the whole process.
 extern "C" ssize_t read(int descriptor, void* bytes, size_t size)
 {
-    if (g_defects.takeFailure(descriptor)) {
+    if (g_defects.takeRead(descriptor)) {
         errno = EIO;
         return -1;
     }
     return syscall(SYS_read, descriptor, bytes, std::min(size, g_defects.longestRead));
+}
+
+/// The same for the call that the toolkit seeks with.
+extern "C" off64_t lseek64(int descriptor, off64_t offset, int whence)
+{
+    if (whence == SEEK_SET && g_defects.isBelowPath(descriptor) && g_defects.seeks.takeCall()) {
+        errno = EIO;
+        return -1;
+    }
+    return syscall(SYS_lseek, descriptor, offset, whence);
 }
 
 namespace {
@@ -57,6 +85,22 @@ namespace {
 constexpr qint64 g_blockBytes = 524288; // of source data moved at once
 constexpr qint64 g_dataOffset = 12 + (8 + 16) + 8;
 constexpr int g_files = 3;
+
+enum class Conversion { Split, Combine, PlainToBwf };
+
+int convert(CWavConverter& converter, Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        return converter.polyToMono();
+    case Conversion::Combine:
+        return converter.monoToPoly();
+    case Conversion::PlainToBwf:
+        break;
+    }
+    converter.plainToBwf();
+    return ConvertOk; // it tells nothing
+}
 
 QString channelFile(int number)
 {
@@ -100,6 +144,8 @@ private slots:
     void cleanup() { g_defects = {}; }
     void combineWhoseReadFails_data();
     void combineWhoseReadFails();
+    void everyFailureOfASourceIsTold_data();
+    void everyFailureOfASourceIsTold();
     void shortReadsAreReadOn_data();
     void shortReadsAreReadOn();
 };
@@ -129,15 +175,14 @@ void tst_FailingMedia::combineWhoseReadFails()
     const Take take;
     const QStringList before = take.names();
     CWavConverter converter(nullptr, take.sources());
-    const QByteArray path = QFile::encodeName(take.path(channelFile(file)));
-    g_defects.path = path;
-    g_defects.from = g_dataOffset + (block - 1) * g_blockBytes;
-    g_defects.failures = isOnce ? 1 : INT_MAX;
+    g_defects.path = QFile::encodeName(take.path(channelFile(file)));
+    g_defects.reads = {1, isOnce ? 1 : INT_MAX};
+    g_defects.firstReadByte = g_dataOffset + (block - 1) * g_blockBytes;
     const ConversionRun run =
         runAnswered({QMessageBox::Ok}, [&converter] { return converter.monoToPoly(); });
-    const int unused = std::exchange(g_defects, {}).failures;
+    const int reads = std::exchange(g_defects, {}).reads.calls;
 
-    QVERIFY(unused < (isOnce ? 1 : INT_MAX));
+    QVERIFY(reads > 0);
     if (file == 1 && block == 1 && isOnce) {
         QCOMPARE(run.texts(), QStringList());
         QVERIFY(readFile(take.path(u"take_combined.wav"_s)).endsWith(take.samples()));
@@ -146,6 +191,84 @@ void tst_FailingMedia::combineWhoseReadFails()
     QCOMPARE(run.texts(), QStringList{errorText("File read error.")});
     QCOMPARE(run.result, int(ConvertFileRead));
     QCOMPARE(take.names(), before);
+}
+
+void tst_FailingMedia::everyFailureOfASourceIsTold_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<bool>("isSeek");
+    QTest::addColumn<bool>("isOnce");
+    for (const bool isSeek : {false, true}) {
+        for (const bool isOnce : {true, false}) {
+            const QByteArray what = QByteArray(isSeek ? "seek" : "read")
+                                    + (isOnce ? " that fails once" : " that fails from then on");
+            QTest::newRow("split, each " + what) << Conversion::Split << isSeek << isOnce;
+            QTest::newRow("combine, each " + what) << Conversion::Combine << isSeek << isOnce;
+            QTest::newRow("plain copy, each " + what) << Conversion::PlainToBwf << isSeek << isOnce;
+        }
+    }
+}
+
+/// The conversion runs once for each call that it makes, and comes to the right files or to a box.
+void tst_FailingMedia::everyFailureOfASourceIsTold()
+{
+    QFETCH(const Conversion, conversion);
+    QFETCH(const bool, isSeek);
+    QFETCH(const bool, isOnce);
+
+    const bool isCombine = conversion == Conversion::Combine;
+    const QByteArray source = wavBytes(
+        {fmtChunk({.channels = isCombine ? 1 : 2}), chunk("note", sampleBytes(40000)),
+         dataChunk(sampleBytes(600000)), chunk("bext", sampleBytes(40000)), chunk("tail", "1234")});
+    const QTemporaryDir sourceDir;
+    Sources sources;
+    for (const QString& name :
+         isCombine ? QStringList{u"take_01.wav"_s, u"take_02.wav"_s} : QStringList{u"take.wav"_s}) {
+        QVERIFY(writeFile(sourceDir.filePath(name), source));
+        sources.add(sourceDir.filePath(name));
+    }
+    QMap<QString, QByteArray> complete;
+    int calls = 1;
+    for (int failing = 0; failing <= calls; ++failing) { // the first run has no defects
+        const QTemporaryDir out;
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(out.path());
+        g_defects.path = QFile::encodeName(sourceDir.path());
+        (isSeek ? g_defects.seeks : g_defects.reads) = {failing,
+                                                        isOnce || failing == 0 ? failing : INT_MAX};
+        const ConversionRun run =
+            runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+        const Defects seen = std::exchange(g_defects, {});
+
+        QMap<QString, QByteArray> left;
+        for (const QString& name : QDir(out.path()).entryList(QDir::Files))
+            left[name] = readFile(out.filePath(name));
+        if (failing == 0) {
+            QCOMPARE(run.texts(), QStringList());
+            complete = left;
+            calls = (isSeek ? seen.seeks : seen.reads).calls;
+            QVERIFY(calls >= 4);
+            continue;
+        }
+        const QString which = u"call %1 of %2: "_s.arg(failing).arg(calls);
+        const bool isTold = !run.boxes.isEmpty();
+        if (conversion == Conversion::PlainToBwf) {
+            // A failure up to the first chunk is not told; the size of an unfinished file is 0.
+            const QByteArray copy = left.value(u"take_bwf.wav"_s);
+            QVERIFY2(copy == complete[u"take_bwf.wav"_s] || copy.mid(4, 4) == le32(0)
+                         || copy.isEmpty(),
+                     qPrintable(which + run.texts().join(u'|')));
+            continue;
+        }
+        QVERIFY2(isTold || left == complete, qPrintable(which + u"another file without a word"_s));
+        QCOMPARE(run.result == ConvertOk, !isTold);
+        // Up to its first chunk a failed split leaves the output, without samples.
+        for (auto file = left.cbegin(); file != left.cend(); ++file) {
+            QVERIFY2(file.value() == complete[file.key()]
+                         || (conversion == Conversion::Split && file->size() <= 12 + 866),
+                     qPrintable(which + file.key()));
+        }
+    }
 }
 
 void tst_FailingMedia::shortReadsAreReadOn_data()

@@ -19,6 +19,34 @@ bool isCount(qint64 size)
     return size >= 0 && size <= g_largestCount;
 }
 
+/// Marks the stream of a device that failed. A search would otherwise pass the failure off as a
+/// chunk that is not there.
+qint64 spoiled(QDataStream& s)
+{
+    s.setStatus(QDataStream::ReadCorruptData);
+    return -1;
+}
+
+/// Moves @p size bytes ahead with @p step, which is told how many are done and how many are left.
+/// Media and networks may cut a step short in the middle of a file, whose end is only where a step
+/// yields nothing.
+template <typename Step>
+qint64 moveOn(QDataStream& s, qint64 size, const Step& step)
+{
+    if (!isCount(size))
+        return -1;
+    qint64 done = 0;
+    while (done < size) {
+        const qint64 part = step(done, size - done);
+        if (part < 0)
+            return spoiled(s);
+        if (part == 0)
+            break;
+        done += part;
+    }
+    return done;
+}
+
 } // namespace
 
 bool openSource(QFile* file)
@@ -28,25 +56,14 @@ bool openSource(QFile* file)
 
 qint64 readRaw(QDataStream& s, char* buffer, qint64 size)
 {
-    if (!isCount(size))
-        return -1;
-    // Media and networks may cut a read short in the middle of a file, whose end is only where a
-    // read yields nothing.
-    qint64 count = 0;
-    while (count < size) {
-        const qint64 part = s.device()->read(buffer + count, size - count);
-        if (part < 0)
-            return -1;
-        if (part == 0)
-            break;
-        count += part;
-    }
-    return count;
+    return moveOn(s, size, [&s, buffer](qint64 done, qint64 left) {
+        return s.device()->read(buffer + done, left);
+    });
 }
 
 qint64 skipRaw(QDataStream& s, qint64 size)
 {
-    return isCount(size) ? s.device()->skip(size) : -1;
+    return moveOn(s, size, [&s](qint64, qint64 left) { return s.device()->skip(left); });
 }
 
 bool isId(const char id[4], const char wanted[4])
@@ -80,7 +97,7 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
     QIODevice* device = s.device();
     const qint64 keptPosition = device->pos();
     if (!device->seek(from))
-        return -1;
+        return spoiled(s);
 
     qint64 offset = 0;
     if (from == 0) {
@@ -117,7 +134,8 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
             break;
         offset += header.size;
     }
-    device->seek(keptPosition);
+    if (!device->seek(keptPosition))
+        spoiled(s);
     return found;
 }
 

@@ -15,12 +15,14 @@ class QTime;
 
 /// @file
 /// The chunk library: readers and writers of RIFF/WAVE chunks. Every stream is little-endian and
-/// its device is the open file. Raw reads and skips go to the device and leave the status of the
-/// stream alone; numbers are read through the stream, whose status stays set after a short one.
+/// its device is the open file. Raw reads and skips go to the device: they leave the status of the
+/// stream alone, unless the device fails. Numbers are read through the stream. Its status stays set
+/// after a short one and after a failure of the device, so that later readers fail.
 
 // Files and raw access (chunkreader.cpp)
 
 /// Opens @p file for reading if it is a regular file or a link to one: a pipe would never answer.
+/// False, with the file closed, for anything else and when it cannot be opened.
 bool openSource(QFile* file);
 
 /// Reads @p size bytes into @p buffer, or what there is up to the end. Returns how many there were,
@@ -48,7 +50,8 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size);
 /// The same, for callers that do not need the size.
 qint64 findChunk(QDataStream& s, const char id[4], qint64 from);
 
-/// Reads the 8 bytes of a chunk header at the stream's position.
+/// Reads the 8 bytes of a chunk header at the stream's position. False when they are not all there
+/// or could not be read, and from then on.
 bool readChunkHeader(QDataStream& s, ChunkHeader* h);
 
 /// True when each of the @p length bytes lies in 32 to 127.
@@ -56,7 +59,9 @@ bool isPrintableId(const char* id, uint length);
 
 /// Parses the header of @p file, which is open for reading, into @p info. Only the RIFF size, the
 /// `fmt ` body, the data size and the presence of a `bext` chunk are filled. Nothing but the reach
-/// of the chunks is checked: formats and sizes are taken as they stand.
+/// of the chunks is checked: formats and sizes are taken as they stand. False when the file is not
+/// RIFF/WAVE, has no `fmt ` body of 16 bytes or no `data` within reach; @p info then holds what was
+/// read until there.
 bool readWavInfo(QFile* file, WavInfo* info);
 
 /// Reads the body of a cue chunk, whose header the caller has read. Accepts only points of plain
