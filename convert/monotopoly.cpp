@@ -13,16 +13,12 @@
 #include <QFile>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-/// Bytes of output that the interleaving completes before it goes on.
-constexpr qint64 g_tileBytes = 16384;
 
 /// The channel files of one take: "stem_0number.wav" each, in list order. The first one is the
 /// reference, whose chunks the output takes over.
@@ -114,64 +110,8 @@ ConvertError readBlock(ConversionPass& pass, const Take& take, char* const* inpu
     return ConvertOk;
 }
 
-/// How the samples of one channel file lie in their block.
-struct SampleLayout
-{
-    qint64 sampleBytes;
-    qint64 blockAlign; ///< bytes of a frame, not 0
-};
-
-/// Copies a sample that ends within the input buffer; what lies behind its end counts as zero.
-void copySample(char* to, const char* input, qint64 offset, qint64 sampleBytes)
-{
-    const qint64 held = std::clamp<qint64>(g_blockBytes - offset, 0, sampleBytes);
-    if (held > 0)
-        std::memcpy(to, input + offset, size_t(held));
-    std::fill(to + held, to + sampleBytes, '\0');
-}
-
-/// Samples wider than their frame overlap those of the next one: the order frame by frame, and
-/// within it source by source, decides which bytes stay.
-void interleaveOverlapping(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
-                           qint64 frames)
-{
-    const qint64 frameBytes = layout.blockAlign * channels;
-    for (qint64 f = 0; f < frames; ++f) {
-        for (int k = 0; k < channels; ++k) {
-            copySample(buffers.output.get() + f * frameBytes + k * layout.sampleBytes,
-                       buffers.inputs[k], f * layout.sampleBytes, layout.sampleBytes);
-        }
-    }
-}
-
-/// Works source by source in tiles that stay in the nearest cache until their last source is in.
-void interleaveTiled(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
-                     qint64 frames)
-{
-    const qint64 frameBytes = layout.blockAlign * channels;
-    const qint64 tileFrames = std::max<qint64>(g_tileBytes / frameBytes, 1);
-    for (qint64 f = 0; f < frames; f += tileFrames) {
-        for (int k = 0; k < channels; ++k) {
-            copySamples(
-                {buffers.output.get() + f * frameBytes + k * layout.sampleBytes, frameBytes},
-                {buffers.inputs[k] + f * layout.sampleBytes, layout.sampleBytes},
-                layout.sampleBytes, std::min(tileFrames, frames - f));
-        }
-    }
-}
-
-void interleaveBlock(const BlockBuffers& buffers, int channels, const SampleLayout& layout,
-                     qint64 count)
-{
-    const qint64 frames = count / layout.blockAlign;
-    if (layout.sampleBytes > layout.blockAlign)
-        interleaveOverlapping(buffers, channels, layout, frames);
-    else
-        interleaveTiled(buffers, channels, layout, frames);
-}
-
-ConvertError interleave(ConversionPass& pass, const Take& take, const FmtChunk& fmt,
-                        quint32 dataSize)
+ConvertError combineBlocks(ConversionPass& pass, const Take& take, const FmtChunk& fmt,
+                           quint32 dataSize)
 {
     const int channels = take.count();
     const SampleLayout layout = {fmt.bitsPerSample >> 3, fmt.blockAlign};
@@ -197,7 +137,8 @@ ConvertError interleave(ConversionPass& pass, const Take& take, const FmtChunk& 
         if (error == ConvertFileOpen)
             isFileMissing = true;
         position += count;
-        interleaveBlock(buffers, channels, layout, count);
+        joinSamples(layout, buffers.inputs.get(), channels, buffers.output.get(),
+                    count / layout.blockAlign);
         pass.showPosition(position);
         pass.writeSamples(buffers.output.get(), count * channels);
         if (pass.wasCancelled())
@@ -219,13 +160,12 @@ ConvertError combineData(ConversionPass& pass, const ChunkHeader& source, const 
     header.size = quint32(roundedUpToEven(quint32(take.count()) * source.size));
     if (!pass.writeHeader(header))
         return ConvertDataWrite;
-    return interleave(pass, take, fmt, source.size);
+    return combineBlocks(pass, take, fmt, source.size);
 }
 
-/// Bytes that a chunk other than `data` adds to the RIFF size behind its header. A `fmt ` body
-/// counts as long as it was in the source, however short it was written: docs/file-format.md, RIFF
-/// size.
-quint32 chunkAccount(const ChunkHeader& source)
+/// Bytes that the body of a chunk other than `data` counts in the RIFF size. A `fmt ` body counts
+/// as long as it was in the source, however short it was written: docs/file-format.md, RIFF size.
+quint32 countedBodyBytes(const ChunkHeader& source)
 {
     return isId(source.id, g_fmtId) ? source.size : quint32(copiedBytes(source));
 }
@@ -243,7 +183,7 @@ ConvertError combineChunks(ConversionPass& pass, const Take& take, const FmtChun
         if (error != ConvertOk)
             return error;
         if (!isData)
-            pass.countBody(chunkAccount(header));
+            pass.countBody(countedBodyBytes(header));
     }
     return ConvertOk;
 }

@@ -12,28 +12,17 @@
 #include <QFile>
 
 #include <algorithm>
-#include <cstring>
-#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// Bytes that every chunk but `data` adds to the RIFF size behind its header, whatever its length.
-/// Counting the body would change that size in all files, which people compare byte for byte over
-/// the years: docs/file-format.md, RIFF size.
-constexpr quint32 g_chunkAccount = 4;
+/// Bytes that the body of every chunk but `data` counts in the RIFF size, whatever its length.
+/// Counting the body itself would change that size in all files, which people compare byte for byte
+/// over the years: docs/file-format.md, RIFF size.
+constexpr quint32 g_countedBodyBytes = 4;
 
 constexpr qint64 g_outputBufferBytes = 262144;
-
-/// Where one channel lies in the sample frames of a source.
-struct ChannelLayout
-{
-    qint64 offset; ///< bytes from the start of the frame
-    qint64 sampleBytes;
-    quint16 blockAlign; ///< bytes of a frame, not 0
-    quint16 channels;
-};
 
 ChannelLayout layoutOf(const FmtChunk& fmt, int channel)
 {
@@ -55,24 +44,7 @@ FmtChunk monoFormat(FmtChunk fmt)
     return fmt;
 }
 
-/// Picks the channel's samples out of the first @p frames frames of a block.
-void pickSamples(const ChannelLayout& layout, const char* input, char* output, qint64 outputSize,
-                 qint64 frames)
-{
-    if (layout.sampleBytes == 0)
-        return;
-    const char* first = input + layout.offset;
-    const qint64 whole = std::min(frames, outputSize / layout.sampleBytes);
-    copySamples({output, layout.sampleBytes}, {first, layout.blockAlign}, layout.sampleBytes,
-                whole);
-    // Samples wider than their share of the frame would run past what a block writes.
-    if (whole < frames) {
-        const qint64 held = whole * layout.sampleBytes;
-        std::memcpy(output + held, first + whole * layout.blockAlign, size_t(outputSize - held));
-    }
-}
-
-ConvertError deinterleave(ConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
+ConvertError splitBlocks(ConversionPass& pass, const ChannelLayout& layout, quint32 dataSize)
 {
     const qint64 readSize = wholeFrameBytes(layout.blockAlign);
     // A sample that is wider than the frame leaves it room to end behind the last frame.
@@ -113,7 +85,7 @@ ConvertError splitData(ConversionPass& pass, const ChunkHeader& source, const Fm
     header.size = quint32(roundedUpToEven(channelBytes(source.size, fmt.channels)));
     if (!pass.writeHeader(header))
         return ConvertDataWrite;
-    return deinterleave(pass, layoutOf(fmt, channel), source.size);
+    return splitBlocks(pass, layoutOf(fmt, channel), source.size);
 }
 
 ConvertError splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
@@ -131,7 +103,7 @@ ConvertError splitChunks(ConversionPass& pass, const FmtChunk& fmt, int channel)
         if (error != ConvertOk)
             return error;
         if (!isData)
-            pass.countBody(g_chunkAccount);
+            pass.countBody(g_countedBodyBytes);
     }
     return ConvertOk;
 }

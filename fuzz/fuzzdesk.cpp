@@ -3,7 +3,7 @@
 
 #include "fuzz/fuzzdesk.h"
 
-#include "convert/conversionpass.h"
+#include "convert/samplecopy.h"
 #include "wave/chunks.h"
 
 #include <QAbstractButton>
