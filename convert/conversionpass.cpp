@@ -16,9 +16,22 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-ConversionPass::ConversionPass(QFile* source, OutputFile* output, QWidget* parent)
+LastWindowWatch::LastWindowWatch(const QWidget* parent)
+{
+    if (parent && parent->window()->isVisible())
+        connect(qGuiApp, &QGuiApplication::lastWindowClosed, this, [this] { m_isClosed = true; });
+}
+
+bool LastWindowWatch::isClosed() const
+{
+    return m_isClosed;
+}
+
+ConversionPass::ConversionPass(QFile* source, OutputFile* output, QWidget* parent,
+                               const LastWindowWatch* lastWindow)
     : m_source(source)
     , m_output(output)
+    , m_lastWindow(lastWindow)
     , m_in(source)
     , m_out(output->device())
     , m_dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
@@ -33,11 +46,6 @@ ConversionPass::ConversionPass(QFile* source, OutputFile* output, QWidget* paren
     // A progress that meets the maximum on its way would hide the dialog and forget a Cancel.
     m_dialog.setAutoReset(false);
     m_dialog.setLabelText(u"Converting...\n"_s + output->name());
-
-    if (parent && parent->window()->isVisible()) {
-        QObject::connect(qGuiApp, &QGuiApplication::lastWindowClosed, &m_dialog,
-                         [this] { m_isAbandoned = true; });
-    }
 }
 
 bool ConversionPass::checkSource()
@@ -87,7 +95,7 @@ void ConversionPass::pumpEvents()
 
 bool ConversionPass::isAbandoned() const
 {
-    return m_isAbandoned;
+    return m_lastWindow && m_lastWindow->isClosed();
 }
 
 bool ConversionPass::readHeader(ChunkHeader* header)
@@ -151,12 +159,13 @@ void ConversionPass::writeSamples(const char* bytes, qint64 size)
 
 void ConversionPass::writePadByte()
 {
-    writeSamples("", 1);
+    const char pad = 0;
+    writeSamples(&pad, 1);
 }
 
 bool ConversionPass::pollEachFrame(qint64 frames)
 {
-    return ::pollEachFrame(m_dialog, int(m_runningSize), frames);
+    return showAndPoll(m_dialog, int(m_runningSize), frames);
 }
 
 void ConversionPass::showPosition(qint64 position)
@@ -193,7 +202,7 @@ quint64 copiedBytes(const ChunkHeader& header)
     return isId(header.id, g_bextId) ? header.size : roundedUpToEven(header.size);
 }
 
-bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
+bool showAndPoll(QProgressDialog& dialog, int bytes, qint64 frames)
 {
     for (qint64 k = 0; k < frames; ++k) {
         dialog.setValue(bytes);
@@ -201,7 +210,8 @@ bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames)
             return false;
         // Once the dialog shows the value, showing it again returns at once and delivers no event,
         // so nothing can cancel before the next block: nobody can tell the block's further polls
-        // from none. A value that the dialog did not take over pumps events with every frame.
+        // from none. A value that the dialog did not take over is shown again with every frame,
+        // which delivers events once the dialog has been up for some seconds.
         if (dialog.value() == bytes)
             return true;
     }

@@ -7,11 +7,26 @@
 #include "wave/wavrecords.h"
 
 #include <QDataStream>
+#include <QObject>
 #include <QProgressDialog>
 
 class OutputFile;
 class QFile;
 class QWidget;
+
+/// Tells when the last window of the program was closed, provided that the window of a request was
+/// there when the request began: nobody is left then to wait for what has no end. It watches as
+/// long as it lives, and never tells so of a request without a window or of one that was not shown.
+class LastWindowWatch : public QObject
+{
+public:
+    explicit LastWindowWatch(const QWidget* parent);
+
+    bool isClosed() const;
+
+private:
+    bool m_isClosed = false;
+};
 
 /// One output on its way from the opened files to its RIFF size: the streams, the progress dialog
 /// and the running size. A conversion calls, in this order:
@@ -22,21 +37,25 @@ class QWidget;
 ///     for each chunk, while not atEnd():
 ///         pumpEvents()
 ///         readHeader()
-///         writeChunk(), or writeHeader() and the body: copyBody(), or blocks of read() and
-///             writeSamples()
-///         countBody()
-///     writeRunningSize(), close() and showMaximum(), the last two in the conversion's own order
+///         writeChunk() and countBody(); or writeHeader(), copyBody() and countBody(); or
+///             writeHeader() and, for each block of samples, pumpEvents(), read(), showPosition()
+///             or pollEachFrame(), and writeSamples(), then writePadByte() behind an odd number of
+///             bytes
+///     writeRunningSize()
+///     close() and showMaximum(), in the conversion's own order
 ///
-/// and leaves at the first that fails. What then becomes of the output is up to the conversion.
+/// What becomes of the output when one of them fails is up to the conversion.
 class ConversionPass
 {
 public:
-    /// Both files are open, stay owned by the caller and outlive the pass.
-    ConversionPass(QFile* source, OutputFile* output, QWidget* parent);
+    /// Both files are open. They and @p lastWindow, null where nobody asks isAbandoned(), stay
+    /// owned by the caller and outlive the pass.
+    ConversionPass(QFile* source, OutputFile* output, QWidget* parent,
+                   const LastWindowWatch* lastWindow = nullptr);
     ConversionPass(const ConversionPass&) = delete;
     ConversionPass& operator=(const ConversionPass&) = delete;
 
-    /// Checks the source's RIFF header and keeps its size.
+    /// Checks the source's RIFF header and keeps its size. False when it has none.
     bool checkSource();
 
     /// Bytes, as the source's RIFF header states them; known once the source was checked.
@@ -48,30 +67,32 @@ public:
     void showProgress();
 
     /// Writes the RIFF header, with size 0, and a generated `bext` chunk if the source has none,
-    /// and starts the running size with them.
+    /// and starts the running size with them. False when one of them could not be written.
     bool writeStart();
 
-    /// True at the end of the source.
+    /// True at the end of the source, unless a search could not be made or not return from it: the
+    /// next header then tells of that.
     bool atEnd() const;
 
     void pumpEvents();
 
-    /// True once the last window of the program was closed while the pass goes on. Never true for a
-    /// pass whose window was not shown when it began.
+    /// True once the last window was closed.
     bool isAbandoned() const;
 
-    /// Reads a chunk header of the source.
+    /// Reads a chunk header of the source. False when it is cut or cannot be read.
     bool readHeader(ChunkHeader* header);
 
-    /// Writes a chunk header of the output and counts it.
+    /// Writes a chunk header of the output and counts it. False when it could not be written.
     bool writeHeader(const ChunkHeader& header);
 
     /// Writes a chunk other than `data` for the @p source header just read, as the split and the
     /// combine do: @p fmt in place of the source's own `fmt ` body, which is skipped, or a copy of
-    /// the body's copiedBytes(). The header is counted, the body is not.
+    /// the body's copiedBytes(). The header is counted, the body is not. Returns ConvertDataWrite
+    /// when header or `fmt ` could not be written, ConvertDataCopy when the copy failed.
     ConvertError writeChunk(const ChunkHeader& source, const FmtChunk& fmt);
 
-    /// Copies @p size bytes of the source. They are not counted.
+    /// Copies @p size bytes of the source, which are not counted. Returns ConvertDataCopy on
+    /// failure.
     ConvertError copyBody(quint64 size);
 
     /// Counts @p bytes for the chunk just written and shows the running size as progress.
@@ -111,12 +132,12 @@ public:
 private:
     QFile* m_source;
     OutputFile* m_output;
+    const LastWindowWatch* m_lastWindow;
     QDataStream m_in;
     QDataStream m_out;
     QProgressDialog m_dialog;
     quint32 m_sourceRiffSize = 0; ///< bytes
     quint32 m_runningSize = 0; ///< bytes; becomes the RIFF size of the output, wraps silently
-    bool m_isAbandoned = false;
 };
 
 /// The next even number, in 64 bits so that it cannot wrap.
@@ -129,6 +150,6 @@ constexpr quint64 roundedUpToEven(quint32 size)
 /// any other with its pad byte.
 quint64 copiedBytes(const ChunkHeader& header);
 
-/// Shows @p bytes in the dialog and polls its cancel button, once for each of the @p frames frames
-/// of a block. False when the user cancelled.
-bool pollEachFrame(QProgressDialog& dialog, int bytes, qint64 frames);
+/// What ConversionPass::pollEachFrame() does with its dialog: shows @p bytes and polls the cancel
+/// button, once for each of the @p frames frames of a block. False when the user cancelled.
+bool showAndPoll(QProgressDialog& dialog, int bytes, qint64 frames);

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -68,7 +70,8 @@ ConvertError OutputFile::open(QWidget* parent, const QString& question)
     const QString fileName = m_file.fileName();
     if (fileName.contains(QChar::Null))
         return ConvertFileOpen; // the system would open what the name is up to that character
-    if (QFile::exists(fileName)) { // which a link to nowhere does not
+    // A link to nowhere does not exist: there is nothing to ask about, and its target is made.
+    if (QFile::exists(fileName)) {
         const QString text = question + name() + u"\n\nDo you want to overwrite?"_s;
         const auto answer = QMessageBox::question(
             parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::NoButton);

@@ -37,8 +37,6 @@ ConvertError copyChunks(ConversionPass& pass)
 
 } // namespace
 
-/// Ends in silence at the first source that cannot be brought to its first chunk, with the output
-/// left as it is.
 void CWavConverter::plainToBwf()
 {
     const FilesInWork sources(sourceNames());

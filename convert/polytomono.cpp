@@ -120,12 +120,13 @@ int CWavConverter::polyToMono()
 ConvertError CWavConverter::splitSources() const
 {
     const FilesInWork sources(sourceNames());
+    const LastWindowWatch lastWindow(m_parent);
     for (const CWavFileItem* item : m_sources) {
         const int channels = std::min<int>(item->fmtChunk().channels, g_maxChannels);
         for (int channel = 1; channel <= channels; ++channel) {
             if (!item->isChannelEnabled(channel - 1))
                 continue;
-            const ConvertError error = splitChannel(*item, channel);
+            const ConvertError error = splitChannel(*item, channel, lastWindow);
             if (error != ConvertOk)
                 return error;
         }
@@ -133,8 +134,11 @@ ConvertError CWavConverter::splitSources() const
     return ConvertOk;
 }
 
-ConvertError CWavConverter::splitChannel(const CWavFileItem& item, int channel) const
+ConvertError CWavConverter::splitChannel(const CWavFileItem& item, int channel,
+                                         const LastWindowWatch& lastWindow) const
 {
+    if (lastWindow.isClosed())
+        return ConvertCancelled;
     const FmtChunk fmt = item.fmtChunk();
     QFile source(item.fileName());
     if (!openSource(&source))
@@ -150,7 +154,7 @@ ConvertError CWavConverter::splitChannel(const CWavFileItem& item, int channel) 
 
     // Up to the first chunk a failure leaves the output, without samples, as a sign of the file
     // that could not be split.
-    ConversionPass pass(&source, &output, m_parent);
+    ConversionPass pass(&source, &output, m_parent, &lastWindow);
     if (!pass.checkSource())
         return ConvertIllegalFormat;
     pass.setProgressRange(pass.sourceRiffSize() / fmt.channels);

@@ -8,6 +8,7 @@
 #include <QStringList>
 
 class CWavFileItem;
+class LastWindowWatch;
 class QDataStream;
 class QWidget;
 
@@ -47,7 +48,8 @@ public:
     /// Interleaves the sources, in list order, into one file. Returns a ConvertError.
     int monoToPoly();
 
-    /// Copies every source into a file that has a `bext` chunk.
+    /// Copies every source into a file that has a `bext` chunk. A failure up to the first chunk of
+    /// a source ends the request in silence, a later one shows its box; outputs are never removed.
     void plainToBwf();
 
     /// The text before the last @p separator; the whole text where there is none.
@@ -73,7 +75,8 @@ private:
 
     // Split (polytomono.cpp)
     ConvertError splitSources() const;
-    ConvertError splitChannel(const CWavFileItem& item, int channel) const;
+    ConvertError splitChannel(const CWavFileItem& item, int channel,
+                              const LastWindowWatch& lastWindow) const;
 
     // Combine (monotopoly.cpp)
     ConvertError combineSources() const;

@@ -20,7 +20,7 @@ constexpr int g_never = -1;
 
 using Poll = bool (*)(QProgressDialog& dialog, int bytes, qint64 frames);
 
-/// The form that pollEachFrame() must not be told from.
+/// The form that showAndPoll() must not be told from.
 bool pollWithoutShortcut(QProgressDialog& dialog, int bytes, qint64 frames)
 {
     for (qint64 k = 0; k < frames; ++k) {
@@ -156,7 +156,7 @@ void tst_polling::shortcutIsNotSeen()
     QFETCH(const int, cancelAt);
 
     const Seen expected = run(pollWithoutShortcut, values, pumps, cancelAt);
-    const Seen seen = run(pollEachFrame, values, pumps, cancelAt);
+    const Seen seen = run(showAndPoll, values, pumps, cancelAt);
     QCOMPARE(seen.blocksDone, expected.blocksDone);
     QCOMPARE(seen.pumps, expected.pumps);
     QCOMPARE(seen.shownValues, expected.shownValues);
@@ -182,7 +182,7 @@ void tst_polling::pumpsOfOneBlock()
 {
     QFETCH(const int, value);
     QFETCH(const qint64, pumps);
-    QCOMPARE(qint64(run(pollEachFrame, {value}, true, g_never).pumps), pumps);
+    QCOMPARE(qint64(run(showAndPoll, {value}, true, g_never).pumps), pumps);
 }
 
 void tst_polling::cancelIsSeenWithinTheBlock_data()
@@ -206,7 +206,7 @@ void tst_polling::cancelIsSeenWithinTheBlock()
     QFETCH(const int, cancelAt);
     QFETCH(const qsizetype, blocksDone);
 
-    const Seen seen = run(pollEachFrame, values, true, cancelAt);
+    const Seen seen = run(showAndPoll, values, true, cancelAt);
     QCOMPARE(seen.blocksDone, blocksDone);
     QCOMPARE(seen.cancelled, blocksDone < values.size());
     QCOMPARE(seen.pumps, seen.cancelled ? cancelAt : cancelAt - 1);
@@ -217,7 +217,7 @@ void tst_polling::blockWithoutFramesIsNotPolled()
     QProgressDialog dialog(u"Converting ..."_s, u"Cancel"_s, 0, g_maximum);
     dialog.setValue(1);
     dialog.cancel();
-    QVERIFY(pollEachFrame(dialog, 300, 0));
+    QVERIFY(showAndPoll(dialog, 300, 0));
     QVERIFY(dialog.value() != 300);
 }
 
