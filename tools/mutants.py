@@ -4,25 +4,29 @@
 """Breaks the product on purpose, one small way at a time, and shows whether the tests notice.
 
 Each entry of MUTANTS names a file, the words that stand in it exactly once, what they are replaced
-with and the tests that are to notice. All work happens in a copy below build/mutants. Ends with 1
+with and the tests that are to notice, which have to pass without it. A mutant that keeps them busy
+too long is noticed as well. All work happens in a copy below build/mutants. Ends with 1
 when a mutant survives. With arguments only the mutants whose file or words hold one of them run;
 --check only looks whether the words of all mutants stand in the tree exactly once.
 """
 
+import json
+import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
 TREE = WORK / "tree"
-SECONDS_PER_TEST = 120
+SECONDS_PER_MUTANT = 240
 
 MUTANTS = [
     # wave/
-    ("wave/chunkreader.cpp", "        if (part < 0)\n            return -1;\n", "        if (part < 0)\n            break;\n", "failingmedia|chunkreader"),
-    ("wave/chunkreader.cpp", "while (count < size)", "if (count < size)", "failingmedia"),
+    ("wave/chunkreader.cpp", "            return spoiled(s);\n        if (part == 0)", "            break;\n        if (part == 0)", "failingmedia|chunkreader"),
+    ("wave/chunkreader.cpp", "while (done < size)", "if (done < size)", "failingmedia"),
     ("wave/chunkreader.cpp", "size <= g_largestCount", "size < g_largestCount", "chunkreader"),
     ("wave/chunkreader.cpp", "size >= 0 && ", "", "chunkreader"),
     ("wave/chunkreader.cpp", "QFileInfo(*file).isFile() && ", "", "chunkreader"),
@@ -30,7 +34,9 @@ MUTANTS = [
     ("wave/chunkreader.cpp", "static_cast<signed char>", "static_cast<unsigned char>", "chunkreader"),
     ("wave/chunkreader.cpp", "        offset += header.size;\n", "        offset += header.size + (header.size & 1);\n", "chunkreader"),
     ("wave/chunkreader.cpp", "        ChunkHeader header = {};\n", "        static ChunkHeader header;\n", "chunkreader"),
-    ("wave/chunkreader.cpp", "    device->seek(keptPosition);\n    return found;", "    return found;", "chunkreader"),
+    ("wave/chunkreader.cpp", "    if (!device->seek(keptPosition))\n        spoiled(s);\n    return found;", "    return found;", "chunkreader"),
+    ("wave/chunkreader.cpp", "    if (!device->seek(keptPosition))\n        spoiled(s);\n", "    device->seek(keptPosition);\n", "failingmedia"),
+    ("wave/chunkreader.cpp", "    s.setStatus(QDataStream::ReadCorruptData);\n", "    Q_UNUSED(s)\n", "failingmedia"),
     ("wave/chunkreader.cpp", "!isId(riff.id, g_riffId) || ", "", "chunkreader|readwavinfo"),
     ("wave/chunkreader.cpp", "    file->seek(fmtOffset);\n", "", "readwavinfo"),
     ("wave/chunkreader.cpp", "findChunk(s, g_bextId, 0) > 0", "findChunk(s, g_bextId, 0) < 0", "readwavinfo"),
@@ -60,12 +66,12 @@ MUTANTS = [
     ("convert/plaintobwf.cpp", "    const FilesInWork sources(sourceNames());\n", "", "plaintobwf|faults"),
     ("convert/conversionpass.cpp", "m_dialog.setWindowModality(Qt::WindowModal)", "m_dialog.setWindowModality(Qt::NonModal)", "wavconverter"),
     ("convert/conversionpass.cpp", "    m_dialog.setWindowTitle(g_appName);\n", "", "wavconverter"),
-    ("convert/conversionpass.cpp", "m_isAbandoned = true", "m_isAbandoned = false", "endlesssources"),
+    ("convert/conversionpass.cpp", "m_isClosed = true", "m_isClosed = false", "endlesssources"),
     ("convert/conversionpass.cpp", "skipRaw(m_in, source.size)", "skipRaw(m_in, g_fmtBodySize)", "polytomono|monotopoly"),
     ("convert/conversionpass.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
     ("convert/conversionpass.cpp", "dialog.value() == bytes", "true", "polling"),
     ("convert/conversionpass.cpp", "    if (!m_out.device()->seek(g_riffSizeOffset))\n        return false;\n", "    m_out.device()->seek(g_riffSizeOffset);\n", "failingmedia|diskfull"),
-    ("convert/polytomono.cpp", "g_chunkAccount = 4", "g_chunkAccount = 8", "polytomono"),
+    ("convert/polytomono.cpp", "g_countedBodyBytes = 4", "g_countedBodyBytes = 8", "polytomono"),
     ("convert/polytomono.cpp", "sampleBytes * (channel - 1)", "sampleBytes * channel", "polytomono"),
     ("convert/polytomono.cpp", "    if (fmt.blockAlign == 0)\n        return ConvertIllegalFormat;\n", "    if (fmt.blockAlign == 0)\n        return ConvertFileOpen;\n", "polytomono|wavconverter"),
     ("convert/polytomono.cpp", "isChannelEnabled(channel - 1)", "isChannelEnabled(channel)", "polytomono"),
@@ -116,9 +122,16 @@ MUTANTS = [
 ]
 
 
-def run(command, **options):
-    return subprocess.run(command, cwd=TREE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          text=True, **options)
+def run(command, timeout=None):
+    """The command's result, or None when it was ended after `timeout` seconds."""
+    with subprocess.Popen(command, cwd=TREE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, start_new_session=True) as process:
+        try:
+            output, _ = process.communicate(timeout=timeout)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)  # and the tests that it started
+            return None
+        return subprocess.CompletedProcess(command, process.returncode, output)
 
 
 def copy_tree():
@@ -131,17 +144,33 @@ def copy_tree():
         shutil.copy2(ROOT / name, target)
 
 
-def build():
-    return run(["cmake", "--build", "--preset", "dev"])
+def tests_of(pattern):
+    """The names of the tests that are to notice a mutant."""
+    listed = run(["ctest", "--preset", "dev", "--show-only=json-v1", "--tests-regex", pattern])
+    names = [test["name"] for test in json.loads(listed.stdout)["tests"]]
+    if not names:
+        sys.exit(f"No test is called {pattern!r}.")
+    return names
 
 
-def outcome(tests):
+def build(pattern):
+    """Builds what these tests run, which is more than a program of their name for some."""
+    programs = {name.partition(".")[0] for name in tests_of(pattern)}
+    targets = programs if all(name.startswith("tst_") for name in programs) else {"all"}
+    return run(["cmake", "--build", "--preset", "dev", "--target", *sorted(targets)])
+
+
+def test(pattern):
+    return run(["ctest", "--preset", "dev", "--stop-on-failure", "--no-tests=error",
+                "--tests-regex", pattern], timeout=SECONDS_PER_MUTANT)
+
+
+def outcome(pattern):
     """What became of the mutant that is in the tree."""
-    if build().returncode != 0:
+    if build(pattern).returncode != 0:
         return "does not build"
-    result = run(["ctest", "--preset", "dev", "--stop-on-failure", "--no-tests=error",
-                  "--timeout", str(SECONDS_PER_TEST), "--tests-regex", tests])
-    return "survived" if result.returncode == 0 else "noticed"
+    result = test(pattern)
+    return "survived" if result and result.returncode == 0 else "noticed"
 
 
 def check():
@@ -158,9 +187,15 @@ def main():
               if not sys.argv[1:] or any(word in m[0] + m[1] for word in sys.argv[1:])]
     copy_tree()
     configured = run(["cmake", "--preset", "dev"])
-    built = build()
-    if configured.returncode != 0 or built.returncode != 0:
-        sys.exit("The product does not build as it is:\n" + configured.stdout + built.stdout)
+    if configured.returncode != 0:
+        sys.exit(configured.stdout)
+    for pattern in sorted({tests for _, _, _, tests in wanted}):
+        built = build(pattern)
+        if built.returncode != 0:
+            sys.exit("The product does not build as it is:\n" + built.stdout)
+        result = test(pattern)
+        if not result or result.returncode != 0:
+            sys.exit(f"The tests {pattern!r} fail without a mutant.\n{result and result.stdout}")
 
     outcomes = {}
     for number, (name, old, new, tests) in enumerate(wanted, 1):
