@@ -21,18 +21,11 @@ target_compile_definitions(project_options INTERFACE
     QT_NO_FOREACH
     QT_NO_URL_CAST_FROM_STRING)
 
-if(MSVC)
-    target_compile_options(project_options INTERFACE /W4 /permissive- /utf-8)
-    if(SPLICORA_WARNINGS_AS_ERRORS)
-        target_compile_options(project_options INTERFACE /WX)
-    endif()
-else()
-    target_compile_options(project_options INTERFACE
-        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
-        -Wcast-align -Wundef)
-    if(SPLICORA_WARNINGS_AS_ERRORS)
-        target_compile_options(project_options INTERFACE -Werror)
-    endif()
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+    -Wcast-align -Wundef)
+if(SPLICORA_WARNINGS_AS_ERRORS)
+    target_compile_options(project_options INTERFACE -Werror)
 endif()
 
 if(SPLICORA_SANITIZE)
