@@ -2,14 +2,15 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
-# Builds the Debian package and checks it and the files of this folder; any warning fails.
+# Builds the Debian package, source and all, runs its tests, and checks it and the files of this
+# folder; any remark fails. The package is left in build/package.
 set -eu
 cd "$(dirname "$0")/.."
 
 . tools/packages.sh
 
 # shellcheck disable=SC2086 # one word a package
-need_packages $build_packages appstream desktop-file-utils dpkg-dev lintian man-db mandoc
+need_packages $build_packages $package_packages appstream desktop-file-utils lintian man-db mandoc
 
 step() {
     echo "== $*"
@@ -27,11 +28,20 @@ if [ -n "$warnings" ]; then
     exit 1
 fi
 
-cmake --preset release
-cmake --build --preset release
-rm -f build/release/splicora_*.deb
-(cd build/release && cpack)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/splicora"
+git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -P -t "$work/splicora"
+echo "== dpkg-buildpackage"
+(cd "$work/splicora" && dpkg-buildpackage -us -uc) >"$work/build.log" 2>&1 ||
+    { cat "$work/build.log"; exit 1; }
+grep 'tests passed' "$work/build.log"
+rm -rf build/package
+mkdir -p build/package
+cp "$work"/*.deb "$work"/*.dsc "$work"/*.tar.* "$work"/*.buildinfo "$work"/*.changes build/package
+
 root=
 [ "$(id -u)" -ne 0 ] || root=--allow-root
-step lintian $root --fail-on error,warning --info build/release/splicora_*.deb
+step lintian $root --info --display-info --display-experimental --pedantic \
+    --fail-on error,warning,info,pedantic,experimental build/package/splicora_*.changes
 echo "== All checks passed"

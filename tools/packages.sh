@@ -4,6 +4,7 @@
 # Sourced by the scripts of this repository: what they need from Debian, and how to get it.
 
 build_packages="build-essential cmake ninja-build qt6-base-dev"
+package_packages="debhelper dpkg-dev"
 test_packages="alsa-utils at-spi2-core dbus ffmpeg fonts-dejavu-core imagemagick
     libimage-exiftool-perl openbox python3 python3-pyatspi sndfile-programs sox wavpack xauth xdotool
     xvfb"
