@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+
 # What every target of the project shares, said once.
 
 set(CMAKE_CXX_STANDARD 20)

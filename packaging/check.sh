@@ -2,21 +2,23 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
-# Builds the Debian package, source and all, runs its tests, and checks it and the files of this
-# folder; any remark fails. The package is left in build/package.
+# Checks the licence of every file and the files of this folder, builds the Debian package, source
+# and all, runs its tests and checks it; any remark fails. The package is left in build/package.
 set -eu
 cd "$(dirname "$0")/.."
 
 . tools/packages.sh
 
 # shellcheck disable=SC2086 # one word a package
-need_packages $build_packages $package_packages appstream desktop-file-utils lintian man-db mandoc
+need_packages $build_packages $package_packages appstream desktop-file-utils lintian man-db mandoc \
+    reuse
 
 step() {
     echo "== $*"
     "$@"
 }
 
+step reuse lint
 step desktop-file-validate packaging/com.velmar.Splicora.desktop
 step appstreamcli validate --no-net --pedantic packaging/com.velmar.Splicora.metainfo.xml
 step mandoc -T lint -W style packaging/splicora.1
