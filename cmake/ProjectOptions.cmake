@@ -14,6 +14,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 option(SPLICORA_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(SPLICORA_BUILD_FUZZERS "Build the fuzzers; needs clang" OFF)
+option(SPLICORA_HARDENING "Harden optimised programs as Debian hardens its packages" ON)
 option(SPLICORA_SANITIZE "Check addresses, leaks and undefined behaviour at run time" OFF)
 
 add_library(project_options INTERFACE)
@@ -26,9 +27,33 @@ target_compile_definitions(project_options INTERFACE
 
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
-    -Wcast-align -Wundef)
+    -Wcast-align -Wundef -Wformat-security)
 if(SPLICORA_WARNINGS_AS_ERRORS)
     target_compile_options(project_options INTERFACE -Werror)
+endif()
+
+# The flags of Debian's hardening=+all. The package gets them from dpkg: its build type is "None".
+if(SPLICORA_HARDENING AND NOT SPLICORA_SANITIZE)
+    include(CheckCXXCompilerFlag)
+    include(CheckLinkerFlag)
+    include(CheckPIESupported)
+    set(optimised
+        $<OR:$<CONFIG:Release>,$<CONFIG:RelWithDebInfo>,$<CONFIG:MinSizeRel>>)
+
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    check_pie_supported(LANGUAGES CXX)
+    # Some compilers define the level of fortification themselves.
+    foreach(flag -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+        string(MAKE_C_IDENTIFIER SPLICORA_HAS${flag} has_flag)
+        check_cxx_compiler_flag(${flag} ${has_flag})
+        if(${has_flag})
+            add_compile_options($<${optimised}:${flag}>)
+        endif()
+    endforeach()
+    check_linker_flag(CXX -Wl,-z,relro,-z,now SPLICORA_HAS_RELRO)
+    if(SPLICORA_HAS_RELRO)
+        add_link_options($<${optimised}:-Wl,-z,relro,-z,now>)
+    endif()
 endif()
 
 if(SPLICORA_SANITIZE)
