@@ -12,6 +12,10 @@ set(CMAKE_AUTORCC ON)
 set(CMAKE_AUTORCC_OPTIONS "--format-version;1;--no-compress")
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug, Release, RelWithDebInfo or MinSizeRel" FORCE)
+endif()
+
 option(SPLICORA_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(SPLICORA_BUILD_FUZZERS "Build the fuzzers; needs clang" OFF)
 option(SPLICORA_HARDENING "Harden optimised programs as Debian hardens its packages" ON)

@@ -52,4 +52,24 @@ check_hardening() { step hardening-check --nofortify --nocfprotection "$1"; }
 dpkg-deb -x build/package/splicora_*.deb "$work/package"
 check_hardening "$work/package/usr/bin/splicora"
 step blhc --all "$work/build.log"
+
+echo "== Build without presets"
+cmake -B "$work/plain" >/dev/null
+cmake --build "$work/plain" --parallel "$(nproc)" >/dev/null
+cmake --install "$work/plain" --prefix "$work/installed" >/dev/null
+check_hardening "$work/installed/bin/splicora"
+# commands DIRECTORY: how its sources are compiled
+commands() { grep -o '"command": .* -o ' "$1/compile_commands.json" | sed "s|$1||g" | sort; }
+commands "$work/plain" >"$work/commands"
+grep -c -e '-O3 .*-D_FORTIFY_SOURCE=2' "$work/commands"
+cmake --preset release >/dev/null
+commands "$PWD/build/release" | step diff "$work/commands" -
+grep -q 'LINK_FLAGS = .*-z,relro,-z,now' build/release/build.ninja
+
+echo "== Build without Qt 6"
+if cmake -B "$work/qt5" -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON >"$work/qt5.log" 2>&1; then
+    echo "It should have failed." >&2
+    exit 1
+fi
+grep -A3 'Splicora needs Qt 6' "$work/qt5.log"
 echo "== All checks passed"
