@@ -2,16 +2,17 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
-# Checks the licence of every file and the files of this folder, builds the Debian package, source
-# and all, runs its tests and checks it; any remark fails. The package is left in build/package.
+# Checks the licence of every file and the files of this folder; builds the Debian package with its
+# tests, checks it and builds it again elsewhere; builds and installs the program without presets and
+# looks at its hardening and its name. Any remark fails. The package is left in build/package.
 set -eu
 cd "$(dirname "$0")/.."
 
 . tools/packages.sh
 
 # shellcheck disable=SC2086 # one word a package
-need_packages $build_packages $package_packages appstream blhc desktop-file-utils devscripts lintian \
-    man-db mandoc reuse
+need_packages $build_packages $package_packages appstream blhc desktop-file-utils devscripts \
+    lintian man-db mandoc reuse
 
 step() {
     echo "== $*"
@@ -19,8 +20,8 @@ step() {
 }
 
 step reuse lint
-step desktop-file-validate packaging/com.velmar.Splicora.desktop
-step appstreamcli validate --no-net --pedantic packaging/com.velmar.Splicora.metainfo.xml
+step desktop-file-validate packaging/splicora.desktop
+step appstreamcli validate --no-net --pedantic packaging/example.splicora.splicora.metainfo.xml
 step mandoc -T lint -W style packaging/splicora.1
 echo "== man --warnings"
 warnings=$(LC_ALL=C.UTF-8 MANROFFSEQ='' MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z \
@@ -46,6 +47,7 @@ root=
 [ "$(id -u)" -ne 0 ] || root=--allow-root
 step lintian $root --info --display-info --display-experimental --pedantic \
     --fail-on error,warning,info,pedantic,experimental build/package/splicora_*.changes
+
 # No function copies to a place whose size the compiler knows, so none is fortified; blhc sees the
 # flag in every call of the compiler. Control flow integrity is not among Debian's flags.
 check_hardening() { step hardening-check --nofortify --nocfprotection "$1"; }
@@ -53,15 +55,19 @@ dpkg-deb -x build/package/splicora_*.deb "$work/package"
 check_hardening "$work/package/usr/bin/splicora"
 step blhc --all "$work/build.log"
 
-echo "== Build without presets"
+echo "== cmake -B build && cmake --build build && cmake --install build"
 cmake -B "$work/plain" >/dev/null
 cmake --build "$work/plain" --parallel "$(nproc)" >/dev/null
 cmake --install "$work/plain" --prefix "$work/installed" >/dev/null
 check_hardening "$work/installed/bin/splicora"
+step appstreamcli validate-tree --no-net "$work/installed"
+step packaging/check-name.sh "$work/installed"
 # commands DIRECTORY: how its sources are compiled
 commands() { grep -o '"command": .* -o ' "$1/compile_commands.json" | sed "s|$1||g" | sort; }
 commands "$work/plain" >"$work/commands"
-grep -c -e '-O3 .*-D_FORTIFY_SOURCE=2' "$work/commands"
+if grep -v -e '-O3 .*-fstack-protector-strong .*-D_FORTIFY_SOURCE=2' "$work/commands"; then
+    exit 1
+fi
 cmake --preset release >/dev/null
 commands "$PWD/build/release" | step diff "$work/commands" -
 grep -q 'LINK_FLAGS = .*-z,relro,-z,now' build/release/build.ninja

@@ -25,7 +25,7 @@ for size in 16 24 32 48 64 128 256; do
     drawing=appicon-$size.svg
     [ -f "$drawing" ] || drawing=appicon.svg
     mkdir -p "$icons/${size}x$size"
-    icon=$icons/${size}x$size/com.velmar.Splicora.png
+    icon=$icons/${size}x$size/splicora.png
     rsvg-convert -w "$size" -h "$size" -o "$icon" "$drawing"
     optipng -quiet -strip all "$icon"
 done
