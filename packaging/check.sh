@@ -12,7 +12,7 @@ cd "$(dirname "$0")/.."
 
 # shellcheck disable=SC2086 # one word a package
 need_packages $build_packages $package_packages appstream blhc desktop-file-utils devscripts \
-    lintian man-db mandoc reuse
+    faketime lintian locales man-db mandoc reuse
 
 step() {
     echo "== $*"
@@ -47,6 +47,18 @@ root=
 [ "$(id -u)" -ne 0 ] || root=--allow-root
 step lintian $root --info --display-info --display-experimental --pedantic \
     --fail-on error,warning,info,pedantic,experimental build/package/splicora_*.changes
+
+echo "== The same package from another directory, time, time zone, locale and umask"
+mkdir "$work/elsewhere" "$work/elsewhere/locales"
+localedef -i tr_TR -f UTF-8 "$work/elsewhere/locales/tr_TR.UTF-8"
+tar -xf build/package/splicora_*.tar.* -C "$work/elsewhere"
+(cd "$work"/elsewhere/splicora* && umask 027 &&
+    DEB_BUILD_OPTIONS=nocheck LOCPATH="$work/elsewhere/locales" LC_ALL=tr_TR.UTF-8 TZ=Asia/Kolkata \
+    faketime -f +400d dpkg-buildpackage -us -uc -b) >"$work/elsewhere.log" 2>&1 ||
+    { cat "$work/elsewhere.log"; exit 1; }
+for package in build/package/*.deb; do
+    step cmp "$package" "$work/elsewhere/$(basename "$package")"
+done
 
 # No function copies to a place whose size the compiler knows, so none is fortified; blhc sees the
 # flag in every call of the compiler. Control flow integrity is not among Debian's flags.
