@@ -38,7 +38,7 @@ versions=$(
     sed -n 's/^## \([^ ]*\) .*/\1/p' CHANGELOG.md | head -n 1
     sed -n 's/.*<release version="\([^"]*\)".*/\1/p' packaging/*.metainfo.xml | head -n 1
     sed -n 's/.*"Splicora \([0-9.]*\)".*/\1/p' packaging/splicora.1
-    sed -n '1s/.*(\(.*\)-.*/\1/p' packaging/debian/changelog
+    sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog
     grep -rhoE 'Ver\.[0-9.]+' tests | sed 's/Ver\.//'
 )
 if [ "$(echo "$versions" | wc -l)" -ne 9 ] || [ "$(echo "$versions" | sort -u | wc -l)" -ne 1 ]; then
