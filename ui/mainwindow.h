@@ -90,11 +90,13 @@ private:
 
     // File list (mainwindow_filelist.cpp)
     void createFileListTable();
+    void fitFileListTable();
     bool isListed(const WavInfo& info) const;
     void addFileRow(const QString& path, const WavInfo& info);
 
     // Source list (mainwindow_sources.cpp)
     void createSourceTable();
+    void fitSourceTable();
     void addRows(const QList<int>& rows);
     void addSourceRow(const QString& name, const CWavFileItem& item, const CWavFileItem& pathItem);
     void refuse(const QString& message);

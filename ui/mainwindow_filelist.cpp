@@ -64,7 +64,13 @@ void CMainWindow::createFileListTable()
     setUpFileTable(m_fileListTable, u"File List"_s,
                    {u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Size"_s});
     m_fileListTable->installEventFilter(this);
+    m_fileListTable->viewport()->installEventFilter(this);
     connect(m_fileListTable, SIGNAL(cellDoubleClicked(int, int)), this, SLOT(add()));
+}
+
+void CMainWindow::fitFileListTable()
+{
+    fitTableColumns(m_fileListTable, FileNameColumn);
 }
 
 void CMainWindow::showFileList()
@@ -112,7 +118,7 @@ void CMainWindow::showFileList()
         return;
     }
     setAddButtonsEnabled(true);
-    fitTableColumns(m_fileListTable, FileNameColumn);
+    fitFileListTable();
     if (!m_sourceItems.isEmpty())
         removeAll();
     if (!unreadable.isEmpty()) {

@@ -36,6 +36,14 @@ bool isKeyPress(const QEvent* event, std::initializer_list<Qt::Key> keys)
     return std::find(keys.begin(), keys.end(), pressed) != keys.end();
 }
 
+bool isNewWidth(const QEvent* event)
+{
+    if (event->type() != QEvent::Resize)
+        return false;
+    const auto* resize = static_cast<const QResizeEvent*>(event);
+    return resize->size().width() != resize->oldSize().width();
+}
+
 } // namespace
 
 void CMainWindow::createSourceTable()
@@ -44,7 +52,13 @@ void CMainWindow::createSourceTable()
     setUpFileTable(m_sourceTable, u"Source File"_s,
                    {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
     m_sourceTable->installEventFilter(this);
+    m_sourceTable->viewport()->installEventFilter(this);
     connect(m_sourceTable, SIGNAL(itemSelectionChanged()), this, SLOT(checkChannels()));
+}
+
+void CMainWindow::fitSourceTable()
+{
+    fitTableColumns(m_sourceTable, PathColumn);
 }
 
 void CMainWindow::add()
@@ -89,7 +103,7 @@ void CMainWindow::addRows(const QList<int>& rows)
                      i < m_sourceItems.size() ? *m_sourceItems[i] : *item);
     }
     setSourceButtonsEnabled(hasSourceFiles());
-    fitTableColumns(m_sourceTable, m_sourceTable->columnCount() - 1);
+    fitSourceTable();
 }
 
 /// Adds a row for @p item at the end of the source table. The path shown is that of @p pathItem,
@@ -142,11 +156,18 @@ void CMainWindow::removeAll()
     setSourceButtonsEnabled(hasSourceFiles());
 }
 
+/// Gives keys of the tables their meaning, and fits the columns anew when a table's viewport, the
+/// child that is watched as well, gets another width: a scroll bar comes and goes only after the
+/// rows did, and the window gets its first size before its tables.
 bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_fileListTable && isKeyPress(event, {Qt::Key_Return, Qt::Key_Enter}))
         add();
     else if (watched == m_sourceTable && isKeyPress(event, {Qt::Key_Delete}))
         remove();
+    else if (watched->parent() == m_fileListTable && isNewWidth(event))
+        fitFileListTable();
+    else if (watched->parent() == m_sourceTable && isNewWidth(event))
+        fitSourceTable();
     return QObject::eventFilter(watched, event);
 }

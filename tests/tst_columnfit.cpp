@@ -1,0 +1,318 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "tests/windowdesk.h"
+
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QtTest>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr int g_fileNameColumn = 0; // of the file list
+constexpr int g_pathColumn = 4; // of the source table
+
+/// Two default fonts that differ in everything that widths depend on.
+const QList<std::pair<QString, QFont>>& defaultFonts()
+{
+    static const QList<std::pair<QString, QFont>> fonts = {
+        {u"a small sans serif"_s, QFont(u"DejaVu Sans"_s, 8)},
+        {u"a large monospace"_s, QFont(u"DejaVu Sans Mono"_s, 15)},
+    };
+    return fonts;
+}
+
+/// Lets everything happen that the toolkit put off.
+void rest()
+{
+    for (int round = 0; round < 20; ++round)
+        QCoreApplication::processEvents();
+}
+
+int contentWidth(const QTableWidget* table, int column)
+{
+    const QAbstractItemView* view = table;
+    const QHeaderView* header = table->horizontalHeader();
+    return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
+                     header->minimumSectionSize()});
+}
+
+enum class Fit {
+    ToTheContents, // of now
+    ToEarlierContents, // which may have been wider: taking rows out fits nothing
+};
+
+/// What is wrong with the columns and the scroll bar of a table as it stands on the screen.
+QStringList faults(const QTableWidget* table, int fillColumn, Fit fit)
+{
+    const QHeaderView* header = table->horizontalHeader();
+    const int width = table->viewport()->width();
+    QStringList found;
+    int others = 0;
+    for (int column = 0; column < table->columnCount(); ++column) {
+        if (column == fillColumn)
+            continue;
+        others += table->columnWidth(column);
+        const int surplus = table->columnWidth(column) - contentWidth(table, column);
+        if (surplus < 0 || (surplus > 0 && fit == Fit::ToTheContents)) {
+            found.append(u"%1 has %2 instead of %3 pixels"_s.arg(
+                table->horizontalHeaderItem(column)->text(),
+                QString::number(table->columnWidth(column)),
+                QString::number(contentWidth(table, column))));
+        }
+    }
+    const int fillWidth = others < width ? std::max(width - others, header->minimumSectionSize())
+                                         : contentWidth(table, fillColumn);
+    const int surplus = table->columnWidth(fillColumn) - fillWidth;
+    if (surplus < 0 || (surplus > 0 && (others < width || fit == Fit::ToTheContents))) {
+        found.append(u"%1 has %2 instead of %3 pixels"_s.arg(
+            table->horizontalHeaderItem(fillColumn)->text(),
+            QString::number(table->columnWidth(fillColumn)), QString::number(fillWidth)));
+    }
+    if (table->horizontalScrollBar()->isVisible() != (header->length() > width))
+        found.append(u"columns of %1 in %2 pixels"_s.arg(header->length()).arg(width));
+    return found;
+}
+
+/// The faults of both tables once nothing moves any more.
+QString faults(const CMainWindow& window, Fit sources = Fit::ToTheContents)
+{
+    rest();
+    const QStringList found = faults(fileTable(&window), g_fileNameColumn, Fit::ToTheContents)
+                              + faults(sourceTable(&window), g_pathColumn, sources);
+    return found.join(u", "_s);
+}
+
+QByteArray monoFile()
+{
+    return smallWav({}, 50'000);
+}
+
+QString longName(int number)
+{
+    return u"a take whose name is longer than any table is wide "_s.repeated(8)
+           + QString::number(number);
+}
+
+} // namespace
+
+class tst_ColumnFit : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void firstShow_data();
+    void firstShow();
+    void lists_data();
+    void lists();
+    void sources_data();
+    void sources();
+    void windowSizes_data();
+    void windowSizes();
+    void growingNames_data();
+    void growingNames();
+
+private:
+    QString directory(int files, bool longNames);
+
+    const QFont m_ownFont = QApplication::font();
+    QTemporaryDir m_dir;
+};
+
+void tst_ColumnFit::cleanup()
+{
+    QApplication::setFont(m_ownFont);
+}
+
+/// A directory with so many files.
+QString tst_ColumnFit::directory(int files, bool longNames)
+{
+    const QString name = (longNames ? u"long names %1"_s : u"short names %1"_s).arg(files);
+    const QDir dir(m_dir.filePath(name));
+    if (dir.exists())
+        return dir.path();
+    if (!dir.mkpath(u"."_s))
+        qFatal("Can not make \"%s\".", qPrintable(name));
+    const QByteArray bytes = monoFile();
+    for (int number = 1; number <= files; ++number) {
+        const QString base = longNames ? longName(number) : u"take_%1"_s.arg(number);
+        if (!writeFile(dir.filePath(base.right(200) + u".wav"_s), bytes))
+            qFatal("Can not write \"%s\".", qPrintable(base));
+    }
+    return dir.path();
+}
+
+void tst_ColumnFit::firstShow_data()
+{
+    QTest::addColumn<QFont>("font");
+    for (const auto& [name, font] : defaultFonts())
+        QTest::addRow("first show in %s", qPrintable(name)) << font;
+}
+
+void tst_ColumnFit::firstShow()
+{
+    QFETCH(QFont, font);
+
+    QApplication::setFont(font);
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QCOMPARE(faults(window), QString());
+}
+
+void tst_ColumnFit::lists_data()
+{
+    QTest::addColumn<QFont>("font");
+    QTest::addColumn<QList<int>>("counts");
+    QTest::addColumn<bool>("longNames");
+
+    const QList<QList<int>> lists = {{0},     {1},     {5},       {60},       {1000},
+                                     {60, 1}, {1, 60}, {1000, 0}, {0, 60, 0}, {5, 1000, 60, 5}};
+    for (const auto& [name, font] : defaultFonts()) {
+        for (const bool longNames : {false, true}) {
+            for (const QList<int>& counts : lists) {
+                QStringList words;
+                for (const int count : counts)
+                    words.append(QString::number(count));
+                QTest::addRow("%s %s files in %s", qPrintable(words.join(u", then "_s)),
+                              longNames ? "long-named" : "short-named", qPrintable(name))
+                    << font << counts << longNames;
+            }
+        }
+    }
+}
+
+void tst_ColumnFit::lists()
+{
+    QFETCH(QFont, font);
+    QFETCH(QList<int>, counts);
+    QFETCH(bool, longNames);
+
+    QApplication::setFont(font);
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    for (const int count : counts) {
+        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        enterDirectory(&window, directory(count, longNames));
+        QCOMPARE(fileTable(&window)->rowCount(), count);
+        QCOMPARE(faults(window), QString());
+    }
+}
+
+void tst_ColumnFit::sources_data()
+{
+    QTest::addColumn<QFont>("font");
+    QTest::addColumn<bool>("longNames");
+
+    for (const auto& [name, font] : defaultFonts()) {
+        QTest::addRow("short-named sources in %s", qPrintable(name)) << font << false;
+        QTest::addRow("long-named sources in %s", qPrintable(name)) << font << true;
+    }
+}
+
+void tst_ColumnFit::sources()
+{
+    QFETCH(QFont, font);
+    QFETCH(bool, longNames);
+
+    QApplication::setFont(font);
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, directory(8, longNames));
+    for (int count = 1; count <= 8; ++count) {
+        fileTable(&window)->selectRow(count - 1);
+        clickButton(&window, u"Add"_s);
+        QCOMPARE(sourceTable(&window)->rowCount(), count);
+        QCOMPARE(faults(window), QString());
+    }
+    for (int count = 7; count >= 0; --count) {
+        sourceTable(&window)->selectRow(0);
+        clickButton(&window, u"Remove"_s);
+        QCOMPARE(sourceTable(&window)->rowCount(), count);
+        QCOMPARE(faults(window, Fit::ToEarlierContents), QString());
+    }
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(sourceTable(&window)->rowCount(), 8);
+    QCOMPARE(faults(window), QString());
+    clickButton(&window, u"Remove All"_s);
+    QCOMPARE(sourceTable(&window)->rowCount(), 0);
+    QCOMPARE(faults(window, Fit::ToEarlierContents), QString());
+}
+
+void tst_ColumnFit::windowSizes_data()
+{
+    QTest::addColumn<QFont>("font");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("longNames");
+
+    for (const auto& [name, font] : defaultFonts()) {
+        for (const int count : {0, 1, 5, 60}) {
+            for (const bool longNames : {false, true}) {
+                QTest::addRow("%d %s files in %s", count, longNames ? "long-named" : "short-named",
+                              qPrintable(name))
+                    << font << count << longNames;
+            }
+        }
+    }
+}
+
+void tst_ColumnFit::windowSizes()
+{
+    QFETCH(QFont, font);
+    QFETCH(int, count);
+    QFETCH(bool, longNames);
+
+    QApplication::setFont(font);
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const QSize size = window.size();
+    MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+    enterDirectory(&window, directory(count, longNames));
+    if (count > 0 && count <= 8)
+        clickButton(&window, u"Add All"_s);
+    for (const QSize next : {QSize(2500, 1600), QSize(1, 1), size + QSize(1, 0), QSize(1, 1600),
+                             QSize(2500, 1), size}) {
+        window.resize(next);
+        QCOMPARE(faults(window), QString());
+    }
+}
+
+void tst_ColumnFit::growingNames_data()
+{
+    QTest::addColumn<int>("length");
+    for (int length = 1; length <= 80; ++length)
+        QTest::addRow("source with a name of %d letters", length) << length;
+}
+
+void tst_ColumnFit::growingNames()
+{
+    QFETCH(int, length);
+
+    QApplication::setFont(defaultFonts().first().second);
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    QVERIFY(writeFile(dir.filePath(QString(length, u'b') + u".wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, dir.path());
+    for (int row = 0; row < 2; ++row) {
+        fileTable(&window)->selectRow(row);
+        clickButton(&window, u"Add"_s);
+        QCOMPARE(sourceTable(&window)->rowCount(), row + 1);
+        QCOMPARE(faults(window), QString());
+    }
+}
+
+QTEST_MAIN(tst_ColumnFit)
+
+#include "tst_columnfit.moc"
