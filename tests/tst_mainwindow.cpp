@@ -318,6 +318,7 @@ private slots:
     void callsBeyondTheSlotsAreCountedDown();
 
     void layout();
+    void tabFollowsTheEye();
     void frameHasNoBars();
     void menus();
     void nothingHasAShortcut();
@@ -494,6 +495,50 @@ void tst_MainWindow::layout()
     for (qsizetype i = 0; i < std::min(lines.size(), expectedLines.size()); ++i)
         QCOMPARE(lines[i], expectedLines[i]);
     QCOMPARE(lines.size(), expectedLines.size());
+}
+
+void tst_MainWindow::tabFollowsTheEye()
+{
+    const QTemporaryDir dir;
+    const QByteArray eight = wavBytes({fmtChunk({.channels = 8}), dataChunk(sampleBytes(160))});
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), eight));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    functionCombo(&window)->setCurrentIndex(PolyToMonoFunction);
+    enterDirectory(&window, dir.path());
+    clickButton(&window, u"Add All"_s);
+    selectRows(sourceTable(&window), {0}); // which enables all there is
+
+    const QGroupBox* fileGroup = findGroup(&window, u"File List"_s);
+    const QGroupBox* sourceGroup = findGroup(&window, u"Source File"_s);
+    QList<QWidget*> expected = {functionCombo(&window),
+                                currentDirEdit(&window),
+                                findButton(fileGroup, u"Browse..."_s),
+                                fileTable(&window),
+                                findButton(&window, u"Add"_s),
+                                findButton(&window, u"Add All"_s),
+                                sourceTable(&window)};
+    for (int channel = 1; channel <= 8; ++channel)
+        expected.append(findCheck(&window, u"Ch%1"_s.arg(channel)));
+    expected.append({outputDirEdit(&window), findButton(sourceGroup, u"Browse..."_s),
+                     findButton(&window, u"Remove"_s), findButton(&window, u"Remove All"_s),
+                     findButton(&window, u"Convert"_s)});
+
+    functionCombo(&window)->setFocus();
+    QList<QWidget*> visited;
+    do {
+        visited.append(QApplication::focusWidget());
+        QTest::keyClick(visited.last(), Qt::Key_Tab);
+    } while (QApplication::focusWidget() != functionCombo(&window) && visited.size() < 100);
+    QCOMPARE(visited, expected);
+
+    visited.clear();
+    do {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);
+        visited.prepend(QApplication::focusWidget());
+    } while (QApplication::focusWidget() != functionCombo(&window) && visited.size() < 100);
+    QCOMPARE(visited, expected);
 }
 
 void tst_MainWindow::frameHasNoBars()

@@ -26,8 +26,6 @@
 #include <QTime>
 #include <QVBoxLayout>
 
-#include <iterator>
-
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -219,20 +217,6 @@ void CMainWindow::createLayout()
     auto* central = new QWidget;
     central->setLayout(mainBox);
     setCentralWidget(central);
-    setUpTabOrder();
-}
-
-/// Along each region of the window, then its buttons, as the eye reads them.
-void CMainWindow::setUpTabOrder()
-{
-    QList<QWidget*> order = {m_functionCombo, m_currentDirEdit, m_currentDirBrowseButton,
-                             m_fileListTable, m_addButton,      m_addAllButton,
-                             m_sourceTable};
-    order.append({std::begin(m_channelCheck), std::end(m_channelCheck)});
-    order.append({m_outputDirEdit, m_outputDirBrowseButton, m_removeButton, m_removeAllButton,
-                  m_convertButton});
-    for (int i = 1; i < order.size(); ++i)
-        setTabOrder(order[i - 1], order[i]);
 }
 
 void CMainWindow::setAddButtonsEnabled(bool on)

@@ -82,7 +82,6 @@ private:
     void createOutputDirRow();
     void createButtons();
     void createLayout();
-    void setUpTabOrder();
     void fitTableColumns(QTableWidget* table, int fillColumn);
     void setAddButtonsEnabled(bool on);
     void setSourceButtonsEnabled(bool on);
