@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/windowdesk.h"
+#include "ui/filetable.h"
 
 #include <QHeaderView>
 #include <QScrollBar>
@@ -12,9 +13,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-constexpr int g_fileNameColumn = 0; // of the file list
-constexpr int g_pathColumn = 4; // of the source table
 
 /// Two default fonts that differ in everything that widths depend on.
 const QList<std::pair<QString, QFont>>& defaultFonts()
@@ -82,8 +80,9 @@ QStringList faults(const QTableWidget* table, int fillColumn, Fit fit)
 QString faults(const CMainWindow& window, Fit sources = Fit::ToTheContents)
 {
     rest();
-    const QStringList found = faults(fileTable(&window), g_fileNameColumn, Fit::ToTheContents)
-                              + faults(sourceTable(&window), g_pathColumn, sources);
+    const QStringList found =
+        faults(fileTable(&window), FileListColumn::FileName, Fit::ToTheContents)
+        + faults(sourceTable(&window), SourceColumn::Path, sources);
     return found.join(u", "_s);
 }
 

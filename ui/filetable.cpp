@@ -6,35 +6,17 @@
 #include <QHeaderView>
 #include <QTableWidget>
 
-using namespace Qt::Literals::StringLiterals;
-
-namespace {
-
-/// A header's text in full, for a screen reader.
-QString spokenHeader(const QString& header)
-{
-    if (header == "Ch"_L1)
-        return u"Channels"_s;
-    if (header == "Bit"_L1)
-        return u"Bits per sample"_s;
-    if (header == "Fs (Hz)"_L1)
-        return u"Sample rate (Hz)"_s;
-    return header;
-}
-
-} // namespace
-
-void setUpFileTable(QTableWidget* table, const QString& name, const QStringList& headers)
+void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles)
 {
     table->setAccessibleName(name);
     table->setTabKeyNavigation(false); // Tab leads on to the next control, the arrows through rows
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table->setColumnCount(int(headers.size()));
-    table->setHorizontalHeaderLabels(headers);
-    for (int column = 0; column < headers.size(); ++column) {
-        table->horizontalHeaderItem(column)->setData(Qt::AccessibleTextRole,
-                                                     spokenHeader(headers[column]));
+    table->setColumnCount(int(titles.size()));
+    for (int column = 0; column < titles.size(); ++column) {
+        auto* title = new QTableWidgetItem(titles[column].title);
+        title->setData(Qt::AccessibleTextRole, titles[column].spokenTitle);
+        table->setHorizontalHeaderItem(column, title);
     }
     QHeaderView* header = table->horizontalHeader();
     header->setStretchLastSection(true);

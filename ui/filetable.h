@@ -3,14 +3,32 @@
 
 #pragma once
 
-#include <QStringList>
+#include <QList>
+#include <QString>
 
 class QTableWidget;
 class QTableWidgetItem;
 
+/// The columns of the file list, from left to right.
+namespace FileListColumn {
+enum { FileName, Type, Channels, Bits, Rate, Size };
+}
+
+/// The columns of the source table, from left to right.
+namespace SourceColumn {
+enum { FileName, Channels, Bits, Rate, Path };
+}
+
+/// The header of a column, and what a screen reader says in its place.
+struct ColumnTitle
+{
+    QString title;
+    QString spokenTitle;
+};
+
 /// What the two tables of the window share: whole rows are selected, nothing is edited, the row
-/// numbers are hidden. Column widths fit the @p headers. A screen reader calls the table @p name.
-void setUpFileTable(QTableWidget* table, const QString& name, const QStringList& headers);
+/// numbers are hidden. Column widths fit the @p titles. A screen reader calls the table @p name.
+void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles);
 
 /// A cell with its text on the right. The table that takes it owns it.
 QTableWidgetItem* rightCell(const QString& text);

@@ -23,15 +23,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-enum FileListColumn {
-    FileNameColumn,
-    TypeColumn,
-    ChannelsColumn,
-    BitsColumn,
-    RateColumn,
-    SizeColumn,
-};
-
 /// An item that is never deleted, as wanted: the source list and converters may still hold it.
 CWavFileItem* newKeptItem(const QString& path, const WavInfo& info)
 {
@@ -62,7 +53,12 @@ void CMainWindow::createFileListTable()
 {
     m_fileListTable = new QTableWidget(this);
     setUpFileTable(m_fileListTable, u"File List"_s,
-                   {u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Size"_s});
+                   {{u"File Name"_s, u"File Name"_s},
+                    {u"Type"_s, u"Type"_s},
+                    {u"Ch"_s, u"Channels"_s},
+                    {u"Bit"_s, u"Bits per sample"_s},
+                    {u"Fs (Hz)"_s, u"Sample rate (Hz)"_s},
+                    {u"Size"_s, u"Size"_s}});
     m_fileListTable->installEventFilter(this);
     m_fileListTable->viewport()->installEventFilter(this);
     connect(m_fileListTable, SIGNAL(cellDoubleClicked(int, int)), this, SLOT(add()));
@@ -70,7 +66,7 @@ void CMainWindow::createFileListTable()
 
 void CMainWindow::fitFileListTable()
 {
-    fitTableColumns(m_fileListTable, FileNameColumn);
+    fitTableColumns(m_fileListTable, FileListColumn::FileName);
 }
 
 void CMainWindow::showFileList()
@@ -152,10 +148,11 @@ void CMainWindow::addFileRow(const QString& path, const WavInfo& info)
     nameCell->setData(Qt::TextAlignmentRole, int(Qt::AlignVCenter));
     const int row = m_fileListTable->rowCount();
     m_fileListTable->insertRow(row);
-    m_fileListTable->setItem(row, FileNameColumn, nameCell);
-    m_fileListTable->setItem(row, TypeColumn, rightCell(info.hasBext ? u"BWF"_s : u"WAV"_s));
-    m_fileListTable->setItem(row, ChannelsColumn, numberCell(info.fmt.channels));
-    m_fileListTable->setItem(row, BitsColumn, numberCell(info.fmt.bitsPerSample));
-    m_fileListTable->setItem(row, RateColumn, numberCell(info.fmt.sampleRate));
-    m_fileListTable->setItem(row, SizeColumn, rightCell(formatSize(info.riff.size, 1)));
+    m_fileListTable->setItem(row, FileListColumn::FileName, nameCell);
+    m_fileListTable->setItem(row, FileListColumn::Type,
+                             rightCell(info.hasBext ? u"BWF"_s : u"WAV"_s));
+    m_fileListTable->setItem(row, FileListColumn::Channels, numberCell(info.fmt.channels));
+    m_fileListTable->setItem(row, FileListColumn::Bits, numberCell(info.fmt.bitsPerSample));
+    m_fileListTable->setItem(row, FileListColumn::Rate, numberCell(info.fmt.sampleRate));
+    m_fileListTable->setItem(row, FileListColumn::Size, rightCell(formatSize(info.riff.size, 1)));
 }

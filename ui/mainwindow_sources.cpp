@@ -23,8 +23,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-enum SourceColumn { FileNameColumn, ChannelsColumn, BitsColumn, RateColumn, PathColumn };
-
 constexpr int g_maxSources = 8;
 constexpr int g_rowHeight = 20; // pixels
 
@@ -50,7 +48,11 @@ void CMainWindow::createSourceTable()
 {
     m_sourceTable = new QTableWidget(this);
     setUpFileTable(m_sourceTable, u"Source File"_s,
-                   {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
+                   {{u"File Name"_s, u"File Name"_s},
+                    {u"Ch"_s, u"Channels"_s},
+                    {u"Bit"_s, u"Bits per sample"_s},
+                    {u"Fs (Hz)"_s, u"Sample rate (Hz)"_s},
+                    {u"Path"_s, u"Path"_s}});
     m_sourceTable->installEventFilter(this);
     m_sourceTable->viewport()->installEventFilter(this);
     connect(m_sourceTable, SIGNAL(itemSelectionChanged()), this, SLOT(checkChannels()));
@@ -58,12 +60,13 @@ void CMainWindow::createSourceTable()
 
 void CMainWindow::fitSourceTable()
 {
-    fitTableColumns(m_sourceTable, PathColumn);
+    fitTableColumns(m_sourceTable, SourceColumn::Path);
 }
 
 void CMainWindow::add()
 {
-    const QModelIndexList selected = m_fileListTable->selectionModel()->selectedRows(0);
+    const QModelIndexList selected =
+        m_fileListTable->selectionModel()->selectedRows(FileListColumn::FileName);
     QList<int> rows;
     for (const QModelIndex& index : selected)
         rows.append(index.row());
@@ -99,7 +102,8 @@ void CMainWindow::addRows(const QList<int>& rows)
             continue;
         }
         m_sourceItems.append(item);
-        addSourceRow(m_fileListTable->item(rows[i], 0)->data(Qt::DisplayRole).toString(), *item,
+        const QTableWidgetItem* name = m_fileListTable->item(rows[i], FileListColumn::FileName);
+        addSourceRow(name->data(Qt::DisplayRole).toString(), *item,
                      i < m_sourceItems.size() ? *m_sourceItems[i] : *item);
     }
     setSourceButtonsEnabled(hasSourceFiles());
@@ -118,11 +122,11 @@ void CMainWindow::addSourceRow(const QString& name, const CWavFileItem& item,
 
     const int row = m_sourceTable->rowCount();
     m_sourceTable->insertRow(row);
-    m_sourceTable->setItem(row, FileNameColumn, new QTableWidgetItem(name));
-    m_sourceTable->setItem(row, ChannelsColumn, numberCell(fmt.channels));
-    m_sourceTable->setItem(row, BitsColumn, numberCell(fmt.bitsPerSample));
-    m_sourceTable->setItem(row, RateColumn, numberCell(fmt.sampleRate));
-    m_sourceTable->setItem(row, PathColumn, pathCell);
+    m_sourceTable->setItem(row, SourceColumn::FileName, new QTableWidgetItem(name));
+    m_sourceTable->setItem(row, SourceColumn::Channels, numberCell(fmt.channels));
+    m_sourceTable->setItem(row, SourceColumn::Bits, numberCell(fmt.bitsPerSample));
+    m_sourceTable->setItem(row, SourceColumn::Rate, numberCell(fmt.sampleRate));
+    m_sourceTable->setItem(row, SourceColumn::Path, pathCell);
     m_sourceTable->setRowHeight(row, g_rowHeight);
 }
 
@@ -137,7 +141,7 @@ void CMainWindow::remove()
     if (!selection)
         return;
     // Backwards through the rows as they were selected, unsorted, which is wanted.
-    const QModelIndexList selected = selection->selectedRows(0);
+    const QModelIndexList selected = selection->selectedRows(SourceColumn::FileName);
     QList<int> rows;
     for (const QModelIndex& index : selected)
         rows.prepend(index.row());
