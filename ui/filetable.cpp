@@ -9,7 +9,8 @@
 void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles)
 {
     table->setAccessibleName(name);
-    table->setTabKeyNavigation(false); // Tab leads on to the next control, the arrows through rows
+    // Tab leads on to the next control. Going from cell to cell it would never leave the table.
+    table->setTabKeyNavigation(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setColumnCount(int(titles.size()));
@@ -20,7 +21,7 @@ void setUpFileTable(QTableWidget* table, const QString& name, const QList<Column
     }
     QHeaderView* header = table->horizontalHeader();
     header->setStretchLastSection(true);
-    // The header never stretches the last section to less than its first width: start it narrow.
+    // Stretching never makes the last section narrower than it was at first, so it starts narrow.
     header->resizeSection(header->count() - 1, header->minimumSectionSize());
     header->setHighlightSections(false);
     table->verticalHeader()->hide();

@@ -62,8 +62,9 @@ CMainWindow::CMainWindow()
 
 CMainWindow::~CMainWindow()
 {
-    // The order is wanted. The items of both lists stay allocated, as wanted: a converter may still
-    // hold them.
+    // The widgets go before the members that the slots of their signals use, and the check boxes go
+    // last: the selection of the source table sets them. The items of both lists are not deleted,
+    // since converters still point to them.
     delete m_functionLabel;
     delete m_functionCombo;
     delete m_logoLabel;
@@ -260,7 +261,7 @@ void CMainWindow::fitTableColumns(QTableWidget* table, int fillColumn)
 
 void CMainWindow::resizeEvent(QResizeEvent* event)
 {
-    QWidget::resizeEvent(event);
+    QWidget::resizeEvent(event); // QMainWindow adds nothing: its layout follows the size by itself.
     fitTableColumns(m_fileListTable, 0);
     fitTableColumns(m_sourceTable, m_sourceTable->columnCount() - 1);
 }

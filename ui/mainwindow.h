@@ -135,7 +135,7 @@ private:
         m_fileItems; // a row of the file list each; they live until the program ends
     QList<CWavFileItem*> m_sourceItems; // a row of the source table each; out of m_fileItems
     QString m_currentDir; // the directory last listed, null until there was one
-    QString m_outputPath; // never used
+    QString m_outputPath; // Nothing reads or writes it: the text of m_outputDirEdit decides.
 };
 
 /// Bytes in the largest unit that leaves them above 1, or at exactly 1024: "1.5KB".

@@ -25,7 +25,8 @@ void showPath(QLineEdit* edit, const QString& path)
     edit->setCursorPosition(0);
 }
 
-/// A request that is never deleted, as wanted.
+/// A request that is never deleted: one small object for each press of Convert. The leak checker's
+/// list, tests/leaks.supp, knows what may stay by the name of this function.
 CWavConverter* newKeptConverter(QWidget* parent, const QList<CWavFileItem*>& sources)
 {
     return new CWavConverter(parent, sources);
@@ -52,7 +53,7 @@ void CMainWindow::setCurrentDir()
 
 void CMainWindow::setOutputDir()
 {
-    // Always from the home directory, which is wanted.
+    // The text of the field may name no directory; home always is one.
     const QString dir = chooseDirectory(QDir::homePath());
     if (!dir.isEmpty() && m_outputDirEdit)
         showPath(m_outputDirEdit, dir);
@@ -92,7 +93,8 @@ void CMainWindow::convert()
         break;
     }
     if (error == ConvertOk) {
-        // An absolute path makes four slashes, which is wanted.
+        // After two slashes the first name of a relative path would be taken for a host. An
+        // absolute path makes four of them, and names the same directory.
         QDesktopServices::openUrl(QUrl(u"file:///"_s + outDir, QUrl::TolerantMode));
     }
 }

@@ -80,8 +80,8 @@ void CMainWindow::addAll()
     addRows(rows);
 }
 
-/// Adds the files of these rows of the file list, or none when they would be too many: files that
-/// are sources already count as well, which is wanted.
+/// Adds the files of these rows of the file list, or none when they would be too many. They are
+/// counted before they are looked at, so files that are sources already count as well.
 void CMainWindow::addRows(const QList<int>& rows)
 {
     if (rows.size() + m_sourceItems.size() > g_maxSources) {
@@ -90,7 +90,7 @@ void CMainWindow::addRows(const QList<int>& rows)
     }
     for (int i = 0; i < rows.size(); ++i) {
         if (rows[i] >= m_fileItems.size())
-            break; // listed anew, and shorter, while a box was open
+            break; // The directory was listed anew while a box was open, and has fewer files now.
         CWavFileItem* item = m_fileItems[rows[i]];
         if (m_sourceItems.contains(item)) {
             refuse(tr("The file already exists on source."));
@@ -110,8 +110,9 @@ void CMainWindow::addRows(const QList<int>& rows)
     fitSourceTable();
 }
 
-/// Adds a row for @p item at the end of the source table. The path shown is that of @p pathItem,
-/// the source at the item's position within the rows being added, which is wanted.
+/// Adds a row for @p item at the end of the source table. The folder shown is that of @p pathItem,
+/// the source at the item's place among the rows being added: the folder of all of them, since a
+/// new listing takes the sources of an earlier one away.
 void CMainWindow::addSourceRow(const QString& name, const CWavFileItem& item,
                                const CWavFileItem& pathItem)
 {
@@ -140,7 +141,9 @@ void CMainWindow::remove()
     const QItemSelectionModel* selection = m_sourceTable->selectionModel();
     if (!selection)
         return;
-    // Backwards through the rows as they were selected, unsorted, which is wanted.
+    // Rows are numbered as they were before the first one went. From the last selected row to the
+    // first, a range keeps its numbers until each is removed; rows that were selected in another
+    // order are not sorted, and other rows may have moved to their places by then.
     const QModelIndexList selected = selection->selectedRows(SourceColumn::FileName);
     QList<int> rows;
     for (const QModelIndex& index : selected)
@@ -173,5 +176,6 @@ bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
         fitFileListTable();
     else if (watched->parent() == m_sourceTable && isNewWidth(event))
         fitSourceTable();
+    // No key is swallowed: the table handles it as well. QMainWindow has no filter of its own.
     return QObject::eventFilter(watched, event);
 }
