@@ -446,7 +446,9 @@ private slots:
         answer.whenSeen([&](QMessageBox*) { heightMeanwhile = desk.sources->rowHeight(1); });
         clickButton(&desk.window, u"Add"_s);
         QVERIFY(answer.wasAsked());
-        QCOMPARE(heightMeanwhile, 20);
+        // The toolkit keeps every row as high as a line of its font needs.
+        QCOMPARE(heightMeanwhile,
+                 std::max(20, desk.sources->verticalHeader()->minimumSectionSize()));
 
         const int height = desk.sources->rowHeight(1);
         desk.sources->setRowHeight(1, 20);
