@@ -14,7 +14,7 @@ import unittest
 
 import pyatspi
 
-from programtest import (BUTTON, CHECK, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
+from programtest import (BUTTON, CHECK, COMBO, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
                          wait_for)
 
 PROJECT = pathlib.Path(__file__).parents[2]
@@ -50,6 +50,10 @@ def write_long_take(path, channels, data_size):
     with open(path, "wb") as file:
         file.write(header)
         file.truncate(len(header) + data_size)
+
+
+def keys(*names):
+    xdotool("key", "--delay", 60, *names)
 
 
 def middle(node):
@@ -191,6 +195,26 @@ class EndToEndTest(ProgramTest):
 
     def quit(self):
         self.choose_from_menu("File", "Quit")
+        self.assertEqual(self.process.wait(PATIENCE), 0)
+
+    def tab_to(self, role, name, within=None):
+        """Presses Tab until the control has the keyboard."""
+        node = self.control(role, name, within)
+        for _ in range(30):
+            if has(node, pyatspi.STATE_FOCUSED):
+                return
+            before = self.focused(within)
+            keys("Tab")
+            wait_for("next control", lambda: self.focused(within) not in (None, before))
+        raise AssertionError(f"Tab does not lead to {name!r}.")
+
+    def focused(self, within):
+        return next((n for n in descendants(within or self.window)
+                     if n.getRole() in (COMBO, TEXT, BUTTON, TABLE, CHECK)
+                     and has(n, pyatspi.STATE_FOCUSED)), None)
+
+    def quit_with_keys(self):
+        keys("alt+f", "Return")
         self.assertEqual(self.process.wait(PATIENCE), 0)
 
     def progress_of(self, name):
@@ -441,6 +465,59 @@ class EndToEndTest(ProgramTest):
         self.assert_window_answers()
         self.quit()
         self.assertEqual(self.opened(), [f"file:///{self.out}"])
+
+    def test_a_split_is_done_with_keys_alone(self):
+        take = self.make_poly("take.wav", *SPOKEN[:3])
+        self.make_poly("take_two.wav", *SPOKEN[:2])
+        keys("Down")  # the selector has the keyboard at the start
+        wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
+        self.tab_to(TEXT, "Current Dir:")
+        xdotool("type", self.takes)
+        keys("Return")
+        self.wait_for_rows("File List", "take.wav", "take_two.wav")
+        self.tab_to(TABLE, "File List")
+        keys("space", "Return")
+        self.wait_for_rows("Source File", "take.wav")
+        keys("Down", "KP_Enter")
+        self.wait_for_rows("Source File", "take.wav", "take_two.wav")
+        self.tab_to(TABLE, "Source File")
+        keys("space", "Down", "Delete")
+        self.wait_for_rows("Source File", "take.wav")
+        keys("Up", "space")
+        second = self.control(CHECK, "Channel 2")
+        wait_for("channel of the take", lambda: has(second, pyatspi.STATE_CHECKED))
+        self.tab_to(CHECK, "Channel 2")
+        keys("space")
+        wait_for("channel switched off", lambda: not has(second, pyatspi.STATE_CHECKED))
+        self.tab_to(TEXT, "Output to:")
+        xdotool("type", self.out)
+        self.tab_to(BUTTON, "Convert")
+        keys("space")
+        self.wait_for_opened(self.out)
+        self.wait_until_alone()
+        self.assert_channels(take, {"take_01.wav": 1, "take_03.wav": 3})
+        self.quit_with_keys()
+
+    def test_a_combine_is_done_with_keys_alone(self):
+        first = self.make_mono("song_01.wav", "Front_Left")
+        second = self.make_mono("song_02.wav", "Front_Right")
+        self.tab_to(TEXT, "Current Dir:")
+        xdotool("type", self.takes)
+        keys("Return")
+        self.wait_for_rows("File List", "song_01.wav", "song_02.wav")
+        self.tab_to(TABLE, "File List")
+        keys("space", "shift+Down", "Return")
+        self.wait_for_rows("Source File", "song_01.wav", "song_02.wav")
+        self.tab_to(BUTTON, "Convert")
+        keys("space")
+        question = self.dialog("question about the directory")
+        self.tab_to(BUTTON, "Yes", question)
+        keys("Return")
+        self.wait_for_opened(self.takes)
+        self.wait_until_alone()
+        self.assertEqual(samples(self.takes / "song_combined.wav"),
+                         run("sox", "-D", "-M", first, second, "-t", "raw", "-"))
+        self.quit_with_keys()
 
     def test_the_about_box_tells_version_and_maker(self):
         self.choose_from_menu("About", "About")
