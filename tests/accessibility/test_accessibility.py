@@ -3,6 +3,7 @@
 # SPDX-License-Identifier: LicenseRef-VELMAR
 """Uses the running program as a screen reader does: test_accessibility.py PROGRAM"""
 
+import os
 import struct
 import sys
 import unittest
@@ -107,6 +108,14 @@ class AccessibilityTest(ProgramTest):
         self.write("take.wav", wav(2, list(zip(left, right))))
         return [struct.pack(f"<{len(side)}h", *side) for side in (left, right)]
 
+    def write_long_take(self):
+        """A stereo recording of silence that takes seconds to split and no room on the disk."""
+        size = 1_800_000_000
+        header = wav(2, [], bits=8)
+        path = self.folder / "take.wav"
+        path.write_bytes(header[:-4] + struct.pack("<I", size))
+        os.truncate(path, len(header) + size)
+
     def write_channels(self):
         self.write("song_01.wav", wav(1, [(n,) for n in range(500)]))
         self.write("song_02.wav", wav(1, [(-n,) for n in range(500)]))
@@ -197,6 +206,28 @@ class AccessibilityTest(ProgramTest):
                          ["take_01.wav", "take_02.wav"])
         self.assertEqual(samples(out / "take_01.wav"), left)
         self.assertEqual(samples(out / "take_02.wav"), right)
+
+    def test_the_progress_of_a_conversion_has_its_name(self):
+        self.write_long_take()
+        self.control(TEXT, "Current Dir:").queryEditableText().setTextContents(str(self.folder))
+        self.control(TEXT, "Output to:").queryEditableText().setTextContents(str(self.folder))
+        self.choose_poly_to_mono()
+        wait_for("listed file", lambda: self.cells("File List"))
+        press(self.control(BUTTON, "Add All"))
+        wait_for("enabled Convert",
+                 lambda: has(self.control(BUTTON, "Convert"), pyatspi.STATE_ENABLED))
+        press(self.control(BUTTON, "Convert"))
+        dialog = wait_for("progress dialog", lambda: next(
+            w for w in self.application() if w.getRole() == pyatspi.ROLE_DIALOG))
+        self.assertEqual(dialog.name, "Conversion progress")
+        bar = wait_for("progress bar", lambda: next(
+            n for n in descendants(dialog) if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
+        self.assertEqual(bar.name, "Conversion progress")
+        self.control(pyatspi.ROLE_LABEL, "Converting...\ntake_01.wav", dialog)
+        press(self.control(BUTTON, "Cancel", dialog))
+        wait_for("end of the conversion", lambda: len(self.application()) == 1)
+        self.quit()
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["take.wav"])
 
     def test_a_channel_is_switched_off_with_the_space_bar(self):
         left, _ = self.write_take()

@@ -228,6 +228,7 @@ class EndToEndTest(ProgramTest):
             n for n in dialog if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
         wait_for("progress", lambda: bar.queryValue().currentValue > 1_000_000)
         self.assertGreater((self.out / name).stat().st_size, 0)
+        self.assertEqual(xdotool("getactivewindow", "getwindowname"), b"Splicora\n")
         return dialog
 
     def assert_window_answers(self):
