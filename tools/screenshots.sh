@@ -2,8 +2,9 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 #
-# Makes the screenshots of docs/images: both functions with real files, in a light and a dark
-# palette, at 100 and 200 per cent: screenshots.sh PROGRAM [DIRECTORY]
+# Makes the screenshots of docs/images, with real files in /tmp/Session, in a light and a dark palette:
+# screenshots.sh PROGRAM [DIRECTORY [PERCENT...]]
+# The percentages are those of the desktop's scaling, 100 if there are none.
 set -eu
 
 . "$(dirname "$0")/packages.sh"
@@ -11,35 +12,49 @@ need_packages alsa-utils fonts-dejavu-core imagemagick openbox pngquant sox xdot
 
 program=$(realpath "$1")
 target=$(realpath -m "${2:-$(dirname "$0")/../docs/images}")
+[ $# -lt 2 ] || shift
+shift
+percents=${*:-100}
+session=
 work=$(mktemp -d)
 server=
 finish() {
     [ -z "$server" ] || kill "$server"
-    rm -rf "$work"
+    rm -rf "$work" ${session:+"$session"}
 }
 trap finish EXIT
-cd "$work"
-mkdir Recordings Recordings/Mono Takes
+mkdir /tmp/Session
+session=/tmp/Session # from here on ours
+cd "$session"
+mkdir Recordings Mono Takes Mixes
 
-# Spoken names of loudspeakers as the channels of a take, all of one length.
+# Spoken names of loudspeakers as the channels of two takes, all of one length.
 sounds=/usr/share/sounds/alsa
 n=0
 for speaker in Front_Left Front_Right Front_Center Noise Rear_Left Rear_Right Side_Left Side_Right; do
     n=$((n + 1))
-    sox -V1 "$sounds/$speaker.wav" "Takes/speakers_0$n.wav" pad 0 3 trim 0 3
+    sox -V1 "$sounds/$speaker.wav" "Takes/Evening_0$n.wav" pad 0 3 trim 0 3
+    sox -V1 "$sounds/$speaker.wav" "Takes/Morning_0$n.wav" pad 0 4 trim 0 4
 done
-sox -M Takes/speakers_0?.wav "Recordings/All Speakers.wav"
-sox -M Takes/speakers_01.wav Takes/speakers_02.wav "Recordings/Front.wav"
-sox -M Takes/speakers_05.wav Takes/speakers_06.wav "Recordings/Rear.wav" rate 96000
-sox -M Takes/speakers_01.wav Takes/speakers_02.wav Takes/speakers_03.wav -b 24 \
+: >Mixes/Evening_combined.wav # about to be overwritten
+
+# A list longer than the view, and a file that takes some seconds.
+for n in 1 2 3 4 5 6 7 8 9; do
+    sox -M Takes/Evening_0?.wav "Recordings/All Speakers, Take $n.wav"
+done
+sox -M Takes/Evening_01.wav Takes/Evening_02.wav "Recordings/Front.wav"
+sox -M Takes/Evening_05.wav Takes/Evening_06.wav "Recordings/Rear.wav" rate 96000
+sox -M Takes/Evening_01.wav Takes/Evening_02.wav Takes/Evening_03.wav -t wavpcm -b 24 \
     "Recordings/Left Right Center.wav"
+mkdir Long
+sox -n -r 48000 -b 16 -c 2 -t wavpcm Long/Concert.wav trim 0 9000 # two and a half hours
 
 # The toolkit reads the palette of this desktop from a file, whichever desktop runs.
 export XDG_CURRENT_DESKTOP=KDE KDE_SESSION_VERSION=5 KDE_FULL_SESSION=true
 export HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_RUNTIME_DIR="$work"
-mkdir config
+mkdir "$work/config"
 palette() { # palette WINDOW VIEW BUTTON TEXT DISABLED
-    cat >config/kdeglobals <<END
+    cat >"$work/config/kdeglobals" <<END
 [General]
 font=DejaVu Sans,9,-1,5,50,0,0,0,0,0
 [KDE]
@@ -78,58 +93,92 @@ window_has_focus() { [ "$(xdotool getwindowfocus getwindowname)" = Splicora ]; }
 keys() { xdotool key --delay 80 "$@"; }
 tabs() { for _ in $(seq "$1"); do keys Tab; done; }
 
-fill_split() {
-    keys Down Tab # Poly to Mono
-    xdotool type Recordings
+list() { # list DIRECTORY
+    keys Tab
+    xdotool type "$session/$1"
+    keys Return Tab Tab space # Browse, and the first of the files
+}
+add_more() { # add_more ROWS: the selected file and those below it
+    for _ in $(seq "$1"); do keys shift+Down; done
     keys Return
-    tabs 4
-    keys space    # Add All
-    keys Tab space
+}
+
+fill_split() {
+    keys Down # Poly to Mono
+    list Recordings
+    add_more 4
     tabs 3
-    keys space    # without channel 3
+    keys space # the first source
     tabs 3
-    keys space    # and 6
+    keys space # without channel 3
     tabs 3
-    xdotool type Recordings/Mono
+    keys space # and 6
+    tabs 3
+    xdotool type "$session/Mono"
 }
 
 fill_combine() {
-    keys Tab
-    xdotool type Takes
-    keys Return
-    tabs 4
-    keys space # Add All
-    tabs 2
-    xdotool type Takes
+    list Takes
+    add_more 7
+    tabs 3
+    keys Tab # the channels are off
+    xdotool type "$session/Mixes"
 }
 
-shoot() { # shoot FUNCTION PALETTE PERCENT
-    QT_SCALE_FACTOR=$(($3 / 100)) QT_QPA_PLATFORM=xcb "$program" 2>program.log &
+fill_question() {
+    fill_combine
+    tabs 4
+    keys space # Convert
+    wait_for question dialog_is_there
+}
+
+fill_progress() {
+    keys Down
+    list Long
+    keys Return
+    tabs 4
+    xdotool type "$session/Mono"
+    tabs 4
+    keys space
+    wait_for progress dialog_is_there
+    sleep 1 # until there is some
+}
+
+dialog_is_there() { [ "$(xdotool search --onlyvisible --name '^Splicora$' | wc -l)" -eq 2 ]; }
+
+shoot() { # shoot SCENE PALETTE PERCENT
+    QT_SCALE_FACTOR=$(($3 / 100)) QT_QPA_PLATFORM=xcb "$program" 2>"$work/program.log" &
     running=$!
     wait_for window window_has_focus
+    window=$(xdotool getwindowfocus)
     "fill_$1"
     xdotool mousemove 0 0
     sleep 1 # until the cursor of the field and the last repaint have settled
-    import -window "$(xdotool getwindowfocus)" shot.png
-    pngquant --force --strip --speed 1 --output "$target/$1-$2-$3.png" 128 shot.png
+    # The window as it is on the screen, with what stands before it.
+    import -screen -window "$window" "$work/shot.png"
+    pngquant --force --strip --speed 1 --output "$target/$1-$2-$3.png" 128 "$work/shot.png"
+    case $1 in
+    question | progress) keys Escape ;;
+    esac
+    wait_for window window_has_focus
     keys alt+f Return # Quit
     wait "$running"
 }
 
 mkdir -p "$target"
-Xvfb -displayfd 3 -screen 0 2560x2048x24 -nolisten tcp 3>display 2>xvfb.log &
+Xvfb -displayfd 3 -screen 0 2560x2048x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
 server=$!
-wait_for display test -s display
-DISPLAY=:$(cat display)
+wait_for display test -s "$work/display"
+DISPLAY=:$(cat "$work/display")
 export DISPLAY
-openbox --startup "touch $work/managed" >openbox.log 2>&1 &
-wait_for "window manager" test -e managed
+openbox --startup "touch $work/managed" >"$work/openbox.log" 2>&1 &
+wait_for "window manager" test -e "$work/managed"
 
-for percent in 100 200; do
-    palette 239,240,241 255,255,255 252,252,252 35,38,41 112,125,138
-    shoot split light $percent
-    shoot combine light $percent
-    palette 42,46,50 27,30,32 49,54,59 252,252,252 161,169,177
-    shoot split dark $percent
-    shoot combine dark $percent
+for percent in $percents; do
+    for scene in split combine question progress; do
+        palette 239,240,241 255,255,255 252,252,252 35,38,41 112,125,138
+        shoot $scene light "$percent"
+        palette 42,46,50 27,30,32 49,54,59 252,252,252 161,169,177
+        shoot $scene dark "$percent"
+    done
 done
