@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-// bench_floor split|combine OUTPUT-DIR FILE...
+// bench_floor split|combine|bare-split|bare-combine OUTPUT-DIR FILE...
 // bench_floor list DIR
-// The least that the same work costs: the same reads and writes in the same blocks with the
-// simplest loops, without window, dialog or checks. Prints CPU and wall seconds. Made for the files
-// of bench.py, which have the chunks `bext`, `fmt ` and `data` and no pad bytes.
+// The least that the same work costs: the same reads and writes in the same blocks and passes,
+// without window, dialog or checks. The samples between them move in loops whose sample width the
+// compiler knows; the bare ways do not move them at all, so that their files hold other samples.
+// Prints CPU and wall seconds. Made for the files of bench.py, which have the chunks `bext`, `fmt `
+// and `data` and no pad bytes.
 
 #include "bench/usage.h"
 
@@ -26,6 +28,7 @@ namespace {
 
 constexpr std::size_t g_blockBytes = 524288;
 constexpr std::size_t g_listedBytes = 4096;
+constexpr std::size_t g_tileBytes = 16384; // of output, which stays in the nearest cache
 
 [[noreturn]] void fail(const std::string& what)
 {
@@ -129,13 +132,44 @@ Header readHeader(File& file)
     }
 }
 
-void splitChannel(const std::string& source, const std::string& target, unsigned channel)
+/// Samples that are @p toStep and @p fromStep bytes apart.
+using CopySamples = void (*)(char* to, std::size_t toStep, const char* from, std::size_t fromStep,
+                             std::size_t count);
+
+template <std::size_t Width>
+void copySamples(char* to, std::size_t toStep, const char* from, std::size_t fromStep,
+                 std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        std::memcpy(to + i * toStep, from + i * fromStep, Width);
+}
+
+void copyNothing(char*, std::size_t, const char*, std::size_t, std::size_t) { }
+
+CopySamples copyOf(bool isBare, std::size_t sampleBytes)
+{
+    if (isBare)
+        return copyNothing;
+    switch (sampleBytes) {
+    case 2:
+        return copySamples<2>;
+    case 3:
+        return copySamples<3>;
+    case 4:
+        return copySamples<4>;
+    default:
+        fail("sample width");
+    }
+}
+
+void splitChannel(const std::string& source, const std::string& target, unsigned channel,
+                  bool isBare)
 {
     File in(source, O_RDONLY);
     const Header header = readHeader(in);
     const std::size_t frameBytes = header.frameBytes();
     const std::size_t sampleBytes = frameBytes / header.channels();
-    const std::size_t offset = channel * sampleBytes;
+    const CopySamples copy = copyOf(isBare, sampleBytes);
     File out(target, O_WRONLY | O_CREAT | O_TRUNC);
     const Header mono = header.withChannels(1, 2 * (8 + 4));
     out.write(mono.bytes.data(), mono.bytes.size());
@@ -148,25 +182,24 @@ void splitChannel(const std::string& source, const std::string& target, unsigned
         if (count == 0)
             fail("short data");
         const std::size_t frames = count / frameBytes;
-        for (std::size_t f = 0; f < frames; ++f) {
-            for (std::size_t b = 0; b < sampleBytes; ++b)
-                output[f * sampleBytes + b] = input[f * frameBytes + offset + b];
-        }
+        copy(output.data(), sampleBytes, input.data() + channel * sampleBytes, frameBytes, frames);
         out.write(output.data(), frames * sampleBytes);
         remaining -= count;
     }
 }
 
-void split(const std::string& dir, const std::string& source)
+void split(const std::string& dir, const std::string& source, bool isBare)
 {
     File file(source, O_RDONLY);
     const unsigned channels = readHeader(file).channels();
     const std::string stem = std::filesystem::path(source).stem();
-    for (unsigned c = 0; c < channels; ++c)
-        splitChannel(source, dir + '/' + stem + "_0" + std::to_string(c + 1) + ".wav", c);
+    for (unsigned c = 0; c < channels; ++c) {
+        const std::string target = dir + '/' + stem + "_0" + std::to_string(c + 1) + ".wav";
+        splitChannel(source, target, c, isBare);
+    }
 }
 
-void combine(const std::string& dir, const std::vector<std::string>& sources)
+void combine(const std::string& dir, const std::vector<std::string>& sources, bool isBare)
 {
     std::vector<std::unique_ptr<File>> files;
     Header header;
@@ -176,6 +209,9 @@ void combine(const std::string& dir, const std::vector<std::string>& sources)
     }
     const std::size_t channels = files.size();
     const std::size_t sampleBytes = header.frameBytes();
+    const std::size_t frameBytes = channels * sampleBytes;
+    const std::size_t tileFrames = g_tileBytes / frameBytes;
+    const CopySamples copy = copyOf(isBare, sampleBytes);
     std::string stem = std::filesystem::path(sources.front()).stem();
     stem.resize(stem.rfind('_'));
     File out(dir + '/' + stem + "_combined.wav", O_WRONLY | O_CREAT | O_TRUNC);
@@ -192,10 +228,11 @@ void combine(const std::string& dir, const std::vector<std::string>& sources)
         if (count == 0)
             fail("short data");
         const std::size_t frames = count / sampleBytes;
-        for (std::size_t f = 0; f < frames; ++f) {
+        for (std::size_t f = 0; f < frames; f += tileFrames) {
             for (std::size_t k = 0; k < channels; ++k) {
-                for (std::size_t b = 0; b < sampleBytes; ++b)
-                    output[(f * channels + k) * sampleBytes + b] = inputs[k][f * sampleBytes + b];
+                copy(output.data() + f * frameBytes + k * sampleBytes, frameBytes,
+                     inputs[k].data() + f * sampleBytes, sampleBytes,
+                     std::min(tileFrames, frames - f));
             }
         }
         out.write(output.data(), count * channels);
@@ -216,12 +253,16 @@ int main(int argc, char* argv[])
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.size() < 2)
-        fail("bench_floor split|combine|list DIR [FILE...]");
+        fail("bench_floor split|combine|bare-split|bare-combine|list DIR [FILE...]");
+    std::string way = arguments[0];
+    const bool isBare = way.starts_with("bare-");
+    if (isBare)
+        way.erase(0, way.find('-') + 1);
     const Usage usage;
-    if (arguments[0] == "split")
-        split(arguments[1], arguments.at(2));
-    else if (arguments[0] == "combine")
-        combine(arguments[1], {arguments.begin() + 2, arguments.end()});
+    if (way == "split")
+        split(arguments[1], arguments.at(2), isBare);
+    else if (way == "combine")
+        combine(arguments[1], {arguments.begin() + 2, arguments.end()}, isBare);
     else
         list(arguments[1]);
     printUsage(usage);
