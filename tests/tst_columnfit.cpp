@@ -176,6 +176,8 @@ void tst_ColumnFit::lists_data()
     for (const auto& [name, font] : defaultFonts()) {
         for (const bool longNames : {false, true}) {
             for (const QList<int>& counts : lists) {
+                if (longNames && counts.contains(1000))
+                    continue; // which takes long and differs from 60 in nothing but the time
                 QStringList words;
                 for (const int count : counts)
                     words.append(QString::number(count));
