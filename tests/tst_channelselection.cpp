@@ -126,6 +126,17 @@ private slots:
         QCOMPARE(desk.enabledChannels(), enabled);
     }
 
+    void boxesOfAThirdFunctionAreDisabled()
+    {
+        const WindowDesk desk;
+        functionCombo(&desk.window)->addItem(u"third"_s);
+        functionCombo(&desk.window)->setCurrentIndex(2);
+        addSources(desk, {poly(4)});
+        selectRows(desk.sources, {0});
+        QCOMPARE(desk.checkedChannels(), u"11110000"_s);
+        QCOMPARE(desk.enabledChannels(), g_none);
+    }
+
     void clearsWithTheList_data()
     {
         QTest::addColumn<QString>("command");

@@ -14,6 +14,7 @@
 #include <QtTest>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 #include <limits>
@@ -165,6 +166,7 @@ private slots:
     void unreadableFiles_data();
     void unreadableFiles();
     void unreadableFilesAreToldLast();
+    void fileWithoutPermissionIsTold();
     void unreadablePipeDoesNotBlock();
 
     void emptyTextKeepsEverything();
@@ -707,6 +709,23 @@ void tst_FileList::unreadableFilesAreToldLast()
     QCOMPARE(sources, 0);
     QVERIFY(canAdd);
     QVERIFY(!canConvert);
+}
+
+void tst_FileList::fileWithoutPermissionIsTold()
+{
+    const QTemporaryDir dir;
+    QVERIFY(makeFiles(dir.path(), {{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}}));
+    QVERIFY(QFile::setPermissions(dir.filePath(u"b.wav"_s), {}));
+    QCOMPARE(chmod(QFile::encodeName(dir.path()).constData(), 0755), 0);
+    const uid_t kept = geteuid();
+    if (kept == 0)
+        QCOMPARE(seteuid(65534), 0);
+    const auto back = qScopeGuard([kept] { (void)!seteuid(kept); });
+    CMainWindow window;
+    MessageBoxAnswer answer(QMessageBox::Ok);
+    listDirectory(&window, dir.path());
+    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"b.wav"_s})));
+    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
 }
 
 void tst_FileList::unreadablePipeDoesNotBlock()

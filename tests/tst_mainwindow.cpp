@@ -349,6 +349,8 @@ private slots:
     void columnsFit();
     void extraWidthGoesToOneColumn();
     void tooNarrowTablesKeepTheirContents();
+    void nothingIsLeftForTheFillColumn();
+    void columnsFitBeforeTheWindowIsShown();
     void rowsFit();
     void tableWithoutColumns_data();
     void tableWithoutColumns();
@@ -949,6 +951,33 @@ void tst_MainWindow::tooNarrowTablesKeepTheirContents()
     QVERIFY(widthOfOthers(files, 0) > files->viewport()->width());
     QCOMPARE(columnWidths(files), fittedWidths(files, 0));
     QCOMPARE(columnWidths(files).first(), contentWidth(files, 0));
+}
+
+void tst_MainWindow::nothingIsLeftForTheFillColumn()
+{
+    const QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QTableWidget* files = fileTable(&window);
+    enterDirectory(&window, dir.path());
+    QFont large = files->font();
+    large.setPixelSize(40);
+    files->setFont(large);
+    for (int round = 0; round < 5; ++round)
+        window.resize(window.width() + widthOfOthers(files, 0) - files->viewport()->width(), 600);
+    QCOMPARE(files->viewport()->width(), widthOfOthers(files, 0));
+    QCOMPARE(files->columnWidth(0), contentWidth(files, 0));
+}
+
+void tst_MainWindow::columnsFitBeforeTheWindowIsShown()
+{
+    CMainWindow window;
+    for (const QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
+        for (int column = 0; column < table->columnCount() - 1; ++column)
+            QCOMPARE(table->columnWidth(column), contentWidth(table, column));
+    }
 }
 
 void tst_MainWindow::rowsFit()

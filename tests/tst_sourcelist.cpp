@@ -421,6 +421,17 @@ private slots:
         QCOMPARE(desk.sourceNames(), letterNames(after));
     }
 
+    void aThirdFunctionTakesAnyFormat()
+    {
+        const WindowDesk desk;
+        functionCombo(&desk.window)->addItem(u"third"_s);
+        functionCombo(&desk.window)->setCurrentIndex(2);
+        writeLetterFiles(desk, {smallWav(), smallWav({.channels = 2})});
+        desk.list();
+        QCOMPARE(desk.press(u"Add All"_s), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
+    }
+
     void measuresByTheNewFirstSourceOnceTheOldOneIsRemoved()
     {
         const WindowDesk desk;
@@ -589,6 +600,21 @@ private slots:
         QCOMPARE(WindowDesk::texts(answer), QStringList());
         QCOMPARE(desk.sourceNames(), letterNames(after));
         QCOMPARE(desk.enabledButtons(), g_allButtons);
+    }
+
+    void followsAKeyThatRepeatsItself()
+    {
+        const WindowDesk desk;
+        writeLetterFiles(desk, equalFiles(3));
+        desk.list();
+        selectRows(desk.files, {1});
+        QKeyEvent add(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
+        QCoreApplication::sendEvent(desk.files, &add);
+        QCOMPARE(desk.sourceNames(), letterNames({1}));
+        selectRows(desk.sources, {0});
+        QKeyEvent remove(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), true);
+        QCoreApplication::sendEvent(desk.sources, &remove);
+        QCOMPARE(desk.sourceNames(), QStringList());
     }
 
     void actsOnThePressOfAKeyOnly_data()

@@ -132,6 +132,22 @@ class AccessibilityTest(ProgramTest):
                  if node.getRole() in CONTROL_ROLES]
         self.assertCountEqual(found, CONTROLS)
 
+    def test_the_logo_has_a_name(self):
+        self.assertIn("VELMAR", [node.name for node in descendants(self.window)])
+
+    def test_the_window_takes_its_size_from_its_contents(self):
+        box = self.window.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        self.assertLess(box.width, 1280)
+        self.assertLess(box.height, 900)
+
+    def test_a_typed_directory_is_not_listed_before_return(self):
+        self.write_take()
+        self.tab_to(TEXT, "Current Dir:")
+        self.focused().queryEditableText().setTextContents(str(self.folder))
+        key("Tab")
+        wait_for("next control", lambda: self.is_focused(BUTTON, "Browse... Current Dir"))
+        self.assertEqual(self.cells("File List"), [])
+
     def test_every_field_is_labelled_by_the_text_beside_it(self):
         fields = [
             (["Function:"], self.function_combo()),
