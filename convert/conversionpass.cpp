@@ -85,7 +85,7 @@ bool ConversionPass::writeStart()
 
 bool ConversionPass::atEnd() const
 {
-    return m_in.atEnd() && m_in.status() != QDataStream::ReadCorruptData;
+    return m_in.atEnd() && m_in.status() == QDataStream::Ok;
 }
 
 void ConversionPass::pumpEvents()

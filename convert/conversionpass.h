@@ -35,7 +35,7 @@ private:
 ///     setProgressRange(), and showProgress() if the dialog is to be there from the start
 ///     writeStart()
 ///     for each chunk, while not atEnd():
-///         pumpEvents()
+///         pumpEvents(), behind which the split asks isAbandoned()
 ///         readHeader()
 ///         writeChunk() and countBody(); or writeHeader(), copyBody() and countBody(); or
 ///             writeHeader() and, for each block of samples, pumpEvents(), read(), showPosition()
@@ -70,8 +70,8 @@ public:
     /// and starts the running size with them. False when one of them could not be written.
     bool writeStart();
 
-    /// True at the end of the source, unless a search could not be made or not return from it: the
-    /// next header then tells of that.
+    /// True at the end of the source. Never after a failure of the device, such as a search that
+    /// did not find its way back: the next header then tells of it.
     bool atEnd() const;
 
     void pumpEvents();
@@ -111,7 +111,7 @@ public:
     /// Writes the zero byte behind an odd number of bytes of sample data and counts it.
     void writePadByte();
 
-    /// Shows the running size as progress and polls the cancel button, once for each of the
+    /// Shows the running size as progress and polls the cancel button, as if once for each of the
     /// @p frames frames of a block. False when the user cancelled.
     bool pollEachFrame(qint64 frames);
 
@@ -123,7 +123,7 @@ public:
     /// Puts the running size into the RIFF header. False when any write of the pass failed.
     bool writeRunningSize();
 
-    /// Closes source and output. False when the output did not come to the disk under its name.
+    /// Closes source and output. False when the system did not take the output under its name.
     bool close();
 
     /// Shows the progress as complete.

@@ -50,7 +50,7 @@ public:
     /// The file's name without its directory.
     QString name() const;
 
-    /// Brings everything to the disk and closes the file. False when that failed, or when the name
+    /// Hands everything to the system and closes the file. False when that failed, or when the name
     /// leads to another file or none by now.
     bool close();
 

@@ -55,14 +55,14 @@ public:
     /// The text before the last @p separator; the whole text where there is none.
     static QString leftOfLast(const QString& text, const QString& separator);
 
-    /// The number that the two characters behind the last "_" of a file name form; 0 when they form
-    /// none.
+    /// The number that the two characters behind the last "_" of a file name form, or its first two
+    /// where it has no "_"; 0 when they form none.
     static int channelNumber(const QString& fileName);
 
     /// Copies @p size bytes from position to position. A short read still writes @p size bytes, the
-    /// missing ones as zero. False when reading or writing failed, which keeps the buffer of @p
-    /// size bytes allocated; also, with nothing allocated, when @p size is 2^31 or more or there is
-    /// no memory for it.
+    /// missing ones as zero. False when nothing could be read or written, which keeps the buffer of
+    /// @p size bytes allocated; also, with nothing allocated, when @p size is 2^31 or more or there
+    /// is no memory for it. Of a write that stops short the status of @p out tells.
     static bool copyBlock(QDataStream& in, QDataStream& out, quint32 size);
 
     /// Shows the message box of a result: none for success and for a cancelled request.

@@ -149,6 +149,8 @@ private slots:
     void combineWhoseReadFails();
     void everyFailureOfASourceIsTold_data();
     void everyFailureOfASourceIsTold();
+    void cutSourceIsToldWhateverSeekFails_data();
+    void cutSourceIsToldWhateverSeekFails();
     void shortReadsAreReadOn_data();
     void shortReadsAreReadOn();
 };
@@ -271,6 +273,48 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
                          || (conversion == Conversion::Split && file->size() <= 12 + 866),
                      qPrintable(which + file.key()));
         }
+    }
+}
+
+void tst_FailingMedia::cutSourceIsToldWhateverSeekFails_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::newRow("split") << Conversion::Split;
+    QTest::newRow("combine") << Conversion::Combine;
+}
+
+/// The search for a `bext` ends in the cut header at the end of the source. Where it finds no way
+/// back, the source is at its end without a chunk having been copied.
+void tst_FailingMedia::cutSourceIsToldWhateverSeekFails()
+{
+    QFETCH(const Conversion, conversion);
+
+    const bool isCombine = conversion == Conversion::Combine;
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"take_01.wav"_s);
+    QVERIFY(writeFile(
+        path, wavBytes({fmtChunk({.channels = isCombine ? 1 : 2}), dataChunk(sampleBytes(600000))})
+                  + "abcde"));
+    const Sources sources({path});
+    int calls = 1;
+    for (int failing = 0; failing <= calls; ++failing) { // the first run has no defects
+        const QTemporaryDir out;
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(out.path());
+        g_defects.path = QFile::encodeName(dir.path());
+        g_defects.seeks = {failing, failing};
+        const ConversionRun run =
+            runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+        const int made = std::exchange(g_defects, {}).seeks.calls;
+        if (failing == 0)
+            calls = made;
+        QVERIFY(calls >= 3);
+        const QByteArray which = "seek " + QByteArray::number(failing);
+        QVERIFY2(run.result == ConvertDataRead || run.result == ConvertIllegalFormat,
+                 which.constData());
+        QCOMPARE(run.boxes.size(), 1);
+        for (const QString& name : QDir(out.path()).entryList(QDir::Files))
+            QVERIFY2(QFileInfo(out.filePath(name)).size() == 0, which.constData());
     }
 }
 

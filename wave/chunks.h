@@ -29,8 +29,8 @@ bool openSource(QFile* file);
 /// -1 on failure or when @p size is 2^31 or more.
 qint64 readRaw(QDataStream& s, char* buffer, qint64 size);
 
-/// Moves @p size bytes ahead, at most to the end of the file. Returns the bytes moved; -1, without
-/// moving, on failure or when @p size is 2^31 or more.
+/// Moves @p size bytes ahead, at most to the end of the file. Returns the bytes moved; -1 on
+/// failure or, without moving, when @p size is 2^31 or more.
 qint64 skipRaw(QDataStream& s, qint64 size);
 
 /// True when the four characters of @p id are those of @p wanted.
@@ -44,7 +44,7 @@ bool checkRiffWave(QDataStream& s, quint32* riffSize);
 
 /// Searches for the first chunk named @p id, reading from byte @p from of the file. Returns the
 /// offset of its body in bytes, counted from @p from, and stores the body's size; -1 when there is
-/// none. Keeps the position, unless @p from cannot be reached.
+/// none. Keeps the position, unless @p from or the way back cannot be reached.
 qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size);
 
 /// The same, for callers that do not need the size.
@@ -60,8 +60,8 @@ bool isPrintableId(const char* id, uint length);
 /// Parses the header of @p file, which is open for reading, into @p info. Only the RIFF size, the
 /// `fmt ` body, the data size and the presence of a `bext` chunk are filled. Nothing but the reach
 /// of the chunks is checked: formats and sizes are taken as they stand. False when the file is not
-/// RIFF/WAVE, has no `fmt ` body of 16 bytes or no `data` within reach; @p info then holds what was
-/// read until there.
+/// RIFF/WAVE, has no 16 bytes behind a `fmt ` header or no `data` within reach; @p info then holds
+/// what was read until there.
 bool readWavInfo(QFile* file, WavInfo* info);
 
 /// Reads the body of a cue chunk, whose header the caller has read. Accepts only points of plain
