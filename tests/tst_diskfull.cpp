@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/conversionprobe.h"
+#include "tests/conversions.h"
 #include "tests/softlimit.h"
 #include "tests/wavbuilder.h"
 
@@ -74,8 +75,6 @@ enum class Medium {
     FileSizeLimit, ///< no file of the process may grow further
     SmallFileSystem, ///< the output directory is a small file system of its own
 };
-
-enum class Conversion { Split, Combine, PlainToBwf };
 
 constexpr qsizetype g_page = 4096;
 
@@ -189,20 +188,6 @@ QList<SourceFile> sourceFiles(Conversion conversion, Layout layout)
         break;
     }
     return {{u"take.wav"_s, layout.file(layout.outputBytes)}};
-}
-
-int convert(CWavConverter& converter, Conversion conversion)
-{
-    switch (conversion) {
-    case Conversion::Split:
-        return converter.polyToMono();
-    case Conversion::Combine:
-        return converter.monoToPoly();
-    case Conversion::PlainToBwf:
-        break;
-    }
-    converter.plainToBwf();
-    return ConvertOk; // it tells nothing
 }
 
 QString textOf(int code)

@@ -5,6 +5,7 @@
 #undef _FORTIFY_SOURCE
 
 #include "tests/conversionprobe.h"
+#include "tests/conversions.h"
 #include "tests/wavbuilder.h"
 
 #include <QDir>
@@ -88,22 +89,6 @@ namespace {
 constexpr qint64 g_blockBytes = 524288; // of source data moved at once
 constexpr qint64 g_dataOffset = 12 + (8 + 16) + 8;
 constexpr int g_files = 3;
-
-enum class Conversion { Split, Combine, PlainToBwf };
-
-int convert(CWavConverter& converter, Conversion conversion)
-{
-    switch (conversion) {
-    case Conversion::Split:
-        return converter.polyToMono();
-    case Conversion::Combine:
-        return converter.monoToPoly();
-    case Conversion::PlainToBwf:
-        break;
-    }
-    converter.plainToBwf();
-    return ConvertOk; // it tells nothing
-}
 
 QString channelFile(int number)
 {
