@@ -86,10 +86,10 @@ bool allocate(BlockBuffers* buffers, int channels, qint64 outputSize)
     return buffers->output != nullptr;
 }
 
-/// Reads the same block of every channel file. The reference is read on, the others are opened,
-/// read at @p position and closed. Stores the count of the last read made. Returns ConvertFileOpen
-/// when a file could not be opened, which skips the reads that follow, and ConvertFileRead when one
-/// could not be read.
+/// Reads the same block of every channel file. The reference is read on, once for every source of
+/// its number; the others are opened, read at @p position and closed. Stores the count of the last
+/// read made. Returns ConvertFileOpen when a file could not be opened, which skips the reads that
+/// follow, and ConvertFileRead when one could not be read.
 ConvertError readBlock(ConversionPass& pass, const Take& take, char* const* inputs, qint64 position,
                        qint64 size, qint64* count)
 {

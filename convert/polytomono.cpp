@@ -138,7 +138,7 @@ ConvertError CWavConverter::splitChannel(const CWavFileItem& item, int channel,
                                          const LastWindowWatch& lastWindow) const
 {
     if (lastWindow.isClosed())
-        return ConvertCancelled;
+        return ConvertCancelled; // Nobody is left to be asked about the next output.
     const FmtChunk fmt = item.fmtChunk();
     QFile source(item.fileName());
     if (!openSource(&source))
