@@ -262,8 +262,8 @@ void CMainWindow::fitTableColumns(QTableWidget* table, int fillColumn)
 void CMainWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event); // QMainWindow adds nothing: its layout follows the size by itself.
-    fitTableColumns(m_fileListTable, 0);
-    fitTableColumns(m_sourceTable, m_sourceTable->columnCount() - 1);
+    fitFileListTable();
+    fitSourceTable();
 }
 
 void CMainWindow::showAbout()
