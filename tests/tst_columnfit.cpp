@@ -116,6 +116,8 @@ private slots:
     void windowSizes();
     void growingNames_data();
     void growingNames();
+    void growingWindow_data();
+    void growingWindow();
 
 private:
     QString directory(int files, bool longNames);
@@ -133,7 +135,7 @@ void tst_ColumnFit::cleanup()
 QString tst_ColumnFit::directory(int files, bool longNames)
 {
     const QString name = (longNames ? u"long names %1"_s : u"short names %1"_s).arg(files);
-    const QDir dir(m_dir.filePath(name));
+    const QDir dir(m_dir.filePath(name + u"/in a path that is not narrow"_s));
     if (dir.exists())
         return dir.path();
     if (!dir.mkpath(u"."_s))
@@ -312,6 +314,36 @@ void tst_ColumnFit::growingNames()
         QCOMPARE(sourceTable(&window)->rowCount(), row + 1);
         QCOMPARE(faults(window), QString());
     }
+}
+
+void tst_ColumnFit::growingWindow_data()
+{
+    QTest::addColumn<int>("surplus");
+    for (int surplus = -20; surplus <= 20; ++surplus)
+        QTest::addRow("scroll bar in a table with %d pixels more than the paths need", surplus)
+            << surplus;
+}
+
+void tst_ColumnFit::growingWindow()
+{
+    QFETCH(int, surplus);
+
+    QApplication::setFont(defaultFonts().first().second);
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    enterDirectory(&window, directory(8, false));
+    clickButton(&window, u"Add All"_s);
+    rest();
+    const QTableWidget* table = sourceTable(&window);
+    const int more =
+        contentWidth(table, SourceColumn::Path) - table->columnWidth(SourceColumn::Path) + surplus;
+    clickButton(&window, u"Remove All"_s);
+    window.resize(window.width() + more, window.height());
+    rest();
+    clickButton(&window, u"Add All"_s);
+    QCOMPARE(faults(window), QString());
+    QVERIFY(table->verticalScrollBar()->isVisible());
 }
 
 QTEST_MAIN(tst_ColumnFit)

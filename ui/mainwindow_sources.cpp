@@ -165,7 +165,8 @@ void CMainWindow::removeAll()
 
 /// Gives keys of the tables their meaning, and fits the columns anew when a table's viewport, the
 /// child that is watched as well, gets another width: a scroll bar comes and goes only after the
-/// rows did, and the window gets its first size before its tables.
+/// rows did, and the window gets its first size before its tables. That waits until the table has
+/// handled the new width too: its header would stretch the last column to the old one.
 bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_fileListTable && isKeyPress(event, {Qt::Key_Return, Qt::Key_Enter}))
@@ -173,9 +174,9 @@ bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
     else if (watched == m_sourceTable && isKeyPress(event, {Qt::Key_Delete}))
         remove();
     else if (watched->parent() == m_fileListTable && isNewWidth(event))
-        fitFileListTable();
+        QMetaObject::invokeMethod(this, &CMainWindow::fitFileListTable, Qt::QueuedConnection);
     else if (watched->parent() == m_sourceTable && isNewWidth(event))
-        fitSourceTable();
+        QMetaObject::invokeMethod(this, &CMainWindow::fitSourceTable, Qt::QueuedConnection);
     // No key is swallowed: the table handles it as well. QMainWindow has no filter of its own.
     return QObject::eventFilter(watched, event);
 }
