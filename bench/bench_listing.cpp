@@ -6,7 +6,7 @@
 // Prints CPU and wall seconds.
 
 #include "bench/usage.h"
-#include "tests/windowprobe.h"
+#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QApplication>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/windowprobe.h"
+#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QApplication>

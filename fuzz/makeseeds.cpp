@@ -6,7 +6,7 @@
 // file and one for those that convert several.
 
 #include "fuzz/fuzzinput.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QDir>
 #include <QFileInfo>

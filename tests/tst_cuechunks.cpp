@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/teststreams.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/teststreams.h"
+#include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
 
 #include <QTest>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/conversionprobe.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/conversion.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QDir>
 #include <QProcess>

@@ -4,9 +4,8 @@
 // The fortified read() of optimised builds could not be replaced.
 #undef _FORTIFY_SOURCE
 
-#include "tests/conversionprobe.h"
-#include "tests/conversions.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/conversion.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/conversionprobe.h"
-#include "tests/wavbuilder.h"
-#include "tests/windowprobe.h"
+#include "tests/support/conversion.h"
+#include "tests/support/wavbuilder.h"
+#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QDir>
@@ -23,11 +23,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-enum Conversion { Split, Combine, PlainCopy };
-
-const QList<QPair<Conversion, const char*>> g_conversions = {
-    {Split, "split"}, {Combine, "combine"}, {PlainCopy, "plain copy"}};
 
 constexpr Format g_mono = {};
 constexpr Format g_stereo = {.channels = 2};
@@ -114,17 +109,6 @@ struct Outcome
     Entries entries;
 };
 
-/// Converts. A plain copy tells no result.
-int convert(CWavConverter& converter, Conversion conversion)
-{
-    if (conversion == Split)
-        return converter.polyToMono();
-    if (conversion == Combine)
-        return converter.monoToPoly();
-    converter.plainToBwf();
-    return ConvertOk;
-}
-
 /// A take that was listed: stereo as take.wav for the split and the plain copy, two mono files
 /// take_01.wav and take_02.wav for the combine.
 class ListedTake
@@ -133,7 +117,7 @@ public:
     explicit ListedTake(Conversion conversion)
         : m_conversion(conversion)
     {
-        if (conversion == Combine) {
+        if (conversion == Conversion::Combine) {
             add(u"take_01.wav"_s, monoFile(g_left));
             add(u"take_02.wav"_s, monoFile(g_right));
         } else {
@@ -154,18 +138,18 @@ public:
 
     QString sourceName() const
     {
-        return m_conversion == Combine ? u"take_01.wav"_s : u"take.wav"_s;
+        return m_conversion == Conversion::Combine ? u"take_01.wav"_s : u"take.wav"_s;
     }
 
     /// The first or only output.
     QString outputName() const
     {
         switch (m_conversion) {
-        case Split:
+        case Conversion::Split:
             return u"take_01.wav"_s;
-        case Combine:
+        case Conversion::Combine:
             return u"take_combined.wav"_s;
-        case PlainCopy:
+        case Conversion::PlainToBwf:
             break;
         }
         return u"take_bwf.wav"_s;
@@ -175,12 +159,12 @@ public:
     Entries outputs() const
     {
         switch (m_conversion) {
-        case Split:
+        case Conversion::Split:
             return {{u"take_01.wav"_s, aFile(splitOutput(g_left))},
                     {u"take_02.wav"_s, aFile(splitOutput(g_right))}};
-        case Combine:
+        case Conversion::Combine:
             return {{outputName(), aFile(combineOutput({g_left, g_right}))}};
-        case PlainCopy:
+        case Conversion::PlainToBwf:
             break;
         }
         return {{outputName(), aFile(copyOutput(stereoFile()))}};
@@ -206,16 +190,17 @@ public:
     /// All stays as it is now.
     Outcome failure(int error, const QStringList& boxes) const
     {
-        return {m_conversion == PlainCopy ? int(ConvertOk) : error, boxes, everything()};
+        return {m_conversion == Conversion::PlainToBwf ? int(ConvertOk) : error, boxes,
+                everything()};
     }
 
     /// The plain copy says nothing of it, and only the combine removes its output.
     Outcome illegalFormat() const
     {
-        if (m_conversion == PlainCopy)
+        if (m_conversion == Conversion::PlainToBwf)
             return success({{outputName(), aFile({})}});
         Outcome outcome = failure(ConvertIllegalFormat, {errorText("Illegal file format.")});
-        if (m_conversion == Split)
+        if (m_conversion == Conversion::Split)
             outcome.entries[outputName()] = aFile({});
         return outcome;
     }
@@ -224,7 +209,7 @@ public:
     Outcome cutHeader(const QByteArray& copied) const
     {
         Outcome outcome = failure(ConvertDataRead, {errorText("Data read error.")});
-        if (m_conversion == PlainCopy)
+        if (m_conversion == Conversion::PlainToBwf)
             outcome.entries[outputName()] = aFile(withBext(0, {copied}));
         return outcome;
     }
@@ -233,7 +218,7 @@ public:
     Outcome notOpened(const QStringList& asked = {}) const
     {
         QStringList boxes = asked;
-        if (m_conversion != PlainCopy)
+        if (m_conversion != Conversion::PlainToBwf)
             boxes += errorText("Can not open file.");
         return failure(ConvertFileOpen, boxes);
     }
@@ -257,9 +242,9 @@ void checkConversion(ListedTake& take, const Outcome& expected,
 
 void addConversionRows()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     for (const auto& [conversion, name] : g_conversions)
-        QTest::newRow(name) << int(conversion);
+        QTest::newRow(name) << conversion;
 }
 
 /// A file that a conversion cannot do without.
@@ -270,18 +255,18 @@ struct SourceOfConversion
     const char* name;
 };
 constexpr std::array<SourceOfConversion, 4> g_sources = {{
-    {"source of the split", Split, "take.wav"},
-    {"first source of the combine", Combine, "take_01.wav"},
-    {"second source of the combine", Combine, "take_02.wav"},
-    {"source of the plain copy", PlainCopy, "take.wav"},
+    {"source of the split", Conversion::Split, "take.wav"},
+    {"first source of the combine", Conversion::Combine, "take_01.wav"},
+    {"second source of the combine", Conversion::Combine, "take_02.wav"},
+    {"source of the plain copy", Conversion::PlainToBwf, "take.wav"},
 }};
 
 void addSourceRows()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("source");
     for (const SourceOfConversion& used : g_sources)
-        QTest::newRow(used.title) << int(used.conversion) << QString::fromLatin1(used.name);
+        QTest::newRow(used.title) << used.conversion << QString::fromLatin1(used.name);
 }
 
 bool makePipe(const QString& path)
@@ -291,7 +276,8 @@ bool makePipe(const QString& path)
 
 QString question(const QString& name, Conversion conversion)
 {
-    return u"Output file already exists.\n"_s + (conversion == Combine ? u"\n"_s : QString()) + name
+    return u"Output file already exists.\n"_s
+           + (conversion == Conversion::Combine ? u"\n"_s : QString()) + name
            + u"\n\nDo you want to overwrite?"_s;
 }
 
@@ -460,24 +446,22 @@ private slots:
 
 void TestFaults::outputDirectoryThatTakesNoFile_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("outputDir");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s into a directory that is missing", name)
-            << int(conversion) << u"missing"_s;
-        QTest::addRow("%s into a regular file", name) << int(conversion) << u"regular"_s;
-        QTest::addRow("%s into a read-only directory", name) << int(conversion) << u"read-only"_s;
-        QTest::addRow("%s into a directory of the kernel", name)
-            << int(conversion) << u"/proc/self"_s;
+        QTest::addRow("%s into a directory that is missing", name) << conversion << u"missing"_s;
+        QTest::addRow("%s into a regular file", name) << conversion << u"regular"_s;
+        QTest::addRow("%s into a read-only directory", name) << conversion << u"read-only"_s;
+        QTest::addRow("%s into a directory of the kernel", name) << conversion << u"/proc/self"_s;
     }
 }
 
 void TestFaults::outputDirectoryThatTakesNoFile()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(QString, outputDir);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     take.put(u"regular"_s, "not a directory");
     const ReadOnlyDirectory readOnly(take.path(u"read-only"_s));
     if (outputDir == u"read-only"_s && !readOnly.isReadOnly()) {
@@ -491,9 +475,9 @@ void TestFaults::outputDirectoryThatTakesNoFile()
 
 void TestFaults::outputDirectoryGoneBetweenTwoOutputs()
 {
-    ListedTake take(Split);
+    ListedTake take(Conversion::Split);
     const QString out = take.path(u"out"_s);
-    const Outcome expected = take.notOpened({question(u"take_02.wav"_s, Split)});
+    const Outcome expected = take.notOpened({question(u"take_02.wav"_s, Conversion::Split)});
     QVERIFY(QDir().mkdir(out));
     QVERIFY(writeFile(out + u"/take_02.wav"_s, "old"));
     const OnceDuringConversion removal(isQuestionUp, [out] { QDir(out).removeRecursively(); });
@@ -502,22 +486,21 @@ void TestFaults::outputDirectoryGoneBetweenTwoOutputs()
 
 void TestFaults::outputGoneWhileItIsWritten_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isDirectoryGone");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("the file that a %s writes is removed", name) << int(conversion) << false;
-        QTest::addRow("the directory that a %s writes to is removed", name)
-            << int(conversion) << true;
+        QTest::addRow("the file that a %s writes is removed", name) << conversion << false;
+        QTest::addRow("the directory that a %s writes to is removed", name) << conversion << true;
     }
 }
 
 /// Every write succeeds, into a file that has no name any more.
 void TestFaults::outputGoneWhileItIsWritten()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const bool, isDirectoryGone);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QString out = take.path(u"out"_s);
     QVERIFY(QDir().mkdir(out));
     Outcome expected = take.failure(ConvertDataWrite, {errorText("Data write error.")});
@@ -535,40 +518,40 @@ void TestFaults::outputGoneWhileItIsWritten()
 
 void TestFaults::outputsAreOneFile_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isHardLink");
-    QTest::newRow("the outputs of a split are two names of one file") << int(Split) << true;
-    QTest::newRow("the second output of a split is a link to the first") << int(Split) << false;
+    QTest::newRow("the outputs of a split are two names of one file") << Conversion::Split << true;
+    QTest::newRow("the second output of a split is a link to the first")
+        << Conversion::Split << false;
     QTest::newRow("the outputs of a plain copy are two names of one file")
-        << int(PlainCopy) << true;
+        << Conversion::PlainToBwf << true;
     QTest::newRow("the second output of a plain copy is a link to the first")
-        << int(PlainCopy) << false;
+        << Conversion::PlainToBwf << false;
 }
 
 /// As tools leave them that keep equal files once. The user was asked twice and said Yes.
 void TestFaults::outputsAreOneFile()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const bool, isHardLink);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QByteArray nextFile = wavBytes({fmtChunk(g_stereo), dataChunk(g_left)});
-    if (conversion == PlainCopy)
+    if (conversion == Conversion::PlainToBwf)
         take.add(u"next.wav"_s, nextFile);
     const QString first = take.outputName();
-    const QString second = conversion == Split ? u"take_02.wav"_s : u"next_bwf.wav"_s;
+    const QString second = conversion == Conversion::Split ? u"take_02.wav"_s : u"next_bwf.wav"_s;
     take.put(first, "old");
     const QByteArray firstPath = QFile::encodeName(take.path(first));
     const QByteArray secondPath = QFile::encodeName(take.path(second));
     QCOMPARE((isHardLink ? ::link : ::symlink)(firstPath.constData(), secondPath.constData()), 0);
 
     const QByteArray last =
-        aFile(conversion == Split ? splitOutput(g_right) : copyOutput(nextFile));
+        aFile(conversion == Conversion::Split ? splitOutput(g_right) : copyOutput(nextFile));
     Outcome expected = take.success({{first, last}});
     if (isHardLink)
         expected.entries[second] = last;
-    expected.boxes = {question(first, Conversion(conversion)),
-                      question(second, Conversion(conversion))};
+    expected.boxes = {question(first, conversion), question(second, conversion)};
     checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes});
 }
 
@@ -591,8 +574,8 @@ void TestFaults::outputIsReadByAnotherRequest()
 
     const ConversionRun run =
         runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return firstRequest.polyToMono(); });
-    QCOMPARE(run.texts(),
-             QStringList({question(u"take_01.wav"_s, Split), errorText("Can not open file.")}));
+    QCOMPARE(run.texts(), QStringList({question(u"take_01.wav"_s, Conversion::Split),
+                                       errorText("Can not open file.")}));
     QCOMPARE(secondResult, int(ConvertFileOpen));
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(readFile(first), stereoFile());
@@ -602,22 +585,22 @@ void TestFaults::outputIsReadByAnotherRequest()
 
 void TestFaults::outputReplacedWhileItIsWritten_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isCancelled");
     for (const auto& [conversion, name] : g_conversions)
-        QTest::addRow("a %s that goes on to its end", name) << int(conversion) << false;
-    QTest::newRow("a split that is cancelled then") << int(Split) << true;
-    QTest::newRow("a combine that is cancelled then") << int(Combine) << true;
+        QTest::addRow("a %s that goes on to its end", name) << conversion << false;
+    QTest::newRow("a split that is cancelled then") << Conversion::Split << true;
+    QTest::newRow("a combine that is cancelled then") << Conversion::Combine << true;
 }
 
 /// Another program puts a file of its own in the place of the output. That one is no result of the
 /// conversion, nor the conversion's to remove.
 void TestFaults::outputReplacedWhileItIsWritten()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const bool, isCancelled);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     Outcome expected = isCancelled
                            ? take.failure(ConvertCancelled, {})
                            : take.failure(ConvertDataWrite, {errorText("Data write error.")});
@@ -637,19 +620,19 @@ void TestFaults::outputReplacedWhileItIsWritten()
 
 void TestFaults::outputNameIsADirectory()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(QDir(take.dir()).mkdir(take.outputName()));
-    checkConversion(take, take.notOpened({question(take.outputName(), Conversion(conversion))}),
+    checkConversion(take, take.notOpened({question(take.outputName(), conversion)}),
                     {QMessageBox::Yes, QMessageBox::Ok});
 }
 
 void TestFaults::outputNameIsADanglingLink()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(QFile::link(u"elsewhere"_s, take.path(take.outputName())));
     // The link stays, and its target comes to be.
     Entries outputs = take.outputs();
@@ -659,40 +642,39 @@ void TestFaults::outputNameIsADanglingLink()
 
 void TestFaults::outputNameIsALinkToNowhere()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(QFile::link(u"missing/elsewhere"_s, take.path(take.outputName())));
     checkConversion(take, take.notOpened());
 }
 
 void TestFaults::outputNameIsAPipe_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QMessageBox::StandardButton>("answer");
     QTest::addColumn<bool>("isLinked");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, to be overwritten", name)
-            << int(conversion) << QMessageBox::Yes << false;
+        QTest::addRow("%s, to be overwritten", name) << conversion << QMessageBox::Yes << false;
         QTest::addRow("%s, reached by a link, to be overwritten", name)
-            << int(conversion) << QMessageBox::Yes << true;
-        QTest::addRow("%s, to be kept", name) << int(conversion) << QMessageBox::Cancel << false;
+            << conversion << QMessageBox::Yes << true;
+        QTest::addRow("%s, to be kept", name) << conversion << QMessageBox::Cancel << false;
     }
 }
 
 /// Nobody reads at the other end, for which opening it would wait.
 void TestFaults::outputNameIsAPipe()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QMessageBox::StandardButton, answer);
     QFETCH(const bool, isLinked);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QString pipe = isLinked ? u"pipe"_s : take.outputName();
     QVERIFY(makePipe(take.path(pipe)));
     if (isLinked)
         QVERIFY(QFile::link(pipe, take.path(take.outputName())));
-    const QStringList asked = {question(take.outputName(), Conversion(conversion))};
+    const QStringList asked = {question(take.outputName(), conversion)};
     checkConversion(take,
                     answer == QMessageBox::Yes ? take.notOpened(asked)
                                                : take.failure(ConvertCancelled, asked),
@@ -702,9 +684,9 @@ void TestFaults::outputNameIsAPipe()
 /// Half of a surrogate pair has no bytes of its own; the toolkit puts others in its place.
 void TestFaults::outputDirectoryNameIsNoUnicode()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QString text = take.path(u"out "_s + QChar(0xD800));
     const QString directory = QFile::decodeName(QFile::encodeName(text));
     QVERIFY(directory != text);
@@ -712,29 +694,29 @@ void TestFaults::outputDirectoryNameIsNoUnicode()
     QVERIFY(writeFile(directory + u'/' + take.outputName(), "old"));
 
     const ConversionRun run = take.convert({QMessageBox::Yes}, text);
-    QCOMPARE(run.texts(), QStringList{question(take.outputName(), Conversion(conversion))});
+    QCOMPARE(run.texts(), QStringList{question(take.outputName(), conversion)});
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(everythingIn(directory), take.outputs());
 }
 
 void TestFaults::outputDirectoryNameHoldsAZeroCharacter_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isSource");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("behind the name of the source of a %s", name) << int(conversion) << true;
+        QTest::addRow("behind the name of the source of a %s", name) << conversion << true;
         QTest::addRow("behind the name of a file that a %s has no part in", name)
-            << int(conversion) << false;
+            << conversion << false;
     }
 }
 
 /// The system takes the name up to that character for the name of the output.
 void TestFaults::outputDirectoryNameHoldsAZeroCharacter()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const bool, isSource);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     take.put(u"other"_s, "of another program");
     const QString file = take.path(isSource ? take.sourceName() : u"other"_s);
     checkConversion(take, take.notOpened(), {QMessageBox::Ok}, file + QChar::Null + u"out"_s);
@@ -742,14 +724,14 @@ void TestFaults::outputDirectoryNameHoldsAZeroCharacter()
 
 void TestFaults::sourceIsNoFileAnyMore_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("successor");
     for (const char* successor : {"nothing", "a directory", "a pipe", "a link to nowhere",
                                   "a link to itself", "a link to a pipe"}) {
         for (const SourceOfConversion& used : g_sources) {
             QTest::addRow("%s, is %s now", used.title, successor)
-                << int(used.conversion) << QString::fromLatin1(used.name)
+                << used.conversion << QString::fromLatin1(used.name)
                 << QString::fromLatin1(successor);
         }
     }
@@ -757,11 +739,11 @@ void TestFaults::sourceIsNoFileAnyMore_data()
 
 void TestFaults::sourceIsNoFileAnyMore()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QString, source);
     QFETCH(const QString, successor);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QString path = take.path(source);
     QVERIFY(QFile::remove(path));
     const bool isLinked = successor.startsWith(u"a link");
@@ -777,9 +759,9 @@ void TestFaults::sourceIsNoFileAnyMore()
 /// There is no point in asking what is to become of an output that cannot be made.
 void TestFaults::sourceVanishedBesideAnExistingOutput()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(QFile::remove(take.path(take.sourceName())));
     QVERIFY(take.put(take.outputName(), "old"));
     checkConversion(take, take.notOpened());
@@ -787,7 +769,7 @@ void TestFaults::sourceVanishedBesideAnExistingOutput()
 
 void TestFaults::sourceVanishedBetweenTwoOutputs()
 {
-    ListedTake take(Split);
+    ListedTake take(Conversion::Split);
     Outcome expected = take.notOpened();
     expected.entries.remove(take.sourceName());
     expected.entries[take.outputName()] = take.outputs()[take.outputName()];
@@ -827,10 +809,10 @@ void TestFaults::splitWhoseReadsFail()
 
 void TestFaults::sourceIsNoWaveFileAnyMore()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QString, source);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QByteArray text = QByteArray("Nothing to hear here, move along.\n").repeated(3);
     QVERIFY(take.put(source, text));
     // Of the further files of a combine the bytes at the place of the samples are all that counts.
@@ -843,22 +825,22 @@ void TestFaults::sourceIsNoWaveFileAnyMore()
 
 void TestFaults::sourceIsCut_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("size"); // bytes that are left
     for (const auto& [conversion, name] : g_conversions) {
         // Cut within its samples a source keeps a split going for ever, and a combine until Cancel.
-        const int largest = conversion == PlainCopy ? 64 : 43;
+        const int largest = conversion == Conversion::PlainToBwf ? 64 : 43;
         for (int size = 0; size <= largest; ++size)
-            QTest::addRow("%s of %d bytes", name, size) << int(conversion) << size;
+            QTest::addRow("%s of %d bytes", name, size) << conversion << size;
     }
 }
 
 void TestFaults::sourceIsCut()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const int, size);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QByteArray whole = readFile(take.path(take.sourceName()));
     const QByteArray cut = whole.left(size);
     QVERIFY(take.put(take.sourceName(), cut));
@@ -875,11 +857,11 @@ void TestFaults::sourceIsCut()
     const bool hasFormat = size > 12;
     Entries outputs;
     switch (conversion) {
-    case Split:
+    case Conversion::Split:
         outputs[u"take_01.wav"_s] = outputs[u"take_02.wav"_s] = aFile(
             hasFormat ? withBext(g_start + 8 + 4, {fmtChunk(g_mono)}) : withBext(g_start, {}));
         break;
-    case Combine:
+    case Conversion::Combine:
         outputs[take.outputName()] = aFile(
             hasFormat ? withBext(g_start + 8 + 16, {fmtChunk(g_stereo)}) : withBext(g_start, {}));
         break;
@@ -892,19 +874,19 @@ void TestFaults::sourceIsCut()
 
 void TestFaults::sourceGrewByAChunk()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QString, source);
 
     const QByteArray added = chunk("LIST", "INFOISFT");
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(take.put(source, readFile(take.path(source)) + added));
     Entries outputs = take.outputs();
     switch (conversion) {
-    case Split:
+    case Conversion::Split:
         outputs[u"take_01.wav"_s] = aFile(splitOutput(g_left, {added}));
         outputs[u"take_02.wav"_s] = aFile(splitOutput(g_right, {added}));
         break;
-    case Combine:
+    case Conversion::Combine:
         // Only the chunks of the first file come through.
         if (source == take.sourceName())
             outputs[take.outputName()] = aFile(combineOutput({g_left, g_right}, added));
@@ -917,9 +899,9 @@ void TestFaults::sourceGrewByAChunk()
 
 void TestFaults::sourceGrewByStrayBytes()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QByteArray whole = readFile(take.path(take.sourceName()));
     QVERIFY(take.put(take.sourceName(), whole + "abc"));
     checkConversion(take, take.cutHeader(whole.mid(12)));
@@ -927,19 +909,19 @@ void TestFaults::sourceGrewByStrayBytes()
 
 void TestFaults::sourceHasAnotherFormatNow()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QString, source);
 
     const Format other = {.channels = 5, .bits = 32};
     const QByteArray samples = sampleBytes(40, 3);
     const QByteArray file = wavBytes({fmtChunk(other), dataChunk(samples)});
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     QVERIFY(take.put(source, file));
     // The listed format counts: frames of two 16-bit samples for the split, samples of 16 bits for
     // the combine.
     Entries outputs;
     switch (conversion) {
-    case Split: {
+    case Conversion::Split: {
         QByteArray left;
         QByteArray right;
         for (qsizetype frame = 0; frame < samples.size(); frame += 4) {
@@ -950,7 +932,7 @@ void TestFaults::sourceHasAnotherFormatNow()
         outputs[u"take_02.wav"_s] = aFile(splitOutput(right));
         break;
     }
-    case Combine: {
+    case Conversion::Combine: {
         const bool isFirst = source == take.sourceName();
         outputs[take.outputName()] =
             aFile(combineOutput({isFirst ? samples : g_left, isFirst ? g_right : samples}));
@@ -964,35 +946,37 @@ void TestFaults::sourceHasAnotherFormatNow()
 
 void TestFaults::sourceIsAlsoAnOutput_data()
 {
-    QTest::addColumn<int>("conversion");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("way");
-    QTest::newRow("the split's first output is its second source") << int(Split) << u"source"_s;
-    QTest::newRow("the combine's output is its third source") << int(Combine) << u"source"_s;
+    QTest::newRow("the split's first output is its second source")
+        << Conversion::Split << u"source"_s;
+    QTest::newRow("the combine's output is its third source") << Conversion::Combine << u"source"_s;
     QTest::newRow("the plain copy's first output is its second source")
-        << int(PlainCopy) << u"source"_s;
+        << Conversion::PlainToBwf << u"source"_s;
     for (const auto& [conversion, name] : g_conversions) {
         QTest::addRow("the output of the %s is a link to its source", name)
-            << int(conversion) << u"link"_s;
+            << conversion << u"link"_s;
         QTest::addRow("the output of the %s is another name of its source", name)
-            << int(conversion) << u"name"_s;
+            << conversion << u"name"_s;
     }
 }
 
 void TestFaults::sourceIsAlsoAnOutput()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
     QFETCH(const QString, way);
 
-    ListedTake take{Conversion(conversion)};
+    ListedTake take(conversion);
     const QByteArray output = QFile::encodeName(take.path(take.outputName()));
     const QByteArray source = QFile::encodeName(take.path(take.sourceName()));
     if (way == u"source"_s)
-        take.add(take.outputName(), conversion == Combine ? monoFile(g_left) : stereoFile());
+        take.add(take.outputName(),
+                 conversion == Conversion::Combine ? monoFile(g_left) : stereoFile());
     else if (way == u"link"_s)
         QCOMPARE(::symlink(source.constData(), output.constData()), 0);
     else
         QCOMPARE(::link(source.constData(), output.constData()), 0);
-    checkConversion(take, take.notOpened({question(take.outputName(), Conversion(conversion))}),
+    checkConversion(take, take.notOpened({question(take.outputName(), conversion)}),
                     {QMessageBox::Yes, QMessageBox::Ok});
 }
 
@@ -1080,9 +1064,9 @@ void TestFaults::oddNameIsListedAndConverted()
     QVERIFY(writeFile(path, stereoFile()));
     const QString base = dir + u'/' + stem;
     const QList<QPair<Conversion, QStringList>> steps = {
-        {Split, {path}},
-        {PlainCopy, {path}},
-        {Combine, {base + u"_01.wav"_s, base + u"_02.wav"_s}},
+        {Conversion::Split, {path}},
+        {Conversion::PlainToBwf, {path}},
+        {Conversion::Combine, {base + u"_01.wav"_s, base + u"_02.wav"_s}},
     };
     for (const auto& [conversion, paths] : steps) {
         const Sources sources(paths);
@@ -1104,7 +1088,7 @@ void TestFaults::oddNameIsListedAndConverted()
 
 void TestFaults::longestNameHasNoRoomForAnOutput()
 {
-    QFETCH(const int, conversion);
+    QFETCH(const Conversion, conversion);
 
     const QTemporaryDir dir;
     const QString path = dir.filePath(QString(248, u'x') + u"_01.wav"_s);
@@ -1113,8 +1097,8 @@ void TestFaults::longestNameHasNoRoomForAnOutput()
     const Sources sources({path});
     CWavConverter converter(nullptr, sources.list());
     const ConversionRun run =
-        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, Conversion(conversion)); });
-    const bool isCopy = conversion == PlainCopy;
+        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+    const bool isCopy = conversion == Conversion::PlainToBwf;
     QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
     QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText("Can not open file.")});
     QCOMPARE(everythingIn(dir.path()), before);

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/messageboxanswer.h"
-#include "tests/wavbuilder.h"
-#include "tests/windowprobe.h"
+#include "tests/support/messageboxanswer.h"
+#include "tests/support/wavbuilder.h"
+#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QDir>

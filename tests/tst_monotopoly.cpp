@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/conversionprobe.h"
-#include "tests/softlimit.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/conversion.h"
+#include "tests/support/softlimit.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/conversionprobe.h"
-#include "tests/conversionrequest.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/conversion.h"
+#include "tests/support/conversionrequest.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QTest>
 

@@ -3,7 +3,7 @@
 
 #include "convert/samplecopy.h"
 
-#include "tests/wavbuilder.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QTest>
 

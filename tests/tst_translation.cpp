@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/windowdesk.h"
+#include "tests/support/windowdesk.h"
 
 #include <QFileDialog>
 #include <QHeaderView>

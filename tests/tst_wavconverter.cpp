@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "convert/wavconverter.h"
-#include "tests/messageboxanswer.h"
-#include "tests/teststreams.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/messageboxanswer.h"
+#include "tests/support/teststreams.h"
+#include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 

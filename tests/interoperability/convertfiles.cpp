@@ -4,7 +4,7 @@
 // convertfiles split|combine|copy OUTPUT-DIRECTORY FILE...: runs one conversion and prints the
 // boxes it showed, if any. Exits with the result of the conversion.
 
-#include "tests/conversionprobe.h"
+#include "tests/support/conversion.h"
 
 #include <QApplication>
 

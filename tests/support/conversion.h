@@ -4,7 +4,7 @@
 #pragma once
 
 #include "convert/wavconverter.h"
-#include "tests/messageboxanswer.h"
+#include "tests/support/messageboxanswer.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /// @file
@@ -67,6 +68,31 @@ public:
 private:
     std::vector<std::unique_ptr<CWavFileItem>> m_items;
 };
+
+/// What a request can do.
+enum class Conversion { Split, Combine, PlainToBwf };
+
+/// All of them, with the words that stand for them in the names of rows.
+constexpr std::pair<Conversion, const char*> g_conversions[] = {
+    {Conversion::Split, "split"},
+    {Conversion::Combine, "combine"},
+    {Conversion::PlainToBwf, "plain copy"},
+};
+
+/// Converts, and returns the result. A plain copy tells none, which counts as success.
+inline int convert(CWavConverter& converter, Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        return converter.polyToMono();
+    case Conversion::Combine:
+        return converter.monoToPoly();
+    case Conversion::PlainToBwf:
+        break;
+    }
+    converter.plainToBwf();
+    return ConvertOk;
+}
 
 /// The text of the box of an error.
 inline QString errorText(const char* sentence)

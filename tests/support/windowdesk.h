@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "tests/messageboxanswer.h"
-#include "tests/wavbuilder.h"
-#include "tests/windowprobe.h"
+#include "tests/support/messageboxanswer.h"
+#include "tests/support/wavbuilder.h"
+#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QDir>

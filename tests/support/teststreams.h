@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "tests/wavbuilder.h"
+#include "tests/support/wavbuilder.h"
 
 #include <QBuffer>
 #include <QDataStream>

@@ -3,17 +3,12 @@
 
 #pragma once
 
-#include "tests/conversionprobe.h"
-#include "tests/wavbuilder.h"
+#include "tests/support/conversion.h"
+#include "tests/support/tempdir.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QDirIterator>
-#include <QFileInfo>
-#include <QMap>
 #include <QPointer>
 #include <QProgressBar>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <filesystem>
@@ -21,9 +16,6 @@
 
 /// @file
 /// A conversion request as a test row: the directory before it, the answers, the directory after.
-
-/// Contents by name relative to the test's directory.
-using Files = QMap<QString, QByteArray>;
 
 struct Request
 {
@@ -39,27 +31,6 @@ struct Request
     int result = 0;
     QStringList boxes = {}; ///< texts
 };
-
-inline bool writeFiles(const QDir& dir, const Files& files)
-{
-    for (auto file = files.cbegin(); file != files.cend(); ++file) {
-        const QString path = dir.filePath(file.key());
-        if (!dir.mkpath(QFileInfo(path).path()) || !writeFile(path, file.value()))
-            return false;
-    }
-    return true;
-}
-
-inline Files filesIn(const QDir& dir)
-{
-    Files files;
-    QDirIterator entries(dir.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        files[dir.relativeFilePath(path)] = readFile(path);
-    }
-    return files;
-}
 
 /// @p file with zeros for the date and the time of the generated `bext` chunk behind its RIFF
 /// header, provided that they read like a date and a time of the last minute.
@@ -118,14 +89,14 @@ public:
     explicit PreparedRequest(const Request& request)
         : m_request(request)
     {
-        if (!m_temporaryDir.isValid() || !prepare())
+        if (!prepare())
             qFatal("The files of the request cannot be written.");
     }
 
     QWidget* window() { return &m_window; }
     CWavConverter& converter() { return *m_converter; }
-    QString path(const QString& name) const { return dir().filePath(name); }
-    Files files() const { return filesIn(dir()); }
+    QString path(const QString& name) const { return m_dir.path(name); }
+    Files files() const { return m_dir.files(); }
 
     /// Everything that the directory is to hold after the request.
     Files expectedFiles() const
@@ -140,13 +111,10 @@ public:
     }
 
 private:
-    QDir dir() const { return QDir(m_temporaryDir.path()); }
-
     bool prepare()
     {
         const Files& listed = m_request.listed.isEmpty() ? m_request.before : m_request.listed;
-        if (!writeFiles(dir(), listed))
-            return false;
+        m_dir.add(listed);
         for (const QString& name : m_request.sources) {
             CWavFileItem* item = m_sources.add(path(name));
             for (const int channel : m_request.disabled)
@@ -154,7 +122,8 @@ private:
         }
         for (const QString& name : listed.keys())
             QFile::remove(path(name));
-        if (!writeFiles(dir(), m_request.before) || !makeLinks())
+        m_dir.add(m_request.before);
+        if (!makeLinks())
             return false;
         m_converter = std::make_unique<CWavConverter>(&m_window, m_sources.list());
         if (!m_request.outputDir.isEmpty())
@@ -179,7 +148,7 @@ private:
     }
 
     Request m_request;
-    QTemporaryDir m_temporaryDir;
+    TempDir m_dir;
     QWidget m_window;
     Sources m_sources;
     std::unique_ptr<CWavConverter> m_converter;
