@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/support/conversion.h"
+#include "convert/samplecopy.h"
 #include "tests/support/conversionrequest.h"
-#include "tests/support/wavbuilder.h"
+#include "tests/support/progresswatch.h"
 
 #include <QTest>
 
@@ -13,12 +13,8 @@ namespace {
 
 // What the parts of an output add to its RIFF size: a chunk that is not `data` counts 4 bytes and
 // its header, whatever its length.
-constexpr qint64 g_riff = 12;
-constexpr qint64 g_bext = 866;
-constexpr qint64 g_header = 8;
-constexpr qint64 g_chunk = 8 + 4;
-
-constexpr qint64 g_blockSize = 524288; // bytes of source data moved at once
+constexpr int g_header = g_chunkHeaderSize;
+constexpr int g_chunk = g_header + 4;
 
 const Format g_stereo16 = {.channels = 2, .bits = 16};
 
@@ -55,8 +51,8 @@ QByteArray polyFile(const Format& format, const QByteArrayList& channels)
 QByteArray monoFile(const Format& poly, const QByteArray& samples)
 {
     const QByteArray padded = samples + QByteArray(samples.size() % 2, '\0');
-    return wavBytes({bextWithoutDate(), fmtChunk(monoOf(poly)), dataChunk(padded)},
-                    g_riff + g_bext + g_chunk + g_header + padded.size());
+    return outputBytes({fmtChunk(monoOf(poly)), dataChunk(padded)},
+                       g_chunk + g_header + padded.size());
 }
 
 QString outputName(qsizetype channel)
@@ -96,7 +92,7 @@ Request plainTake(const Format& format, const QByteArray& samples, const QByteAr
             .outputs = monoFiles(format, channels)};
 }
 
-/// A take of these chunks and the two outputs.
+/// A take of these chunks and its two outputs.
 Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first, const QByteArray& second)
 {
     return {.before = {{u"take.wav"_s, wavBytes(chunks)}}, .outputs = outputsOf({first, second})};
@@ -107,12 +103,6 @@ Request failingTake(const QByteArrayList& chunks, int result, const char* senten
     return {.before = {{u"take.wav"_s, wavBytes(chunks)}},
             .result = result,
             .boxes = {errorText(sentence)}};
-}
-
-/// A generated `bext` chunk, @p chunks and the RIFF size that goes with it.
-QByteArray datedFile(const QByteArrayList& chunks, qint64 riffSize)
-{
-    return wavBytes(QByteArrayList{bextWithoutDate()} + chunks, riffSize);
 }
 
 int split(CWavConverter& converter)
@@ -126,6 +116,13 @@ const QByteArray g_first = "AaCc";
 const QByteArray g_second = "BbDd";
 const QByteArray g_monoFmt = fmtChunk(monoOf(g_stereo16));
 
+/// A take of these chunks, with g_frames as its data, and the two outputs: the second has g_second
+/// where @p first has g_first.
+Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first)
+{
+    return chunkedTake(chunks, first, QByteArray(first).replace(g_first, g_second));
+}
+
 /// The outputs for g_frames with further chunks before and behind fmt and data.
 Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList& copiedBefore,
                        const QByteArrayList& copiedBehind)
@@ -134,14 +131,14 @@ Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList&
         const QByteArrayList chunks =
             copiedBefore + QByteArrayList{g_monoFmt, dataChunk(samples)} + copiedBehind;
         const qint64 copied = copiedBefore.size() + copiedBehind.size();
-        return datedFile(chunks, g_riff + g_bext + g_chunk + g_header + 4 + copied * g_chunk);
+        return outputBytes(chunks, g_chunk + g_header + 4 + copied * g_chunk);
     };
-    return chunkedTake(sourceChunks, output(g_first), output(g_second));
+    return chunkedTake(sourceChunks, output(g_first));
 }
 
 } // namespace
 
-class TestPolyToMono : public QObject
+class tst_PolyToMono : public QObject
 {
     Q_OBJECT
 
@@ -164,7 +161,6 @@ private slots:
     void cancels();
     void cancelWithoutFurtherFramesComesTooLate_data();
     void cancelWithoutFurtherFramesComesTooLate();
-    void showsItsProgressAtOnce();
     void shownValues_data();
     void shownValues();
     void headersOfLargeDataSizes_data();
@@ -173,7 +169,7 @@ private slots:
     void rangesOfLargeRiffSizes();
 };
 
-void TestPolyToMono::sampleFormats_data()
+void tst_PolyToMono::sampleFormats_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -181,17 +177,17 @@ void TestPolyToMono::sampleFormats_data()
     QTest::newRow("8-bit stereo with an odd number of frames has padded data")
         << wholeTake({.channels = 2, .bits = 8}, 1001);
     QTest::newRow("24-bit stereo over two blocks of whole 6-byte frames")
-        << wholeTake({.channels = 2, .bits = 24}, g_blockSize / 6 + 1001);
+        << wholeTake({.channels = 2, .bits = 24}, g_blockBytes / 6 + 1001);
     QTest::newRow("24-bit with three channels over three blocks of whole 9-byte frames")
-        << wholeTake({.channels = 3, .bits = 24}, 2 * (g_blockSize / 9) + 1);
+        << wholeTake({.channels = 3, .bits = 24}, 2 * (g_blockBytes / 9) + 1);
     QTest::newRow("24-bit with six channels over two blocks of whole 18-byte frames")
-        << wholeTake({.channels = 6, .bits = 24}, g_blockSize / 18 + 2);
+        << wholeTake({.channels = 6, .bits = 24}, g_blockBytes / 18 + 2);
     QTest::newRow("24-bit with eight channels over two blocks of whole 24-byte frames")
-        << wholeTake({.channels = 8, .bits = 24}, g_blockSize / 24 + 3);
-    QTest::newRow("16-bit stereo of exactly one block") << wholeTake(g_stereo16, g_blockSize / 4);
-    QTest::newRow("16-bit stereo of exactly two blocks") << wholeTake(g_stereo16, g_blockSize / 2);
+        << wholeTake({.channels = 8, .bits = 24}, g_blockBytes / 24 + 3);
+    QTest::newRow("16-bit stereo of exactly one block") << wholeTake(g_stereo16, g_blockBytes / 4);
+    QTest::newRow("16-bit stereo of exactly two blocks") << wholeTake(g_stereo16, g_blockBytes / 2);
     QTest::newRow("16-bit stereo one frame longer than a block")
-        << wholeTake(g_stereo16, g_blockSize / 4 + 1);
+        << wholeTake(g_stereo16, g_blockBytes / 4 + 1);
     QTest::newRow("32-bit with four channels at 96000 Hz")
         << wholeTake({.channels = 4, .bits = 32, .rate = 96000}, 777);
     QTest::newRow("32-bit floating point keeps its format tag")
@@ -201,11 +197,9 @@ void TestPolyToMono::sampleFormats_data()
         << chunkedTake({fmtChunk({.channels = 2, .tag = 0xFFFE},
                                  le16(22) + le16(16) + le32(3) + QByteArray(16, 'G')),
                         dataChunk(g_frames)},
-                       monoFile({.channels = 2, .tag = 0xFFFE}, g_first),
-                       monoFile({.channels = 2, .tag = 0xFFFE}, g_second));
-    QTest::newRow("a format of 18 bytes becomes one of 16")
-        << chunkedTake({fmtChunk(g_stereo16, le16(0)), dataChunk(g_frames)},
-                       monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second));
+                       monoFile({.channels = 2, .tag = 0xFFFE}, g_first));
+    QTest::newRow("a format of 18 bytes becomes one of 16") << chunkedTake(
+        {fmtChunk(g_stereo16, le16(0)), dataChunk(g_frames)}, monoFile(g_stereo16, g_first));
     QTest::newRow("no samples at all") << wholeTake(g_stereo16, 0);
     QTest::newRow("half a frame at the end leaves a zero byte and a pad byte")
         << plainTake(g_stereo16, "AaBbCc", {QByteArray("Aa\0", 3), QByteArray("Bb\0", 3)});
@@ -215,13 +209,13 @@ void TestPolyToMono::sampleFormats_data()
         << plainTake({.channels = 2, .bits = 8}, "AbCdE", {"AC", "bd"});
 }
 
-void TestPolyToMono::sampleFormats()
+void tst_PolyToMono::sampleFormats()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::inconsistentFormats_data()
+void tst_PolyToMono::inconsistentFormats_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -253,17 +247,17 @@ void TestPolyToMono::inconsistentFormats_data()
 
     // The whole first block is 0x41 and its samples fill the front of the output buffer, then the
     // second block brings two frames.
-    const QByteArray block(g_blockSize, 'A');
-    const QByteArray samples(g_blockSize / 4, 'A');
-    const QByteArray rest(g_blockSize / 4, '\0');
+    const QByteArray block(g_blockBytes, 'A');
+    const QByteArray samples(g_blockBytes / 4, 'A');
+    const QByteArray rest(g_blockBytes / 4, '\0');
     QTest::newRow("what no frame of the second block fills is left from the first")
         << plainTake({.channels = 2, .bits = 8, .blockAlign = 4}, block + "BbCcDdEe",
                      {samples + rest + "BDAA", samples + rest + "bdAA"});
 
     // Three bytes out of every two: the output buffer takes two thirds of a block's frames and the
     // start of one more.
-    const QByteArray narrow = sampleBytes(g_blockSize, 3);
-    QByteArray overlapping(g_blockSize, '\0');
+    const QByteArray narrow = sampleBytes(g_blockBytes, 3);
+    QByteArray overlapping(g_blockBytes, '\0');
     for (qsizetype i = 0; i < overlapping.size(); ++i)
         overlapping[i] = narrow[2 * (i / 3) + i % 3];
     QTest::newRow("samples wider than their frames fill a whole block") << plainTake(
@@ -275,18 +269,18 @@ void TestPolyToMono::inconsistentFormats_data()
     QTest::newRow("a mono source of more than half a block comes out as one file")
         << wholeTake(mono, 262144 / 2 + 1);
     QTest::newRow("a mono source of several blocks comes out as one file")
-        << wholeTake({.channels = 1, .bits = 24}, g_blockSize);
+        << wholeTake({.channels = 1, .bits = 24}, g_blockBytes);
     QTest::newRow("a mono source with samples twice as wide as its frames") << plainTake(
         {.channels = 1, .bits = 32, .blockAlign = 2}, "ABCDEF", {QByteArray("ABCDCD")});
 }
 
-void TestPolyToMono::inconsistentFormats()
+void tst_PolyToMono::inconsistentFormats()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::chunks_data()
+void tst_PolyToMono::chunks_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -323,56 +317,41 @@ void TestPolyToMono::chunks_data()
     QTest::newRow("a bext behind an odd chunk is not found, so there are two") << takeWithChunks(
         {fmt, data, paddedChunk("note", "abc"), bext}, {}, {paddedChunk("note", "abc"), bext});
 
-    QTest::newRow("data before fmt stays before it") << chunkedTake(
-        {data, fmt}, datedFile({dataChunk(g_first), g_monoFmt}, g_riff + g_bext + audio),
-        datedFile({dataChunk(g_second), g_monoFmt}, g_riff + g_bext + audio));
-    QTest::newRow("two data chunks are both split")
-        << chunkedTake({fmt, data, dataChunk("EeFfGgHhIiJj")},
-                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk("EeGgIi")},
-                                 g_riff + g_bext + audio + g_header + 6),
-                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk("FfHhJj")},
-                                 g_riff + g_bext + audio + g_header + 6));
-    QTest::newRow("the buffers of a second data chunk are fresh")
-        << chunkedTake({fmt, data, dataChunk("EeFfG")},
-                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk("Ee")},
-                                 g_riff + g_bext + audio + g_header + 2),
-                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk("Ff")},
-                                 g_riff + g_bext + audio + g_header + 2));
+    QTest::newRow("data before fmt stays before it")
+        << chunkedTake({data, fmt}, outputBytes({dataChunk(g_first), g_monoFmt}, audio));
+    QTest::newRow("two data chunks are both split") << chunkedTake(
+        {fmt, data, dataChunk("EeFfGgHhIiJj")},
+        outputBytes({g_monoFmt, dataChunk(g_first), dataChunk("EeGgIi")}, audio + g_header + 6),
+        outputBytes({g_monoFmt, dataChunk(g_second), dataChunk("FfHhJj")}, audio + g_header + 6));
+    QTest::newRow("the buffers of a second data chunk are fresh") << chunkedTake(
+        {fmt, data, dataChunk("EeFfG")},
+        outputBytes({g_monoFmt, dataChunk(g_first), dataChunk("Ee")}, audio + g_header + 2),
+        outputBytes({g_monoFmt, dataChunk(g_second), dataChunk("Ff")}, audio + g_header + 2));
     QTest::newRow("half a frame in a second data chunk is zero")
         << chunkedTake({fmt, data, dataChunk("Ee")},
-                       datedFile({g_monoFmt, dataChunk(g_first), dataChunk(QByteArray(2, '\0'))},
-                                 g_riff + g_bext + audio + g_header + 2),
-                       datedFile({g_monoFmt, dataChunk(g_second), dataChunk(QByteArray(2, '\0'))},
-                                 g_riff + g_bext + audio + g_header + 2));
-    QTest::newRow("every fmt becomes the format of the first") << chunkedTake(
-        {fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
-        datedFile({g_monoFmt, dataChunk(g_first), g_monoFmt}, g_riff + g_bext + audio + g_chunk),
-        datedFile({g_monoFmt, dataChunk(g_second), g_monoFmt}, g_riff + g_bext + audio + g_chunk));
+                       outputBytes({g_monoFmt, dataChunk(g_first), dataChunk(QByteArray(2, '\0'))},
+                                   audio + g_header + 2));
+    QTest::newRow("every fmt becomes the format of the first")
+        << chunkedTake({fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
+                       outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
 
     QTest::newRow("a bext at the start is copied, none is generated")
-        << chunkedTake({bext, fmt, data},
-                       wavBytes({bext, g_monoFmt, dataChunk(g_first)}, g_riff + audio + g_chunk),
-                       wavBytes({bext, g_monoFmt, dataChunk(g_second)}, g_riff + audio + g_chunk));
+        << chunkedTake({bext, fmt, data}, wavBytes({bext, g_monoFmt, dataChunk(g_first)},
+                                                   g_riffHeaderSize + audio + g_chunk));
     QTest::newRow("a bext at the end stays at the end") << chunkedTake(
-        {fmt, data, evenList, bext},
-        wavBytes({g_monoFmt, dataChunk(g_first), evenList, bext}, g_riff + audio + 2 * g_chunk),
-        wavBytes({g_monoFmt, dataChunk(g_second), evenList, bext}, g_riff + audio + 2 * g_chunk));
+        {fmt, data, evenList, bext}, wavBytes({g_monoFmt, dataChunk(g_first), evenList, bext},
+                                              g_riffHeaderSize + audio + 2 * g_chunk));
     QTest::newRow("an empty bext counts as one") << chunkedTake(
-        {fmt, data, chunk("bext", "")},
-        wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "")}, g_riff + audio + g_chunk),
-        wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "")}, g_riff + audio + g_chunk));
+        {fmt, data, chunk("bext", "")}, wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "")},
+                                                 g_riffHeaderSize + audio + g_chunk));
     QTest::newRow("two bext chunks are both copied")
         << chunkedTake({bext, fmt, data, chunk("bext", "second")},
                        wavBytes({bext, g_monoFmt, dataChunk(g_first), chunk("bext", "second")},
-                                g_riff + audio + 2 * g_chunk),
-                       wavBytes({bext, g_monoFmt, dataChunk(g_second), chunk("bext", "second")},
-                                g_riff + audio + 2 * g_chunk));
+                                g_riffHeaderSize + audio + 2 * g_chunk));
     QTest::newRow("an odd bext is copied without rounding")
         << chunkedTake({fmt, data, chunk("bext", "abc"), evenList},
                        wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), evenList},
-                                g_riff + audio + 2 * g_chunk),
-                       wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "abc"), evenList},
-                                g_riff + audio + 2 * g_chunk));
+                                g_riffHeaderSize + audio + 2 * g_chunk));
 
     // With a pad byte nobody skips, the next header is read one byte early: id "\0LIS" and the
     // size made of "T" and the first three bytes of the real one, 'T' + 256 x 4.
@@ -382,36 +361,33 @@ void TestPolyToMono::chunks_data()
         << chunkedTake(
                {fmt, data, chunk("bext", "abc"), QByteArray(1, '\0'), chunk("LIST", "info")},
                wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), shifted},
-                        g_riff + audio + 2 * g_chunk),
-               wavBytes({g_monoFmt, dataChunk(g_second), chunk("bext", "abc"), shifted},
-                        g_riff + audio + 2 * g_chunk));
+                        g_riffHeaderSize + audio + 2 * g_chunk));
     QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
-        << chunkedTake({fmt, dataChunk("AaBbC"), QByteArray(1, '\0'), chunk("LIST", "info")},
-                       datedFile({g_monoFmt, dataChunk("Aa"), shifted},
-                                 g_riff + g_bext + g_chunk + g_header + 2 + g_chunk),
-                       datedFile({g_monoFmt, dataChunk("Bb"), shifted},
-                                 g_riff + g_bext + g_chunk + g_header + 2 + g_chunk));
+        << chunkedTake(
+               {fmt, dataChunk("AaBbC"), QByteArray(1, '\0'), chunk("LIST", "info")},
+               outputBytes({g_monoFmt, dataChunk("Aa"), shifted}, g_chunk + g_header + 2 + g_chunk),
+               outputBytes({g_monoFmt, dataChunk("Bb"), shifted},
+                           g_chunk + g_header + 2 + g_chunk));
 
     // The skip over the body of such a fmt moves nothing, so its 16 bytes are read as a chunk: tag
     // and channels are the id, the rate is the size.
     const Format slow = {.channels = 2, .bits = 16, .rate = 8};
     const QByteArray bodyAsChunk = slow.body();
     const auto slowOutput = [&](const QByteArray& samples) {
-        return datedFile({dataChunk(samples), fmtChunk(monoOf(slow)), bodyAsChunk},
-                         g_riff + g_bext + audio + g_chunk);
+        return outputBytes({dataChunk(samples), fmtChunk(monoOf(slow)), bodyAsChunk},
+                           audio + g_chunk);
     };
     QTest::newRow("the body of a fmt of 2^31 bytes is not skipped")
-        << chunkedTake({data, chunk("fmt ", slow.body(), qint64(1) << 31)}, slowOutput(g_first),
-                       slowOutput(g_second));
+        << chunkedTake({data, chunk("fmt ", slow.body(), qint64(1) << 31)}, slowOutput(g_first));
 }
 
-void TestPolyToMono::chunks()
+void tst_PolyToMono::chunks()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::channelsAndSources_data()
+void tst_PolyToMono::channelsAndSources_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -438,8 +414,6 @@ void TestPolyToMono::channelsAndSources_data()
                    .disabled = {1}};
     QTest::newRow("all channels disabled yield nothing, without a word")
         << Request{.before = {{u"take.wav"_s, fourFile}}, .disabled = {1, 2, 3, 4}};
-    QTest::newRow("no source yields nothing, without a word")
-        << Request{.before = {{u"take.wav"_s, fourFile}}, .sources = {}};
 
     const Format ten = {.channels = 10, .bits = 16};
     const QByteArrayList tenChannels = channelsOf(ten, 33);
@@ -476,26 +450,10 @@ void TestPolyToMono::channelsAndSources_data()
     const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
     const Format eight = {.channels = 8, .bits = 16};
     const QByteArrayList eightChannels = channelsOf(eight, 5);
-    QTest::newRow("eight channels next to the source are named _01 to _08") << Request{
-        .before = {{u"rec/take.wav"_s, polyFile(eight, eightChannels)}},
-        .sources = {u"rec/take.wav"_s},
-        .outputs = named({u"rec/take_01.wav"_s, u"rec/take_02.wav"_s, u"rec/take_03.wav"_s,
-                          u"rec/take_04.wav"_s, u"rec/take_05.wav"_s, u"rec/take_06.wav"_s,
-                          u"rec/take_07.wav"_s, u"rec/take_08.wav"_s},
-                         monoFiles(eight, eightChannels).values())};
-    QTest::newRow("the output directory takes the outputs")
-        << Request{.before = {{u"rec/take.wav"_s, stereoFile}, {u"out/other.txt"_s, "kept"}},
-                   .sources = {u"rec/take.wav"_s},
-                   .outputs = named({u"out/take_01.wav"_s, u"out/take_02.wav"_s}, monos),
-                   .outputDir = u"out"_s};
     QTest::newRow("only the last extension is cut off the name")
         << Request{.before = {{u"day.1.take.WAV"_s, stereoFile}},
                    .sources = {u"day.1.take.WAV"_s},
                    .outputs = named({u"day.1.take_01.wav"_s, u"day.1.take_02.wav"_s}, monos)};
-    QTest::newRow("placeholders in a name stay as they are")
-        << Request{.before = {{u"%1/take %2 %1.wav"_s, stereoFile}},
-                   .sources = {u"%1/take %2 %1.wav"_s},
-                   .outputs = named({u"%1/take %2 %1_01.wav"_s, u"%1/take %2 %1_02.wav"_s}, monos)};
     QTest::newRow("the format is the one that was listed, not the one in the file now")
         << Request{.before = {{u"take.wav"_s, polyFile({.channels = 4, .bits = 8}, g_frames)}},
                    .outputs = outputsOf(monos),
@@ -509,13 +467,13 @@ void TestPolyToMono::channelsAndSources_data()
                    .outputs = outputsOf(monos)};
 }
 
-void TestPolyToMono::channelsAndSources()
+void tst_PolyToMono::channelsAndSources()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::failures_data()
+void tst_PolyToMono::failures_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -529,16 +487,6 @@ void TestPolyToMono::failures_data()
 
     QTest::newRow("a source that is gone cannot be opened")
         << Request{.listed = {{u"take.wav"_s, good}}, .result = 2, .boxes = {cannotOpen}};
-    QTest::newRow("an output directory that is not there")
-        << Request{.before = {{u"take.wav"_s, good}},
-                   .outputDir = u"nowhere"_s,
-                   .result = 2,
-                   .boxes = {cannotOpen}};
-    QTest::newRow("an output directory that is a file")
-        << Request{.before = {{u"take.wav"_s, good}, {u"file"_s, "kept"}},
-                   .outputDir = u"file"_s,
-                   .result = 2,
-                   .boxes = {cannotOpen}};
     QTest::newRow("a directory with the name of the second output leaves the first")
         << Request{.before = {{u"take.wav"_s, good}, {u"take_02.wav/inside"_s, "kept"}},
                    .outputs = {{u"take_01.wav"_s, monos[0]}},
@@ -571,12 +519,6 @@ void TestPolyToMono::failures_data()
 
     const QByteArray noBlocks =
         wavBytes({fmtChunk({.channels = 2, .bits = 16, .blockAlign = 0}), data});
-    QTest::newRow("a block align of 0 touches nothing")
-        << Request{.before = {{u"take.wav"_s, noBlocks}}, .result = 8, .boxes = {illegal}};
-    QTest::newRow("a block align of 0 does not ask about an output that is there")
-        << Request{.before = {{u"take.wav"_s, noBlocks}, {u"take_01.wav"_s, "old"}},
-                   .result = 8,
-                   .boxes = {illegal}};
     QTest::newRow("a block align of 0 with an output directory that is not there")
         << Request{.before = {{u"take.wav"_s, noBlocks}},
                    .outputDir = u"nowhere"_s,
@@ -621,13 +563,13 @@ void TestPolyToMono::failures_data()
                    .boxes = {unreadable}};
 }
 
-void TestPolyToMono::failures()
+void tst_PolyToMono::failures()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::existingOutputs_data()
+void tst_PolyToMono::existingOutputs_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -663,9 +605,6 @@ void TestPolyToMono::existingOutputs_data()
                               .result = 10,
                               .boxes = {overwriteQuestion(u"take_03.wav"_s)}};
     QTest::newRow("Cancel for the third output leaves the first two, without a word") << declined;
-    Request closed = declined;
-    closed.answers = {QMessageBox::NoButton};
-    QTest::newRow("Escape is a Cancel") << closed;
     QTest::newRow("Cancel for the first source ends the request")
         << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, poly}, {u"take_01.wav"_s, "old"}},
                    .sources = {u"take.wav"_s, u"b.wav"_s},
@@ -695,22 +634,15 @@ void TestPolyToMono::existingOutputs_data()
         .outputDir = u"out"_s,
         .answers = {QMessageBox::Yes, QMessageBox::Yes},
         .boxes = {overwriteQuestion(u"take_01.wav"_s), overwriteQuestion(u"take_01.wav"_s)}};
-    QTest::newRow("the question names the file without its directory, placeholders kept")
-        << Request{.before = {{u"rec/%1.wav"_s, poly}, {u"out %2/%1_01.wav"_s, "old"}},
-                   .sources = {u"rec/%1.wav"_s},
-                   .outputDir = u"out %2"_s,
-                   .answers = {QMessageBox::Cancel},
-                   .result = 10,
-                   .boxes = {overwriteQuestion(u"%1_01.wav"_s)}};
 }
 
-void TestPolyToMono::existingOutputs()
+void tst_PolyToMono::existingOutputs()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::sourcesAsOutputs_data()
+void tst_PolyToMono::sourcesAsOutputs_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -719,12 +651,6 @@ void TestPolyToMono::sourcesAsOutputs_data()
     const QStringList boxes = {overwriteQuestion(u"take_01.wav"_s),
                                errorText("Can not open file.")};
 
-    QTest::newRow("an output with the name of another source is refused")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"take_01.wav"_s, other}},
-                   .sources = {u"take.wav"_s, u"take_01.wav"_s},
-                   .answers = {QMessageBox::Yes},
-                   .result = 2,
-                   .boxes = boxes};
     QTest::newRow("the second output is refused, the first stays")
         << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, other}},
                    .sources = {u"take.wav"_s, u"take_02.wav"_s},
@@ -732,18 +658,6 @@ void TestPolyToMono::sourcesAsOutputs_data()
                    .answers = {QMessageBox::Yes},
                    .result = 2,
                    .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
-    QTest::newRow("an output that is a link to its source is refused")
-        << Request{.before = {{u"take.wav"_s, poly}},
-                   .links = {{u"take_01.wav"_s, u"take.wav"_s}},
-                   .answers = {QMessageBox::Yes},
-                   .result = 2,
-                   .boxes = boxes};
-    QTest::newRow("an output that is a hard link to its source is refused")
-        << Request{.before = {{u"take.wav"_s, poly}},
-                   .hardLinks = {{u"take_01.wav"_s, u"take.wav"_s}},
-                   .answers = {QMessageBox::Yes},
-                   .result = 2,
-                   .boxes = boxes};
     QTest::newRow("an output that is a link to a later source is refused")
         << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}},
                    .sources = {u"take.wav"_s, u"b.wav"_s},
@@ -751,12 +665,6 @@ void TestPolyToMono::sourcesAsOutputs_data()
                    .answers = {QMessageBox::Yes},
                    .result = 2,
                    .boxes = boxes};
-    QTest::newRow("an output that is a source can be declined without a word")
-        << Request{.before = {{u"take.wav"_s, poly}},
-                   .links = {{u"take_01.wav"_s, u"take.wav"_s}},
-                   .answers = {QMessageBox::Cancel},
-                   .result = 10,
-                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
     QTest::newRow("an output that is a link to some other file is written through the link")
         << Request{.before = {{u"take.wav"_s, poly}, {u"other.wav"_s, other}},
                    .outputs = {{u"other.wav"_s, monoFile(g_stereo16, g_first)},
@@ -766,20 +674,20 @@ void TestPolyToMono::sourcesAsOutputs_data()
                    .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
 }
 
-void TestPolyToMono::sourcesAsOutputs()
+void tst_PolyToMono::sourcesAsOutputs()
 {
     QFETCH(Request, request);
     checkRequest(request, split);
 }
 
-void TestPolyToMono::cancels_data()
+void tst_PolyToMono::cancels_data()
 {
     QTest::addColumn<Request>("request");
     QTest::addColumn<QString>("output");
     QTest::addColumn<int>("atValue");
     QTest::addColumn<int>("atLook");
 
-    const qsizetype frames = 3 * g_blockSize / 4;
+    const qsizetype frames = 3 * g_blockBytes / 4;
     Request longTake = wholeTake(g_stereo16, frames);
     longTake.result = 10;
     Request firstKept = longTake;
@@ -787,13 +695,13 @@ void TestPolyToMono::cancels_data()
     Request nothingKept = longTake;
     nothingKept.outputs.clear();
 
-    const int atStart = 12 + 866 + 12 + 8;
+    const int atStart = g_outputStart + g_chunk + g_header;
     QTest::newRow("in the first block of the first output")
         << nothingKept << u"take_01.wav"_s << atStart << 1;
     QTest::newRow("in the second block of the first output")
-        << nothingKept << u"take_01.wav"_s << atStart + int(g_blockSize / 2) << 1;
+        << nothingKept << u"take_01.wav"_s << atStart + int(g_blockBytes / 2) << 1;
     QTest::newRow("in the third block of the second output, which leaves the first")
-        << firstKept << u"take_02.wav"_s << atStart + int(g_blockSize) << 1;
+        << firstKept << u"take_02.wav"_s << atStart + int(g_blockBytes) << 1;
 
     // With a RIFF size this small no value is within the range of the dialog, and events come
     // through with every frame.
@@ -813,7 +721,7 @@ void TestPolyToMono::cancels_data()
         << twoSources << u"take_01.wav"_s << -1 << 200;
 }
 
-void TestPolyToMono::cancels()
+void tst_PolyToMono::cancels()
 {
     QFETCH(Request, request);
     QFETCH(QString, output);
@@ -821,9 +729,9 @@ void TestPolyToMono::cancels()
     QFETCH(int, atLook);
 
     PreparedRequest prepared(request);
-    const ImpatientProgress impatient(prepared.window());
+    const ProgressWatch impatient(makeImpatient);
     int looks = 0;
-    CancelClicker clicker([&](const QProgressDialog& dialog) {
+    CancelClicker clicker([&](QProgressDialog& dialog) {
         const bool isOutput = dialog.labelText().endsWith(output);
         return isOutput && dialog.value() >= atValue && ++looks == atLook;
     });
@@ -835,7 +743,7 @@ void TestPolyToMono::cancels()
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
-void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
+void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
 {
     QTest::addColumn<Request>("request");
     QTest::addColumn<int>("atValue");
@@ -844,31 +752,30 @@ void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
     const QByteArray wide = chunk("JUNK", sampleBytes(8000));
     const QByteArray note = chunk("note", "four");
     const auto output = [&](const QByteArray& samples) {
-        return datedFile({wide, g_monoFmt, dataChunk(samples), note, note},
-                         g_riff + g_bext + 2 * g_chunk + g_header + samples.size() + 2 * g_chunk);
+        return outputBytes({wide, g_monoFmt, dataChunk(samples), note, note},
+                           2 * g_chunk + g_header + samples.size() + 2 * g_chunk);
     };
-    const int noteDone = g_riff + g_bext + 2 * g_chunk + g_header + 4 + g_chunk;
-    QTest::newRow("before the last of two chunks behind the data")
-        << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note},
-                       output(g_first), output(g_second))
-        << noteDone;
+    const int noteDone = g_outputStart + 2 * g_chunk + g_header + 4 + g_chunk;
+    QTest::newRow("before the last of two chunks behind the data") << chunkedTake(
+        {wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note}, output(g_first))
+                                                                   << noteDone;
     QTest::newRow("before the format of a take with data of less than a frame")
         << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk("Aa"), note, note},
                        output(QByteArray(2, '\0')), output(QByteArray(2, '\0')))
-        << int(g_riff + g_bext + g_chunk);
+        << g_outputStart + g_chunk;
     QTest::newRow("before the format of a take without samples") << chunkedTake(
         {wide, fmtChunk(g_stereo16), dataChunk({}), note, note}, output({}), output({}))
-                                                                 << int(g_riff + g_bext + g_chunk);
+                                                                 << g_outputStart + g_chunk;
 }
 
-void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate()
+void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate()
 {
     QFETCH(Request, request);
     QFETCH(int, atValue);
 
     PreparedRequest prepared(request);
     const CancelClicker clicker(
-        [atValue](const QProgressDialog& dialog) { return dialog.value() == atValue; });
+        [atValue](QProgressDialog& dialog) { return dialog.value() == atValue; });
     const ConversionRun run = runAnswered({}, [&] { return prepared.converter().polyToMono(); });
 
     QVERIFY(clicker.wasClicked());
@@ -877,51 +784,32 @@ void TestPolyToMono::cancelWithoutFurtherFramesComesTooLate()
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
-void TestPolyToMono::showsItsProgressAtOnce()
-{
-    const Request request = wholeTake(g_stereo16, 1001);
-    PreparedRequest prepared(request);
-    const ProgressWatch watch(prepared.window());
-    QCOMPARE(prepared.converter().polyToMono(), 0);
-
-    const int maximum = (int(request.before[u"take.wav"_s].size()) - 8) / 2;
-    const QList<SeenProgress> expected = {
-        {u"Converting...\ntake_01.wav"_s, maximum, true, Qt::WindowModal},
-        {u"Converting...\ntake_02.wav"_s, maximum, true, Qt::WindowModal}};
-    QVERIFY(watch.seen() == expected);
-}
-
-void TestPolyToMono::shownValues_data()
+void tst_PolyToMono::shownValues_data()
 {
     QTest::addColumn<QByteArrayList>("chunks");
     QTest::addColumn<QList<int>>("values"); // all but the maximum at the end
 
     const QByteArray fmt = fmtChunk(g_stereo16);
     const QByteArray wide = chunk("JUNK", sampleBytes(4000));
-    const QByteArray data = dataChunk(sampleBytes(2 * g_blockSize + 8));
-    const int half = g_blockSize / 2; // what a block leaves in one channel
+    const QByteArray data = dataChunk(sampleBytes(2 * g_blockBytes + 8));
+    const int half = g_blockBytes / 2; // what a block leaves in one channel
     const int rest = 4;
 
-    const int start = g_riff + g_bext;
+    const int start = g_outputStart;
     const int samples = start + 2 * g_chunk + g_header;
     QTest::newRow("each chunk, and each block with what lies before it")
         << QByteArrayList{wide, fmt, data, chunk("note", "four")}
-        << QList<int>{start + int(g_chunk),
-                      samples - int(g_header),
-                      samples,
-                      samples + half,
-                      samples + 2 * half,
-                      samples + 2 * half + rest + int(g_chunk)};
+        << QList<int>{start + g_chunk, samples - g_header, samples,
+                      samples + half,  samples + 2 * half, samples + 2 * half + rest + g_chunk};
     QTest::newRow("an odd channel with its pad byte")
         << QByteArrayList{wide, fmt, dataChunk(sampleBytes(6)), chunk("note", "four")}
-        << QList<int>{start + int(g_chunk), samples - int(g_header), samples,
-                      samples + 3 + 1 + int(g_chunk)};
-    const int own = g_riff + 3 * g_chunk + g_header; // with a bext that is copied
+        << QList<int>{start + g_chunk, samples - g_header, samples, samples + 3 + 1 + g_chunk};
+    const int own = g_riffHeaderSize + 3 * g_chunk + g_header; // with a bext that is copied
     QTest::newRow("a bext of the source counts like any other chunk")
         << QByteArrayList{wide, chunk("bext", sampleBytes(603)), fmt, data}
-        << QList<int>{int(g_riff + g_chunk),
-                      int(g_riff + 2 * g_chunk),
-                      own - int(g_header),
+        << QList<int>{int(g_riffHeaderSize + g_chunk),
+                      int(g_riffHeaderSize + 2 * g_chunk),
+                      own - g_header,
                       own,
                       own + half,
                       own + 2 * half};
@@ -929,26 +817,26 @@ void TestPolyToMono::shownValues_data()
         << QByteArrayList{fmt, dataChunk(g_frames)} << QList<int>{};
 }
 
-void TestPolyToMono::shownValues()
+void tst_PolyToMono::shownValues()
 {
     QFETCH(QByteArrayList, chunks);
     QFETCH(QList<int>, values);
     const Request request = {.before = {{u"take.wav"_s, wavBytes(chunks)}}};
     PreparedRequest prepared(request);
-    const ValueWatch watch(prepared.window());
+    const ProgressWatch watch;
     QCOMPARE(prepared.converter().polyToMono(), 0);
 
     const int maximum = (int(request.before[u"take.wav"_s].size()) - 8) / 2;
     values.append(maximum);
-    QCOMPARE(watch.shown().size(), 2);
+    QCOMPARE(watch.seen().size(), 2);
     for (int k = 0; k < 2; ++k) {
-        QCOMPARE(watch.shown()[k].label, u"Converting...\n"_s + outputName(k + 1));
-        QCOMPARE(watch.shown()[k].maximum, maximum);
-        QCOMPARE(watch.shown()[k].values, values);
+        QCOMPARE(watch.seen()[k].label, u"Converting...\n"_s + outputName(k + 1));
+        QCOMPARE(watch.seen()[k].maximum, maximum);
+        QCOMPARE(watch.seen()[k].values, values);
     }
 }
 
-void TestPolyToMono::headersOfLargeDataSizes_data()
+void tst_PolyToMono::headersOfLargeDataSizes_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<quint32>("sourceSize");
@@ -960,20 +848,20 @@ void TestPolyToMono::headersOfLargeDataSizes_data()
 }
 
 /// The file holds much less than it claims, so the header is looked at before Cancel is pressed.
-void TestPolyToMono::headersOfLargeDataSizes()
+void tst_PolyToMono::headersOfLargeDataSizes()
 {
     QFETCH(int, channels);
     QFETCH(quint32, sourceSize);
     QFETCH(quint32, outputSize);
     const Format format = {.channels = channels, .bits = 8};
     const QByteArray source = wavBytes(
-        {fmtChunk(format), dataChunk(sampleBytes(channels * 3 * g_blockSize), sourceSize)}, 100);
+        {fmtChunk(format), dataChunk(sampleBytes(channels * 3 * g_blockBytes), sourceSize)}, 100);
     const Request request = {.before = {{u"take.wav"_s, source}}, .result = 10};
     PreparedRequest prepared(request);
-    const ImpatientProgress impatient(prepared.window());
+    const ProgressWatch impatient(makeImpatient);
     QByteArray header;
-    const CancelClicker clicker([&](const QProgressDialog&) {
-        header = readFile(prepared.path(u"take_01.wav"_s)).mid(12 + 866 + 24, 8);
+    const CancelClicker clicker([&](QProgressDialog&) {
+        header = readFile(prepared.path(u"take_01.wav"_s)).mid(g_outputStart + g_fmtChunkSize, 8);
         return header.size() == 8;
     });
     const ConversionRun run = runAnswered({}, [&] { return prepared.converter().polyToMono(); });
@@ -982,7 +870,7 @@ void TestPolyToMono::headersOfLargeDataSizes()
     QCOMPARE(run.result, 10);
 }
 
-void TestPolyToMono::rangesOfLargeRiffSizes_data()
+void tst_PolyToMono::rangesOfLargeRiffSizes_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<quint32>("riffSize");
@@ -996,7 +884,7 @@ void TestPolyToMono::rangesOfLargeRiffSizes_data()
     QTest::newRow("2^32 - 1 in one channel is a negative number") << 1 << 0xFFFFFFFFu << 0;
 }
 
-void TestPolyToMono::rangesOfLargeRiffSizes()
+void tst_PolyToMono::rangesOfLargeRiffSizes()
 {
     QFETCH(int, channels);
     QFETCH(quint32, riffSize);
@@ -1008,13 +896,13 @@ void TestPolyToMono::rangesOfLargeRiffSizes()
     const Request request = {.before = {{u"take.wav"_s, file}},
                              .outputs = monoFiles(format, samples)};
     PreparedRequest prepared(request);
-    const ValueWatch watch(prepared.window());
+    const ProgressWatch watch;
     QCOMPARE(prepared.converter().polyToMono(), 0);
-    QCOMPARE(watch.shown().size(), channels);
-    for (const ShownValues& shown : watch.shown())
+    QCOMPARE(watch.seen().size(), channels);
+    for (const SeenProgress& shown : watch.seen())
         QCOMPARE(shown.maximum, maximum);
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
-QTEST_MAIN(TestPolyToMono)
+QTEST_MAIN(tst_PolyToMono)
 #include "tst_polytomono.moc"

@@ -5,11 +5,9 @@
 
 #include "convert/wavconverter.h"
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/progresswatch.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
-
-#include <QProgressDialog>
-#include <QPushButton>
 
 #include <functional>
 #include <memory>
@@ -27,6 +25,16 @@ inline std::unique_ptr<CWavFileItem> itemOf(const QString& path)
     if (!file.open(QIODevice::ReadOnly) || !readWavInfo(&file, &info))
         return nullptr;
     return std::make_unique<CWavFileItem>(path, info);
+}
+
+/// The header of a mono file of 16 bits, as a listing reads it.
+inline WavInfo monoInfo()
+{
+    WavInfo info = {};
+    info.fmt.channels = 1;
+    info.fmt.blockAlign = 2;
+    info.fmt.bitsPerSample = 16;
+    return info;
 }
 
 /// The items of a request; they outlive it.
@@ -53,6 +61,12 @@ public:
     {
         m_items.push_back(std::move(item));
         return m_items.back().get();
+    }
+
+    /// An item whose header was read as @p info, whatever became of its file since.
+    CWavFileItem* add(const QString& path, const WavInfo& info)
+    {
+        return add(std::make_unique<CWavFileItem>(path, info));
     }
 
     CWavFileItem* at(size_t index) const { return m_items.at(index).get(); }
@@ -124,31 +138,3 @@ inline ConversionRun runAnswered(const QList<QMessageBox::StandardButton>& answe
     const int result = convert();
     return {result, answer.boxes()};
 }
-
-/// Clicks the cancel button of a progress dialog, as a person would, as soon as @p isTime says so.
-class CancelClicker : public QObject
-{
-public:
-    explicit CancelClicker(std::function<bool(const QProgressDialog&)> isTime)
-        : m_isTime(std::move(isTime))
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] { look(); });
-        m_timer.start(0);
-    }
-
-    bool wasClicked() const { return m_clicked; }
-
-private:
-    void look()
-    {
-        auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
-        if (m_clicked || !dialog || !m_isTime(*dialog))
-            return;
-        m_clicked = true;
-        QTest::mouseClick(dialog->findChild<QPushButton*>(), Qt::LeftButton);
-    }
-
-    std::function<bool(const QProgressDialog&)> m_isTime;
-    QTimer m_timer;
-    bool m_clicked = false;
-};

@@ -7,8 +7,6 @@
 #include "tests/support/tempdir.h"
 
 #include <QDateTime>
-#include <QPointer>
-#include <QProgressBar>
 #include <QTest>
 
 #include <filesystem>
@@ -36,7 +34,8 @@ struct Request
 /// header, provided that they read like a date and a time of the last minute.
 inline QByteArray withoutRecentDate(const QByteArray& file)
 {
-    const QString written = QString::fromLatin1(file.mid(12 + 8 + 320, 18));
+    const QString written =
+        QString::fromLatin1(file.mid(g_riffHeaderSize + g_chunkHeaderSize + 320, 18));
     const QDateTime moment = QDateTime::fromString(written, QStringLiteral("yyyy-MM-ddhh:mm:ss"));
     const qint64 age = moment.isValid() ? moment.secsTo(QDateTime::currentDateTime()) : -1;
     return age >= 0 && age <= 60 ? withoutDate(file) : file;
@@ -46,7 +45,8 @@ inline QByteArray withoutRecentDate(const QByteArray& file)
 /// chunk is expected with zeros for date and time.
 inline QString difference(const QByteArray& actual, const QByteArray& expected)
 {
-    const bool isDated = expected.mid(12, bextWithoutDate().size()) == bextWithoutDate();
+    const bool isDated =
+        expected.mid(g_riffHeaderSize, bextWithoutDate().size()) == bextWithoutDate();
     const QByteArray got = isDated ? withoutRecentDate(actual) : actual;
     if (got == expected)
         return {};
@@ -172,95 +172,3 @@ inline void checkRequest(const Request& request, const std::function<int(CWavCon
         QCOMPARE(box.parent, prepared.window());
     }
 }
-
-/// What a progress dialog showed when events came through for the first time.
-struct SeenProgress
-{
-    QString label;
-    int maximum = 0;
-    bool visible = false;
-    Qt::WindowModality modality = Qt::NonModal;
-
-    bool operator==(const SeenProgress& other) const = default;
-};
-
-/// Looks at every progress dialog that a window gets.
-class ProgressWatch : public QObject
-{
-public:
-    explicit ProgressWatch(const QWidget* window)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this, window] {
-            const auto* dialog = window->findChild<QProgressDialog*>();
-            if (dialog && (m_seen.isEmpty() || m_seen.last().label != dialog->labelText())) {
-                m_seen.append({dialog->labelText(), dialog->maximum(), dialog->isVisible(),
-                               dialog->windowModality()});
-            }
-        });
-        m_timer.start(0);
-    }
-
-    const QList<SeenProgress>& seen() const { return m_seen; }
-
-private:
-    QList<SeenProgress> m_seen;
-    QTimer m_timer;
-};
-
-/// The values that a progress dialog showed from its first event on, each change once.
-struct ShownValues
-{
-    QString label;
-    int maximum = 0;
-    QList<int> values;
-
-    bool operator==(const ShownValues& other) const = default;
-};
-
-/// Follows the bar of every progress dialog that a window gets.
-class ValueWatch : public QObject
-{
-public:
-    explicit ValueWatch(const QWidget* window)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this, window] {
-            const auto* dialog = window->findChild<QProgressDialog*>();
-            if (dialog && !m_bar)
-                follow(*dialog);
-        });
-        m_timer.start(0);
-    }
-
-    const QList<ShownValues>& shown() const { return m_shown; }
-
-private:
-    void follow(const QProgressDialog& dialog)
-    {
-        m_shown.append({dialog.labelText(), dialog.maximum(), {}});
-        m_bar = dialog.findChild<QProgressBar*>();
-        connect(m_bar, &QProgressBar::valueChanged, this,
-                [this](int value) { m_shown.last().values.append(value); });
-    }
-
-    QList<ShownValues> m_shown;
-    QPointer<QProgressBar> m_bar;
-    QTimer m_timer;
-};
-
-/// Lets the progress dialogs of a window act as if the work had already taken some seconds: they
-/// appear, and let events through, with the next value.
-class ImpatientProgress : public QObject
-{
-public:
-    explicit ImpatientProgress(const QWidget* window)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [window] {
-            if (auto* dialog = window->findChild<QProgressDialog*>())
-                dialog->setMinimumDuration(0);
-        });
-        m_timer.start(0);
-    }
-
-private:
-    QTimer m_timer;
-};

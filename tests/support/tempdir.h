@@ -37,8 +37,22 @@ public:
             qFatal("Can not make a directory: %s", qPrintable(m_dir.errorString()));
     }
 
+    explicit TempDir(const Files& files)
+        : TempDir()
+    {
+        add(files);
+    }
+
     QString path() const { return m_dir.path(); }
     QString path(const QString& name) const { return m_dir.filePath(name); }
+    QStringList paths(const QStringList& names) const
+    {
+        QStringList paths;
+        for (const QString& name : names)
+            paths.append(path(name));
+        return paths;
+    }
+
     QByteArray bytes(const QString& name) const { return readFile(path(name)); }
 
     /// Writes a file and makes the folders it lies in. Returns its path.

@@ -3,13 +3,12 @@
 
 #pragma once
 
-#include "tests/support/wavbuilder.h"
+#include "tests/support/tempdir.h"
 
 #include <QBuffer>
 #include <QDataStream>
 #include <QFile>
 #include <QList>
-#include <QTemporaryDir>
 
 #include <limits>
 
@@ -18,7 +17,7 @@ class FileStream
 {
 public:
     explicit FileStream(const QByteArray& bytes, QIODevice::OpenMode mode = QIODevice::ReadOnly)
-        : file(m_dir.filePath(QStringLiteral("take.wav")))
+        : file(m_dir.path(QStringLiteral("take.wav")))
         , stream(&file)
     {
         if (!writeFile(file.fileName(), bytes) || !file.open(mode))
@@ -34,7 +33,7 @@ public:
     }
 
 private:
-    QTemporaryDir m_dir;
+    TempDir m_dir;
 
 public:
     QFile file;

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "wave/wavrecords.h"
+
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QFile>
@@ -11,6 +13,18 @@
 
 /// @file
 /// Builds WAV files from readable parts, so that offsets and sizes can be counted in a test row.
+
+/// Bytes of a `fmt ` chunk as it is written.
+inline constexpr int g_fmtChunkSize = g_chunkHeaderSize + g_fmtBodySize;
+
+/// Bytes of a generated `bext` chunk.
+inline constexpr int g_bextChunkSize = 866;
+
+/// Where the first chunk behind a generated `bext` chunk starts: what the running size counts then.
+inline constexpr int g_outputStart = g_riffHeaderSize + g_bextChunkSize;
+
+/// Where the samples of a source of `fmt ` and `data` chunk start.
+inline constexpr int g_sampleStart = g_riffHeaderSize + g_fmtChunkSize + g_chunkHeaderSize;
 
 /// A number of two or four bytes as it lies in a file.
 inline QByteArray le16(quint16 value)
@@ -106,6 +120,15 @@ inline QByteArray bextWithoutDate()
 {
     return "bext" + le32(858) + QByteArray(256, '\0') + QByteArray("VELMAR Splicora")
            + QByteArray(858 - 256 - 15, '\0');
+}
+
+/// An output: RIFF header, generated `bext` chunk without its date, and @p chunks. The running size
+/// counts @p counted bytes of the chunks where a number is given, else all.
+inline QByteArray outputBytes(const QByteArrayList& chunks, qint64 counted = -1)
+{
+    const QByteArray joined = chunks.join();
+    return wavBytes({bextWithoutDate(), joined},
+                    g_outputStart + (counted < 0 ? joined.size() : counted));
 }
 
 /// @p file with zeros for the 18 characters of date and time of the generated `bext` chunk that
