@@ -1,33 +1,19 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "convert/wavconverter.h"
-#include "tests/support/messageboxanswer.h"
+#include "tests/support/conversion.h"
+#include "tests/support/progresswatch.h"
+#include "tests/support/tempdir.h"
 #include "tests/support/teststreams.h"
-#include "tests/support/wavbuilder.h"
-#include "wave/chunks.h"
-#include "wave/wavfileitem.h"
 
 #include <QDir>
-#include <QDirIterator>
-#include <QFileInfo>
-#include <QPointer>
-#include <QProgressBar>
-#include <QProgressDialog>
-#include <QPushButton>
-#include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <vector>
 
 using namespace Qt::Literals::StringLiterals;
-
-enum class Function { Split, Combine, Bwf };
-Q_DECLARE_METATYPE(Function)
 
 namespace {
 
@@ -35,9 +21,6 @@ using Status = QDataStream::Status;
 
 const Format g_mono = {1, 16, 48000};
 constexpr int g_channelBytes = 12; // six samples of 16 bits
-constexpr quint32 g_startSize = 12 + 866; // RIFF header and generated bext chunk
-
-const QString g_errorText = u"An error occurred during a convert operation.\n\n"_s;
 
 /// The samples of a channel, which has its own in every file.
 QByteArray channelBytes(int channel, int file = 0)
@@ -57,8 +40,8 @@ QByteArray sourceBytes(int channels, int file = 0)
 /// What the split makes of one channel of such a file, without date and time.
 QByteArray splitBytes(int channel)
 {
-    return wavBytes({bextWithoutDate(), fmtChunk(g_mono), dataChunk(channelBytes(channel))},
-                    g_startSize + (8 + 4) + (8 + g_channelBytes));
+    return outputBytes({fmtChunk(g_mono), dataChunk(channelBytes(channel))},
+                       (8 + 4) + (8 + g_channelBytes));
 }
 
 /// What the combine makes of the mono files 0 to count - 1, without date and time.
@@ -67,116 +50,14 @@ QByteArray combinedBytes(int count)
     QByteArrayList samples;
     for (int file = 0; file < count; ++file)
         samples.append(channelBytes(1, file));
-    return wavBytes(
-        {bextWithoutDate(), fmtChunk({count, 16, 48000}), dataChunk(interleaved(samples, 2))},
-        g_startSize + (8 + 16) + (8 + count * g_channelBytes));
+    return outputBytes({fmtChunk({count, 16, 48000}), dataChunk(interleaved(samples, 2))},
+                       (8 + 16) + (8 + count * g_channelBytes));
 }
 
-/// What the plain-to-BWF conversion makes of a source, without date and time.
+/// What the plain copy makes of a source, without date and time.
 QByteArray bwfBytes(const QByteArray& source)
 {
-    return wavBytes({bextWithoutDate(), source.mid(12)}, g_startSize + source.size() - 12);
-}
-
-/// Stays in a directory of its own, which is the current one as long as it lives.
-class WorkDirectory
-{
-public:
-    WorkDirectory()
-        : m_before(QDir::currentPath())
-    {
-        QDir::setCurrent(m_dir.path());
-    }
-    ~WorkDirectory() { QDir::setCurrent(m_before); }
-    Q_DISABLE_COPY_MOVE(WorkDirectory)
-
-    QString path(const QString& name) const { return m_dir.filePath(name); }
-
-    QByteArray bytes(const QString& name) const { return readFile(path(name)); }
-
-    /// Writes a file and, where they are missing, the folders it lies in.
-    void add(const QString& name, const QByteArray& bytes) const
-    {
-        addFolder(QFileInfo(name).path());
-        if (!writeFile(path(name), bytes))
-            qFatal("Can not write %s.", qPrintable(name));
-    }
-
-    void addFolder(const QString& name) const
-    {
-        if (!QDir(m_dir.path()).mkpath(name))
-            qFatal("Can not make the folder %s.", qPrintable(name));
-    }
-
-    /// The names of all files, those in folders as "folder/name", in order.
-    QStringList names() const
-    {
-        QStringList names;
-        QDirIterator it(m_dir.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (it.hasNext())
-            names.append(QDir(m_dir.path()).relativeFilePath(it.next()));
-        names.sort();
-        return names;
-    }
-
-private:
-    QTemporaryDir m_dir;
-    QString m_before;
-};
-
-/// Items of files that are there, as the file list makes them.
-class Sources
-{
-public:
-    void add(const QString& path)
-    {
-        QFile file(path);
-        WavInfo info = {};
-        if (!file.open(QIODevice::ReadOnly) || !readWavInfo(&file, &info))
-            qFatal("Can not read %s.", qPrintable(path));
-        add(path, info);
-    }
-
-    void add(const QString& path, const WavInfo& info)
-    {
-        m_items.push_back(std::make_unique<CWavFileItem>(path, info));
-    }
-
-    QList<CWavFileItem*> list() const
-    {
-        QList<CWavFileItem*> list;
-        for (const auto& item : m_items)
-            list.append(item.get());
-        return list;
-    }
-
-private:
-    std::vector<std::unique_ptr<CWavFileItem>> m_items;
-};
-
-/// The header of a mono file as the file list read it, whatever became of the file since.
-WavInfo monoInfo()
-{
-    WavInfo info = {};
-    info.fmt.channels = 1;
-    info.fmt.blockAlign = 2;
-    info.fmt.bitsPerSample = 16;
-    return info;
-}
-
-/// Runs one conversion; the one without a result counts as a success.
-int run(CWavConverter& converter, Function function)
-{
-    switch (function) {
-    case Function::Split:
-        return converter.polyToMono();
-    case Function::Combine:
-        return converter.monoToPoly();
-    case Function::Bwf:
-        converter.plainToBwf();
-        break;
-    }
-    return ConvertOk;
+    return outputBytes({source.mid(g_riffHeaderSize)});
 }
 
 QStringList sorted(QStringList names)
@@ -184,53 +65,6 @@ QStringList sorted(QStringList names)
     names.sort();
     return names;
 }
-
-/// What a person could see of a progress dialog when the conversion first let events through.
-struct SeenProgress
-{
-    QString title;
-    QString spokenTitle;
-    QString spokenBar;
-    QString label;
-    QString cancelText;
-    bool visible = false;
-    Qt::WindowModality modality = Qt::NonModal;
-    int minimum = -1;
-    int maximum = -1;
-    const QWidget* parent = nullptr;
-};
-
-/// Notes every progress dialog during its life.
-class ProgressProbe : public QObject
-{
-public:
-    ProgressProbe()
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] { look(); });
-        m_timer.start(0);
-    }
-
-    const QList<SeenProgress>& dialogs() const { return m_seen; }
-
-private:
-    void look()
-    {
-        const auto widgets = QApplication::topLevelWidgets();
-        for (const QWidget* widget : widgets) {
-            const auto* dialog = qobject_cast<const QProgressDialog*>(widget);
-            if (!dialog || (!m_seen.isEmpty() && m_seen.last().label == dialog->labelText()))
-                continue;
-            m_seen.append({dialog->windowTitle(), dialog->accessibleName(),
-                           dialog->findChild<QProgressBar*>()->accessibleName(),
-                           dialog->labelText(), dialog->findChild<QPushButton*>()->text(),
-                           dialog->isVisible(), dialog->windowModality(), dialog->minimum(),
-                           dialog->maximum(), dialog->parentWidget()});
-        }
-    }
-
-    QTimer m_timer;
-    QList<SeenProgress> m_seen;
-};
 
 bool isOpenInThisProcess(const QString& path)
 {
@@ -241,34 +75,6 @@ bool isOpenInThisProcess(const QString& path)
         return QFile::symLinkTarget(descriptors.filePath(number)) == path;
     });
 }
-
-/// Looks whether a file is open at the moment at which a progress dialog of a window shows its
-/// maximum.
-class MaximumWatch : public QObject
-{
-public:
-    MaximumWatch(const QWidget* window, const QString& path)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this, window, path] {
-            const auto* dialog = window->findChild<QProgressDialog*>();
-            if (!dialog || m_bar)
-                return;
-            m_bar = dialog->findChild<QProgressBar*>();
-            connect(m_bar, &QProgressBar::valueChanged, this, [this, path](int value) {
-                if (value == m_bar->maximum())
-                    m_openAtMaximum.append(isOpenInThisProcess(path));
-            });
-        });
-        m_timer.start(0);
-    }
-
-    const QList<bool>& openAtMaximum() const { return m_openAtMaximum; }
-
-private:
-    QPointer<QProgressBar> m_bar;
-    QList<bool> m_openAtMaximum;
-    QTimer m_timer;
-};
 
 /// Counts how often a progress dialog appears.
 class ShowCounter : public QObject
@@ -292,7 +98,7 @@ private:
 
 } // namespace
 
-class TestWavConverter : public QObject
+class tst_WavConverter : public QObject
 {
     Q_OBJECT
 
@@ -325,8 +131,6 @@ private slots:
 
     void overwritePrompt_data();
     void overwritePrompt();
-    void declinedThirdOutput_data();
-    void declinedThirdOutput();
 
     void progressDialog_data();
     void progressDialog();
@@ -345,7 +149,7 @@ private slots:
     void blockAlignZeroOfAMissingSource();
 };
 
-void TestWavConverter::leftOfLast_data()
+void tst_WavConverter::leftOfLast_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("separator");
@@ -363,14 +167,14 @@ void TestWavConverter::leftOfLast_data()
     QTest::newRow("empty text") << u""_s << u"."_s << u""_s;
 }
 
-void TestWavConverter::leftOfLast()
+void tst_WavConverter::leftOfLast()
 {
     QFETCH(QString, text);
     QFETCH(QString, separator);
     QTEST(CWavConverter::leftOfLast(text, separator), "left");
 }
 
-void TestWavConverter::channelNumber_data()
+void tst_WavConverter::channelNumber_data()
 {
     QTest::addColumn<QString>("fileName");
     QTest::addColumn<int>("number");
@@ -391,13 +195,13 @@ void TestWavConverter::channelNumber_data()
     QTest::newRow("empty name") << u""_s << 0;
 }
 
-void TestWavConverter::channelNumber()
+void tst_WavConverter::channelNumber()
 {
     QFETCH(QString, fileName);
     QTEST(CWavConverter::channelNumber(fileName), "number");
 }
 
-void TestWavConverter::copyBlock_data()
+void tst_WavConverter::copyBlock_data()
 {
     QTest::addColumn<quint32>("size");
     QTest::addColumn<bool>("done");
@@ -417,7 +221,7 @@ void TestWavConverter::copyBlock_data()
     row("2^32-1 bytes", 0xffffffff, false, "", 2);
 }
 
-void TestWavConverter::copyBlock()
+void tst_WavConverter::copyBlock()
 {
     QFETCH(quint32, size);
     QFETCH(QByteArray, written);
@@ -434,7 +238,7 @@ void TestWavConverter::copyBlock()
     QCOMPARE(output.stream.status(), Status::Ok);
 }
 
-void TestWavConverter::copyBlockOnFaultyDevice_data()
+void tst_WavConverter::copyBlockOnFaultyDevice_data()
 {
     QTest::addColumn<qint64>("unreadableFrom");
     QTest::addColumn<qint64>("capacity");
@@ -447,7 +251,7 @@ void TestWavConverter::copyBlockOnFaultyDevice_data()
         << FaultyBuffer::never << qint64(7) << false;
 }
 
-void TestWavConverter::copyBlockOnFaultyDevice()
+void tst_WavConverter::copyBlockOnFaultyDevice()
 {
     QFETCH(qint64, unreadableFrom);
     QFETCH(qint64, capacity);
@@ -461,7 +265,7 @@ void TestWavConverter::copyBlockOnFaultyDevice()
     QCOMPARE(output.device.data(), done ? "abcdefgh"_ba : ""_ba);
 }
 
-void TestWavConverter::copyBlockFromSpoiledStream()
+void tst_WavConverter::copyBlockFromSpoiledStream()
 {
     FileStream source("abcdefgh");
     source.file.seek(6);
@@ -475,7 +279,7 @@ void TestWavConverter::copyBlockFromSpoiledStream()
     QCOMPARE(output.bytes(), "abcdefgh"_ba);
 }
 
-void TestWavConverter::copyBlockWritesNoStrayMemory()
+void tst_WavConverter::copyBlockWritesNoStrayMemory()
 {
     const size_t size = 1000;
     FileStream source("abcdefgh");
@@ -485,7 +289,7 @@ void TestWavConverter::copyBlockWritesNoStrayMemory()
     QCOMPARE(output.bytes(), "abcdefgh" + QByteArray(size - 8, '\0'));
 }
 
-void TestWavConverter::reportError_data()
+void tst_WavConverter::reportError_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("reason");
@@ -505,7 +309,7 @@ void TestWavConverter::reportError_data()
     QTest::newRow("code 1000 has no reason") << 1000 << u""_s;
 }
 
-void TestWavConverter::reportError()
+void tst_WavConverter::reportError()
 {
     QFETCH(int, code);
     QFETCH(QString, reason);
@@ -516,13 +320,13 @@ void TestWavConverter::reportError()
     converter.reportError(code);
     QVERIFY(answer.wasAsked());
     QCOMPARE(answer.box().title, u"Splicora"_s);
-    QCOMPARE(answer.box().text, g_errorText + reason);
+    QCOMPARE(answer.box().text, errorText(qPrintable(reason)));
     QCOMPARE(answer.box().icon, QMessageBox::Warning);
     QCOMPARE(answer.box().buttons, QMessageBox::Ok);
     QCOMPARE(answer.box().parent, &parent);
 }
 
-void TestWavConverter::reportNothing_data()
+void tst_WavConverter::reportNothing_data()
 {
     QTest::addColumn<int>("code");
 
@@ -530,7 +334,7 @@ void TestWavConverter::reportNothing_data()
     QTest::newRow("cancelled") << 10;
 }
 
-void TestWavConverter::reportNothing()
+void tst_WavConverter::reportNothing()
 {
     QFETCH(int, code);
     QWidget parent;
@@ -541,97 +345,103 @@ void TestWavConverter::reportNothing()
     QVERIFY(answer.wasAsked());
 }
 
-void TestWavConverter::reportErrorWithoutParent()
+void tst_WavConverter::reportErrorWithoutParent()
 {
     const CWavConverter converter(nullptr, {});
     const MessageBoxAnswer answer(QMessageBox::NoButton);
     converter.reportError(ConvertFileOpen);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, g_errorText + u"Can not open file."_s);
+    QCOMPARE(answer.box().text, errorText("Can not open file."));
     QCOMPARE(answer.box().parent, nullptr);
 }
 
-void TestWavConverter::outputNames_data()
+void tst_WavConverter::outputNames_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("channels");
     QTest::addColumn<QStringList>("sources"); // below the work directory
     QTest::addColumn<QString>("outputDir"); // the same; empty for none
     QTest::addColumn<QStringList>("outputs"); // the same, in the order they are made
     QTest::addColumn<bool>("relative"); // paths as they stand, from the current directory
 
-    const auto row = [](const char* name, Function function, int channels,
+    const auto row = [](const char* name, Conversion conversion, int channels,
                         const QStringList& sources, const QString& outputDir,
                         const QStringList& outputs, bool relative = false) {
-        QTest::newRow(name) << function << channels << sources << outputDir << outputs << relative;
+        QTest::newRow(name) << conversion << channels << sources << outputDir << outputs
+                            << relative;
     };
 
-    row("split of eight channels", Function::Split, 8, {u"rec/take.wav"_s}, {},
+    row("split of eight channels", Conversion::Split, 8, {u"rec/take.wav"_s}, {},
         {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s, u"rec/take_03.wav"_s, u"rec/take_04.wav"_s,
          u"rec/take_05.wav"_s, u"rec/take_06.wav"_s, u"rec/take_07.wav"_s, u"rec/take_08.wav"_s});
-    row("split of eight channels into an output directory", Function::Split, 8, {u"rec/take.wav"_s},
-        u"out"_s,
+    row("split of eight channels into an output directory", Conversion::Split, 8,
+        {u"rec/take.wav"_s}, u"out"_s,
         {u"out/take_01.wav"_s, u"out/take_02.wav"_s, u"out/take_03.wav"_s, u"out/take_04.wav"_s,
          u"out/take_05.wav"_s, u"out/take_06.wav"_s, u"out/take_07.wav"_s, u"out/take_08.wav"_s});
-    row("split of a name with two dots", Function::Split, 2, {u"take.v2.wav"_s}, {},
+    row("split of a name with two dots", Conversion::Split, 2, {u"take.v2.wav"_s}, {},
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s});
-    row("split of a name with an extension in upper case", Function::Split, 2, {u"TAKE.WAV"_s}, {},
-        {u"TAKE_01.wav"_s, u"TAKE_02.wav"_s});
-    row("split of a path without a dot", Function::Split, 2, {u"take"_s}, {},
+    row("split of a name with an extension in upper case", Conversion::Split, 2, {u"TAKE.WAV"_s},
+        {}, {u"TAKE_01.wav"_s, u"TAKE_02.wav"_s});
+    row("split of a path without a dot", Conversion::Split, 2, {u"take"_s}, {},
         {u"take_01.wav"_s, u"take_02.wav"_s}, true);
-    row("split of a path without a dot into an output directory", Function::Split, 2, {u"take"_s},
+    row("split of a path without a dot into an output directory", Conversion::Split, 2, {u"take"_s},
         u"out"_s, {u"out/take_01.wav"_s, u"out/take_02.wav"_s}, true);
-    row("split of a path with a dot only in its folder", Function::Split, 2, {u"rec.d/take"_s}, {},
-        {u"rec_01.wav"_s, u"rec_02.wav"_s});
-    row("split of a path with a dot only in its folder into an output directory", Function::Split,
+    row("split of a path with a dot only in its folder", Conversion::Split, 2, {u"rec.d/take"_s},
+        {}, {u"rec_01.wav"_s, u"rec_02.wav"_s});
+    row("split of a path with a dot only in its folder into an output directory", Conversion::Split,
         2, {u"rec.d/take"_s}, u"out"_s, {u"out/rec_01.wav"_s, u"out/rec_02.wav"_s});
-    row("split of a path with number places", Function::Split, 2, {u"100%2 %1/take%2%1.wav"_s}, {},
-        {u"100%2 %1/take%2%1_01.wav"_s, u"100%2 %1/take%2%1_02.wav"_s});
-    row("split into an output directory with number places", Function::Split, 2,
+    row("split of a path with number places", Conversion::Split, 2, {u"100%2 %1/take%2%1.wav"_s},
+        {}, {u"100%2 %1/take%2%1_01.wav"_s, u"100%2 %1/take%2%1_02.wav"_s});
+    row("split into an output directory with number places", Conversion::Split, 2,
         {u"take%1%2%3.wav"_s}, u"out %2 %1"_s,
         {u"out %2 %1/take%1%2%3_01.wav"_s, u"out %2 %1/take%1%2%3_02.wav"_s});
 
-    row("combine of two files", Function::Combine, 1, {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s},
-        {}, {u"rec/take_combined.wav"_s});
-    row("combine into an output directory", Function::Combine, 1,
+    row("combine of two files", Conversion::Combine, 1,
+        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, {}, {u"rec/take_combined.wav"_s});
+    row("combine into an output directory", Conversion::Combine, 1,
         {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, u"out"_s, {u"out/take_combined.wav"_s});
-    row("combine of a name with two underscores", Function::Combine, 1,
+    row("combine into an output directory with an underscore and a dot", Conversion::Combine, 1,
+        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, u"out_02.wav"_s,
+        {u"out_02.wav/take_combined.wav"_s});
+    row("combine of a name with two underscores", Conversion::Combine, 1,
         {u"my_take_01.wav"_s, u"my_take_02.wav"_s}, {}, {u"my_take_combined.wav"_s});
-    row("combine of a name with dots", Function::Combine, 1,
+    row("combine of a name with dots", Conversion::Combine, 1,
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s}, {}, {u"take.v2_combined.wav"_s});
-    row("combine of paths with number places", Function::Combine, 1,
+    row("combine of paths with number places", Conversion::Combine, 1,
         {u"100%2 %1/take%2%1_01.wav"_s, u"100%2 %1/take%2%1_02.wav"_s}, {},
         {u"100%2 %1/take%2%1_combined.wav"_s});
-    row("combine into an output directory with number places", Function::Combine, 1,
+    row("combine into an output directory with number places", Conversion::Combine, 1,
         {u"take%1%2_01.wav"_s, u"take%1%2_02.wav"_s}, u"out %2 %1"_s,
         {u"out %2 %1/take%1%2_combined.wav"_s});
 
-    row("BWF of one file", Function::Bwf, 8, {u"rec/take.wav"_s}, {}, {u"rec/take_bwf.wav"_s});
-    row("BWF into an output directory", Function::Bwf, 8, {u"rec/take.wav"_s}, u"out"_s,
-        {u"out/take_bwf.wav"_s});
-    row("BWF of two files in two folders", Function::Bwf, 1, {u"a/take.wav"_s, u"b/other.wav"_s},
-        {}, {u"a/take_bwf.wav"_s, u"b/other_bwf.wav"_s});
-    row("BWF of two files in two folders into an output directory", Function::Bwf, 1,
-        {u"a/take.wav"_s, u"b/other.wav"_s}, u"out"_s,
+    row("plain copy of one file", Conversion::PlainToBwf, 8, {u"rec/take.wav"_s}, {},
+        {u"rec/take_bwf.wav"_s});
+    row("plain copy into an output directory", Conversion::PlainToBwf, 8, {u"rec/take.wav"_s},
+        u"out"_s, {u"out/take_bwf.wav"_s});
+    row("plain copy of two files in two folders", Conversion::PlainToBwf, 1,
+        {u"a/take.wav"_s, u"b/other.wav"_s}, {}, {u"a/take_bwf.wav"_s, u"b/other_bwf.wav"_s});
+    row("plain copy of two files in two folders into an output directory", Conversion::PlainToBwf,
+        1, {u"a/take.wav"_s, u"b/other.wav"_s}, u"out"_s,
         {u"out/take_bwf.wav"_s, u"out/other_bwf.wav"_s});
-    row("BWF of a path without a dot", Function::Bwf, 2, {u"take"_s}, {}, {u"take_bwf.wav"_s},
-        true);
-    row("BWF of a path with number places", Function::Bwf, 2, {u"100%2 %1/take%2%1.wav"_s}, {},
-        {u"100%2 %1/take%2%1_bwf.wav"_s});
-    row("BWF into an output directory with number places", Function::Bwf, 2, {u"take%1%2.wav"_s},
-        u"out %2 %1"_s, {u"out %2 %1/take%1%2_bwf.wav"_s});
+    row("plain copy of a path without a dot", Conversion::PlainToBwf, 2, {u"take"_s}, {},
+        {u"take_bwf.wav"_s}, true);
+    row("plain copy of a path with number places", Conversion::PlainToBwf, 2,
+        {u"100%2 %1/take%2%1.wav"_s}, {}, {u"100%2 %1/take%2%1_bwf.wav"_s});
+    row("plain copy into an output directory with number places", Conversion::PlainToBwf, 2,
+        {u"take%1%2.wav"_s}, u"out %2 %1"_s, {u"out %2 %1/take%1%2_bwf.wav"_s});
 }
 
-void TestWavConverter::outputNames()
+void tst_WavConverter::outputNames()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(int, channels);
     QFETCH(QStringList, sources);
     QFETCH(QString, outputDir);
     QFETCH(QStringList, outputs);
     QFETCH(bool, relative);
 
-    const WorkDirectory work;
+    const TempDir work;
+    const CurrentDirectory current(work.path());
     Sources items;
     for (int i = 0; i < sources.size(); ++i) {
         work.add(sources[i], sourceBytes(channels, i));
@@ -644,21 +454,21 @@ void TestWavConverter::outputNames()
     }
 
     const MessageBoxAnswer noBox(QList<QMessageBox::StandardButton>{});
-    QCOMPARE(run(converter, function), ConvertOk);
+    QCOMPARE(convert(converter, conversion), ConvertOk);
     QVERIFY(noBox.wasAsked());
     QCOMPARE(work.names(), sorted(sources + outputs));
     for (int i = 0; i < sources.size(); ++i)
         QCOMPARE(work.bytes(sources[i]), sourceBytes(channels, i));
     for (int i = 0; i < outputs.size(); ++i) {
-        const QByteArray expected = function == Function::Split ? splitBytes(i + 1)
-                                    : function == Function::Combine
+        const QByteArray expected = conversion == Conversion::Split ? splitBytes(i + 1)
+                                    : conversion == Conversion::Combine
                                         ? combinedBytes(int(sources.size()))
                                         : bwfBytes(sourceBytes(channels, i));
         QCOMPARE(withoutDate(work.bytes(outputs[i])), expected);
     }
 }
 
-void TestWavConverter::outputDirectoryIsReplaced_data()
+void tst_WavConverter::outputDirectoryIsReplaced_data()
 {
     QTest::addColumn<QString>("second");
     QTest::addColumn<QStringList>("outputs");
@@ -667,11 +477,11 @@ void TestWavConverter::outputDirectoryIsReplaced_data()
     QTest::newRow("by none") << u""_s << QStringList{u"take_bwf.wav"_s};
 }
 
-void TestWavConverter::outputDirectoryIsReplaced()
+void tst_WavConverter::outputDirectoryIsReplaced()
 {
     QFETCH(QString, second);
     QFETCH(QStringList, outputs);
-    const WorkDirectory work;
+    const TempDir work;
     work.add(u"take.wav"_s, sourceBytes(1));
     work.addFolder(u"a"_s);
     work.addFolder(u"b"_s);
@@ -687,9 +497,9 @@ void TestWavConverter::outputDirectoryIsReplaced()
     QCOMPARE(work.names(), sorted(outputs + QStringList{u"take.wav"_s}));
 }
 
-void TestWavConverter::sourceListIsCopied()
+void tst_WavConverter::sourceListIsCopied()
 {
-    const WorkDirectory work;
+    const TempDir work;
     work.add(u"take.wav"_s, sourceBytes(2));
     Sources items;
     items.add(work.path(u"take.wav"_s));
@@ -702,31 +512,30 @@ void TestWavConverter::sourceListIsCopied()
     QCOMPARE(work.names(), QStringList({u"take.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}));
 }
 
-void TestWavConverter::emptySourceList_data()
+void tst_WavConverter::emptySourceList_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
 
-    QTest::newRow("split") << Function::Split;
-    QTest::newRow("combine") << Function::Combine;
-    QTest::newRow("BWF") << Function::Bwf;
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::newRow(name) << conversion;
 }
 
-void TestWavConverter::emptySourceList()
+void tst_WavConverter::emptySourceList()
 {
-    QFETCH(Function, function);
-    const WorkDirectory work;
+    QFETCH(Conversion, conversion);
+    const TempDir work;
     CWavConverter converter(nullptr, {});
-    converter.setOutputDirectory(work.path({}));
+    converter.setOutputDirectory(work.path());
 
     const MessageBoxAnswer noBox(QList<QMessageBox::StandardButton>{});
-    QCOMPARE(run(converter, function), ConvertOk);
+    QCOMPARE(convert(converter, conversion), ConvertOk);
     QVERIFY(noBox.wasAsked());
     QCOMPARE(work.names(), QStringList());
 }
 
-void TestWavConverter::overwritePrompt_data()
+void tst_WavConverter::overwritePrompt_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("output");
     QTest::addColumn<QString>("text");
@@ -744,30 +553,30 @@ void TestWavConverter::overwritePrompt_data()
     };
     for (const auto& [name, button] : answers) {
         QTest::addRow("split, %s", name)
-            << Function::Split << u"take%1.wav"_s << u"take%1_01.wav"_s
+            << Conversion::Split << u"take%1.wav"_s << u"take%1_01.wav"_s
             << u"Output file already exists.\ntake%1_01.wav\n\nDo you want to overwrite?"_s
             << button;
         QTest::addRow("combine, %s", name)
-            << Function::Combine << u"take%1_01.wav"_s << u"take%1_combined.wav"_s
+            << Conversion::Combine << u"take%1_01.wav"_s << u"take%1_combined.wav"_s
             << u"Output file already exists.\n\ntake%1_combined.wav\n\nDo you want to overwrite?"_s
             << button;
-        QTest::addRow("BWF, %s", name)
-            << Function::Bwf << u"take%1.wav"_s << u"take%1_bwf.wav"_s
+        QTest::addRow("plain copy, %s", name)
+            << Conversion::PlainToBwf << u"take%1.wav"_s << u"take%1_bwf.wav"_s
             << u"Output file already exists.\ntake%1_bwf.wav\n\nDo you want to overwrite?"_s
             << button;
     }
 }
 
-void TestWavConverter::overwritePrompt()
+void tst_WavConverter::overwritePrompt()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(QString, source);
     QFETCH(QString, output);
     QFETCH(QString, text);
     QFETCH(QMessageBox::StandardButton, answer);
     const QByteArray old(5000, '-'); // longer than what comes
 
-    const WorkDirectory work;
+    const TempDir work;
     work.add(source, sourceBytes(1));
     work.add(u"out/"_s + output, old);
     Sources items;
@@ -777,7 +586,7 @@ void TestWavConverter::overwritePrompt()
     converter.setOutputDirectory(work.path(u"out"_s));
 
     const MessageBoxAnswer prompt(answer);
-    const int error = run(converter, function);
+    const int error = convert(converter, conversion);
     QVERIFY(prompt.wasAsked());
     QCOMPARE(prompt.box().title, u"Splicora"_s);
     QCOMPARE(prompt.box().text, text);
@@ -791,69 +600,19 @@ void TestWavConverter::overwritePrompt()
     const QByteArray bytes = work.bytes(u"out/"_s + output);
     if (answer == QMessageBox::Yes) {
         QCOMPARE(error, ConvertOk);
-        const QByteArray expected = function == Function::Split     ? splitBytes(1)
-                                    : function == Function::Combine ? combinedBytes(1)
-                                                                    : bwfBytes(sourceBytes(1));
+        const QByteArray expected = conversion == Conversion::Split     ? splitBytes(1)
+                                    : conversion == Conversion::Combine ? combinedBytes(1)
+                                                                        : bwfBytes(sourceBytes(1));
         QCOMPARE(withoutDate(bytes), expected);
     } else {
-        QCOMPARE(error, function == Function::Bwf ? ConvertOk : ConvertCancelled);
+        QCOMPARE(error, conversion == Conversion::PlainToBwf ? ConvertOk : ConvertCancelled);
         QCOMPARE(bytes, old);
     }
 }
 
-void TestWavConverter::declinedThirdOutput_data()
+void tst_WavConverter::progressDialog_data()
 {
-    QTest::addColumn<QStringList>("existing");
-    QTest::addColumn<QList<QMessageBox::StandardButton>>("answers");
-    QTest::addColumn<QStringList>("left"); // beside the sources
-
-    using Answers = QList<QMessageBox::StandardButton>;
-    const QString first = u"a_01.wav"_s;
-    const QString second = u"a_02.wav"_s;
-    const QString third = u"a_03.wav"_s;
-    const QString fourth = u"a_04.wav"_s;
-    QTest::newRow("only the third output was there")
-        << QStringList{third} << Answers{QMessageBox::Cancel} << QStringList{first, second, third};
-    QTest::newRow("only the third output was there, Escape")
-        << QStringList{third} << Answers{QMessageBox::NoButton}
-        << QStringList{first, second, third};
-    QTest::newRow("all four outputs were there")
-        << QStringList{first, second, third, fourth}
-        << Answers{QMessageBox::Yes, QMessageBox::Yes, QMessageBox::Cancel}
-        << QStringList{first, second, third, fourth};
-}
-
-void TestWavConverter::declinedThirdOutput()
-{
-    QFETCH(QStringList, existing);
-    QFETCH(QList<QMessageBox::StandardButton>, answers);
-    QFETCH(QStringList, left);
-    const QStringList sources = {u"a.wav"_s, u"b.wav"_s};
-
-    const WorkDirectory work;
-    Sources items;
-    for (const QString& source : sources) {
-        work.add(source, sourceBytes(4));
-        items.add(work.path(source));
-    }
-    for (const QString& name : existing)
-        work.add(name, "old");
-    CWavConverter converter(nullptr, items.list());
-
-    const MessageBoxAnswer prompts(answers);
-    QCOMPARE(converter.polyToMono(), ConvertCancelled);
-    QVERIFY(prompts.wasAsked()); // and no error box
-    QCOMPARE(work.names(), sorted(sources + left)); // nothing of the second source
-    QCOMPARE(withoutDate(work.bytes(u"a_01.wav"_s)), splitBytes(1));
-    QCOMPARE(withoutDate(work.bytes(u"a_02.wav"_s)), splitBytes(2));
-    QCOMPARE(work.bytes(u"a_03.wav"_s), "old"_ba);
-    if (existing.contains(u"a_04.wav"_s))
-        QCOMPARE(work.bytes(u"a_04.wav"_s), "old"_ba);
-}
-
-void TestWavConverter::progressDialog_data()
-{
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("channels");
     QTest::addColumn<QStringList>("sources");
     QTest::addColumn<QStringList>("labels");
@@ -864,28 +623,28 @@ void TestWavConverter::progressDialog_data()
     constexpr int stereoSize = 4 + 24 + 8 + 2 * g_channelBytes;
     constexpr int monoSize = 4 + 24 + 8 + g_channelBytes;
     QTest::newRow("split, one for every output")
-        << Function::Split << 2 << QStringList{u"rec/take%1.wav"_s}
+        << Conversion::Split << 2 << QStringList{u"rec/take%1.wav"_s}
         << QStringList{u"Converting...\ntake%1_01.wav"_s, u"Converting...\ntake%1_02.wav"_s}
         << stereoSize / 2 << true;
     QTest::newRow("combine, reference size not multiplied")
-        << Function::Combine << 1 << QStringList{u"rec/take%1_01.wav"_s, u"rec/take%1_02.wav"_s}
+        << Conversion::Combine << 1 << QStringList{u"rec/take%1_01.wav"_s, u"rec/take%1_02.wav"_s}
         << QStringList{u"Converting...\ntake%1_combined.wav"_s} << monoSize << true;
-    QTest::newRow("BWF, one for every source, hidden at first")
-        << Function::Bwf << 2 << QStringList{u"rec/take%1.wav"_s, u"rec/other.wav"_s}
+    QTest::newRow("plain copy, one for every source, hidden at first")
+        << Conversion::PlainToBwf << 2 << QStringList{u"rec/take%1.wav"_s, u"rec/other.wav"_s}
         << QStringList{u"Converting...\ntake%1_bwf.wav"_s, u"Converting...\nother_bwf.wav"_s}
         << stereoSize << false;
 }
 
-void TestWavConverter::progressDialog()
+void tst_WavConverter::progressDialog()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(int, channels);
     QFETCH(QStringList, sources);
     QFETCH(QStringList, labels);
     QFETCH(int, maximum);
     QFETCH(bool, shownAtOnce);
 
-    const WorkDirectory work;
+    const TempDir work;
     Sources items;
     for (int i = 0; i < sources.size(); ++i) {
         work.add(sources[i], sourceBytes(channels, i));
@@ -893,13 +652,13 @@ void TestWavConverter::progressDialog()
     }
     QWidget parent;
     CWavConverter converter(&parent, items.list());
-    const ProgressProbe probe;
+    const ProgressWatch watch;
     const MessageBoxAnswer noBox(QList<QMessageBox::StandardButton>{});
-    QCOMPARE(run(converter, function), ConvertOk);
+    QCOMPARE(convert(converter, conversion), ConvertOk);
     QVERIFY(noBox.wasAsked());
 
     QStringList seen;
-    for (const SeenProgress& dialog : probe.dialogs()) {
+    for (const SeenProgress& dialog : watch.seen()) {
         seen.append(dialog.label);
         QCOMPARE(dialog.title, u"Splicora"_s);
         QCOMPARE(dialog.spokenTitle, u"Conversion progress"_s);
@@ -915,77 +674,85 @@ void TestWavConverter::progressDialog()
     QVERIFY(!parent.findChild<QProgressDialog*>()); // gone with its output
 }
 
-void TestWavConverter::outputIsClosedBesideTheMaximum_data()
+void tst_WavConverter::outputIsClosedBesideTheMaximum_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("output");
     QTest::addColumn<bool>("isOpen");
     QTest::newRow("split, closed before the dialog shows the maximum")
-        << Function::Split << u"take_01.wav"_s << false;
+        << Conversion::Split << u"take_01.wav"_s << false;
     QTest::newRow("combine, closed after the dialog shows the maximum")
-        << Function::Combine << u"take_combined.wav"_s << true;
-    QTest::newRow("BWF, closed before the dialog shows the maximum")
-        << Function::Bwf << u"take_bwf.wav"_s << false;
+        << Conversion::Combine << u"take_combined.wav"_s << true;
+    QTest::newRow("plain copy, closed before the dialog shows the maximum")
+        << Conversion::PlainToBwf << u"take_bwf.wav"_s << false;
 }
 
-void TestWavConverter::outputIsClosedBesideTheMaximum()
+void tst_WavConverter::outputIsClosedBesideTheMaximum()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(QString, output);
     QFETCH(bool, isOpen);
 
-    const WorkDirectory work;
+    const TempDir work;
     Sources items;
-    const QString source = function == Function::Combine ? u"take_01.wav"_s : u"take.wav"_s;
+    const QString source = conversion == Conversion::Combine ? u"take_01.wav"_s : u"take.wav"_s;
     // A RIFF size that no running size meets on its way.
-    QByteArray bytes = sourceBytes(function == Function::Combine ? 1 : 2);
+    QByteArray bytes = sourceBytes(conversion == Conversion::Combine ? 1 : 2);
     work.add(source, bytes.replace(4, 4, le32(50000)));
     items.add(work.path(source));
     items.list().constFirst()->setChannelEnabled(1, false);
     QWidget parent;
     CWavConverter converter(&parent, items.list());
-    const MaximumWatch watch(&parent, work.path(output));
-    QCOMPARE(run(converter, function), ConvertOk);
-    QCOMPARE(watch.openAtMaximum(), QList<bool>{isOpen});
+    QList<bool> openAtMaximum;
+    const Once follow([&parent] { return parent.findChild<QProgressBar*>() != nullptr; },
+                      [&] {
+                          const auto* bar = parent.findChild<QProgressBar*>();
+                          connect(bar, &QProgressBar::valueChanged, bar, [&, bar](int value) {
+                              if (value == bar->maximum())
+                                  openAtMaximum.append(isOpenInThisProcess(work.path(output)));
+                          });
+                      });
+    QCOMPARE(convert(converter, conversion), ConvertOk);
+    QCOMPARE(openAtMaximum, QList<bool>{isOpen});
 }
 
-void TestWavConverter::errorBoxBeforeReturn_data()
+void tst_WavConverter::errorBoxBeforeReturn_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QByteArray>("source"); // what stands where the listed file stood
     QTest::addColumn<QString>("outputDir");
     QTest::addColumn<int>("error");
     QTest::addColumn<QString>("reason");
 
-    const auto row = [](const char* name, Function function, const QByteArray& source,
+    const auto row = [](const char* name, Conversion conversion, const QByteArray& source,
                         const QString& outputDir, int error, const QString& reason) {
-        QTest::newRow(name) << function << source << outputDir << error << reason;
+        QTest::newRow(name) << conversion << source << outputDir << error << reason;
     };
     const QByteArray wav = sourceBytes(1);
     const QByteArray text = "nothing of the kind";
     const QString open = u"Can not open file."_s;
     const QString format = u"Illegal file format."_s;
-    row("split, source is gone", Function::Split, {}, u"out"_s, ConvertFileOpen, open);
-    row("combine, source is gone", Function::Combine, {}, u"out"_s, ConvertFileOpen, open);
-    row("split, output directory is missing", Function::Split, wav, u"missing"_s, ConvertFileOpen,
+    row("split, source is gone", Conversion::Split, {}, u"out"_s, ConvertFileOpen, open);
+    row("combine, source is gone", Conversion::Combine, {}, u"out"_s, ConvertFileOpen, open);
+    row("split, output directory is missing", Conversion::Split, wav, u"missing"_s, ConvertFileOpen,
         open);
-    row("combine, output directory is missing", Function::Combine, wav, u"missing"_s,
+    row("combine, output directory is missing", Conversion::Combine, wav, u"missing"_s,
         ConvertFileOpen, open);
-    row("split, source is no longer a recording", Function::Split, text, u"out"_s,
+    row("split, source is no longer a recording", Conversion::Split, text, u"out"_s,
         ConvertIllegalFormat, format);
-    row("combine, source is no longer a recording", Function::Combine, text, u"out"_s,
+    row("combine, source is no longer a recording", Conversion::Combine, text, u"out"_s,
         ConvertIllegalFormat, format);
 }
 
-void TestWavConverter::errorBoxBeforeReturn()
+void tst_WavConverter::errorBoxBeforeReturn()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(QByteArray, source);
     QFETCH(QString, outputDir);
     QFETCH(int, error);
     QFETCH(QString, reason);
 
-    const WorkDirectory work;
+    const TempDir work;
     work.addFolder(u"out"_s);
     if (!source.isEmpty())
         work.add(u"take_01.wav"_s, source);
@@ -996,36 +763,36 @@ void TestWavConverter::errorBoxBeforeReturn()
     converter.setOutputDirectory(work.path(outputDir));
 
     const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(run(converter, function), error);
+    QCOMPARE(convert(converter, conversion), error);
     QVERIFY(answer.wasAsked());
     QCOMPARE(answer.box().title, u"Splicora"_s);
-    QCOMPARE(answer.box().text, g_errorText + reason);
+    QCOMPARE(answer.box().text, errorText(qPrintable(reason)));
     QCOMPARE(answer.box().icon, QMessageBox::Warning);
     QCOMPARE(answer.box().parent, &parent);
 }
 
-void TestWavConverter::errorBoxBesideProgress_data()
+void tst_WavConverter::errorBoxBesideProgress_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("hasProgress"); // while the box is shown
     QTest::addColumn<QStringList>("names"); // of the files that are there then
 
     const QString source = u"take_01.wav"_s;
     QTest::newRow("split, progress and output are gone")
-        << Function::Split << false << QStringList{source};
+        << Conversion::Split << false << QStringList{source};
     QTest::newRow("combine, progress and output are gone")
-        << Function::Combine << false << QStringList{source};
-    QTest::newRow("BWF, progress and output are still there")
-        << Function::Bwf << true << QStringList{source, u"take_01_bwf.wav"_s};
+        << Conversion::Combine << false << QStringList{source};
+    QTest::newRow("plain copy, progress and output are still there")
+        << Conversion::PlainToBwf << true << QStringList{source, u"take_01_bwf.wav"_s};
 }
 
-void TestWavConverter::errorBoxBesideProgress()
+void tst_WavConverter::errorBoxBesideProgress()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(bool, hasProgress);
     QFETCH(QStringList, names);
 
-    const WorkDirectory work;
+    const TempDir work;
     work.add(u"take_01.wav"_s, sourceBytes(1) + "cut");
     Sources items;
     items.add(work.path(u"take_01.wav"_s));
@@ -1039,68 +806,68 @@ void TestWavConverter::errorBoxBesideProgress()
         hadProgress = parent.findChild<QProgressDialog*>() != nullptr;
         namesThen = work.names();
     });
-    run(converter, function);
+    convert(converter, conversion);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, g_errorText + u"Data read error."_s);
+    QCOMPARE(answer.box().text, errorText("Data read error."));
     QCOMPARE(hadProgress, hasProgress);
     QCOMPARE(namesThen, names);
 }
 
-void TestWavConverter::refusedBeforeTheProgress_data()
+void tst_WavConverter::refusedBeforeTheProgress_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QByteArray>("now");
     QTest::newRow("combine beyond the RIFF size")
-        << Function::Combine << sourceBytes(1).replace(4, 4, le32(0x80000000));
-    QTest::newRow("combine of no recording") << Function::Combine << QByteArray("text");
-    QTest::newRow("split of no recording") << Function::Split << QByteArray("text");
+        << Conversion::Combine << sourceBytes(1).replace(4, 4, le32(0x80000000));
+    QTest::newRow("combine of no recording") << Conversion::Combine << QByteArray("text");
+    QTest::newRow("split of no recording") << Conversion::Split << QByteArray("text");
 }
 
-void TestWavConverter::refusedBeforeTheProgress()
+void tst_WavConverter::refusedBeforeTheProgress()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(QByteArray, now);
-    const WorkDirectory work;
+    const TempDir work;
     work.add(u"take_01.wav"_s, now);
     Sources items;
     items.add(work.path(u"take_01.wav"_s), monoInfo());
     CWavConverter converter(nullptr, items.list());
     const ShowCounter shows;
     const MessageBoxAnswer answer(QMessageBox::Ok);
-    run(converter, function);
+    convert(converter, conversion);
     QVERIFY(answer.wasAsked());
     QCOMPARE(shows.count(), 0);
 }
 
-void TestWavConverter::blockAlignZeroOfAMissingSource()
+void tst_WavConverter::blockAlignZeroOfAMissingSource()
 {
-    QFETCH(Function, function);
-    const WorkDirectory work;
+    QFETCH(Conversion, conversion);
+    const TempDir work;
     WavInfo info = monoInfo();
     info.fmt.blockAlign = 0;
     Sources items;
     items.add(work.path(u"take_01.wav"_s), info);
     CWavConverter converter(nullptr, items.list());
     const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(run(converter, function), ConvertFileOpen);
+    QCOMPARE(convert(converter, conversion), ConvertFileOpen);
     QVERIFY(answer.wasAsked());
 }
 
-void TestWavConverter::blockAlignZero_data()
+void tst_WavConverter::blockAlignZero_data()
 {
-    QTest::addColumn<Function>("function");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("existing"); // the output that would be asked about
 
-    QTest::newRow("split") << Function::Split << u"take_01_01.wav"_s;
-    QTest::newRow("combine") << Function::Combine << u"take_combined.wav"_s;
+    QTest::newRow("split") << Conversion::Split << u"take_01_01.wav"_s;
+    QTest::newRow("combine") << Conversion::Combine << u"take_combined.wav"_s;
 }
 
 /// The format is refused before anything is asked or touched.
-void TestWavConverter::blockAlignZero()
+void tst_WavConverter::blockAlignZero()
 {
-    QFETCH(Function, function);
+    QFETCH(Conversion, conversion);
     QFETCH(QString, existing);
-    const WorkDirectory work;
+    const TempDir work;
     work.add(u"take_01.wav"_s, sourceBytes(1));
     work.add(existing, "old");
     WavInfo info = monoInfo();
@@ -1110,12 +877,12 @@ void TestWavConverter::blockAlignZero()
     CWavConverter converter(nullptr, items.list());
 
     const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(run(converter, function), ConvertIllegalFormat);
+    QCOMPARE(convert(converter, conversion), ConvertIllegalFormat);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, g_errorText + u"Illegal file format."_s);
+    QCOMPARE(answer.box().text, errorText("Illegal file format."));
     QCOMPARE(work.names(), sorted({u"take_01.wav"_s, existing}));
     QCOMPARE(work.bytes(existing), "old"_ba);
 }
 
-QTEST_MAIN(TestWavConverter)
+QTEST_MAIN(tst_WavConverter)
 #include "tst_wavconverter.moc"
