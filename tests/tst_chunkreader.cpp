@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/tempdir.h"
 #include "tests/support/teststreams.h"
-#include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
 
 #include <QDir>
@@ -579,23 +579,23 @@ void TestChunkReader::openSource()
 {
     QFETCH(QString, name);
     QFETCH(bool, opened);
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"take.wav"_s), g_plainWav));
+    const TempDir dir;
+    dir.add(u"take.wav"_s, g_plainWav);
     QVERIFY(QDir(dir.path()).mkdir(u"folder.wav"_s));
 
-    QFile file(dir.filePath(name));
+    QFile file(dir.path(name));
     QCOMPARE(::openSource(&file), opened);
     QCOMPARE(file.openMode(), opened ? QIODevice::ReadOnly : QIODevice::NotOpen);
 }
 
 void TestChunkReader::openSourceThroughLink()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"take.wav"_s), g_plainWav));
-    if (!QFile::link(dir.filePath(u"take.wav"_s), dir.filePath(u"take.lnk"_s)))
+    const TempDir dir;
+    dir.add(u"take.wav"_s, g_plainWav);
+    if (!QFile::link(dir.path(u"take.wav"_s), dir.path(u"take.lnk"_s)))
         QSKIP("No links here.");
 
-    QFile file(dir.filePath(u"take.lnk"_s));
+    QFile file(dir.path(u"take.lnk"_s));
     QVERIFY(::openSource(&file));
     QCOMPARE(file.readAll(), g_plainWav);
 }
@@ -603,8 +603,8 @@ void TestChunkReader::openSourceThroughLink()
 void TestChunkReader::openSourceRefusesPipe()
 {
 #ifdef Q_OS_UNIX
-    const QTemporaryDir dir;
-    QFile file(dir.filePath(u"pipe.wav"_s));
+    const TempDir dir;
+    QFile file(dir.path(u"pipe.wav"_s));
     QCOMPARE(mkfifo(QFile::encodeName(file.fileName()).constData(), 0600), 0);
     QVERIFY(!::openSource(&file));
     QVERIFY(!file.isOpen());

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/conversion.h"
-#include "tests/support/wavbuilder.h"
+#include "tests/support/progresswatch.h"
+#include "tests/support/tempdir.h"
 
 #include <QDir>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/prctl.h>
@@ -41,14 +41,14 @@ class StandstillWatch
 public:
     explicit StandstillWatch(bool cancels)
         : m_cancels(cancels)
-        , m_clicker([this](const QProgressDialog& dialog) { return look(dialog); })
+        , m_clicker([this](QProgressDialog& dialog) { return look(dialog); })
     {
         QObject::connect(&m_rounds, &QTimer::timeout, &m_rounds, [this] { countRound(); });
         m_rounds.start(0);
     }
 
 private:
-    bool look(const QProgressDialog& dialog)
+    bool look(QProgressDialog& dialog)
     {
         if (dialog.value() != m_value) {
             m_value = dialog.value();
@@ -207,8 +207,8 @@ void tst_EndlessSources::splitNeverEnds()
 {
     QFETCH(QByteArray, source);
     QFETCH(QString, cancels);
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take.wav"_s);
     QVERIFY(writeFile(path, source));
 
     startChild({u"split"_s, cancels, path});
@@ -233,8 +233,8 @@ void tst_EndlessSources::writeEndless(const QString& path)
 /// Nobody could end the program any more.
 void tst_EndlessSources::splitEndsWithTheLastWindow()
 {
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take.wav"_s);
     writeEndless(path);
     startChild({u"split"_s, u"close"_s, path});
     QVERIFY(m_child.waitForFinished(g_waitMs));
@@ -248,8 +248,8 @@ void tst_EndlessSources::splitEndsWithTheLastWindow()
 
 void tst_EndlessSources::splitGoesOnBesideAnotherWindow()
 {
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take.wav"_s);
     writeEndless(path);
     startChild({u"split"_s, u"another"_s, path});
     QTRY_COMPARE_WITH_TIMEOUT(countOf("closes the window\n"), 1, g_waitMs);
@@ -288,17 +288,17 @@ void tst_EndlessSources::combineEndsByCancel()
     QFETCH(QByteArray, reference);
     QFETCH(QByteArray, second);
     QFETCH(QString, secondName);
-    const QTemporaryDir dir;
-    const QStringList paths = {dir.filePath(u"take_01.wav"_s), dir.filePath(secondName)};
+    const TempDir dir;
+    const QStringList paths = {dir.path(u"take_01.wav"_s), dir.path(secondName)};
     QVERIFY(writeFile(paths[0], reference));
     QVERIFY(writeFile(paths[1], second));
 
     startChild({u"combine"_s, u"wait"_s, paths[0], paths[1]});
     checkThatItLoops();
-    QVERIFY(QFile::exists(dir.filePath(u"take_combined.wav"_s)));
+    QVERIFY(QFile::exists(dir.path(u"take_combined.wav"_s)));
     m_child.kill();
     QVERIFY(m_child.waitForFinished(g_waitMs));
-    QVERIFY(QFile::remove(dir.filePath(u"take_combined.wav"_s)));
+    QVERIFY(QFile::remove(dir.path(u"take_combined.wav"_s)));
 
     startChild({u"combine"_s, u"cancel"_s, paths[0], paths[1]});
     QVERIFY(m_child.waitForFinished(g_waitMs));
@@ -307,7 +307,7 @@ void tst_EndlessSources::combineEndsByCancel()
              QByteArray("stands still\nclicks Cancel\nshows 0 box(es)\n"));
     QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
     QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
-    QVERIFY(!QFile::exists(dir.filePath(u"take_combined.wav"_s)));
+    QVERIFY(!QFile::exists(dir.path(u"take_combined.wav"_s)));
     QCOMPARE(readFile(paths[0]), reference);
     QCOMPARE(readFile(paths[1]), second);
 }

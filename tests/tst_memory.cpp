@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/conversion.h"
-#include "tests/support/wavbuilder.h"
+#include "tests/support/tempdir.h"
 
 #include <QDir>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -175,8 +174,8 @@ private slots:
 /// Fonts and the like are loaded once, by the first dialog.
 void TestMemory::initTestCase()
 {
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take.wav"_s);
     QVERIFY(writeSource(path, {}, 1));
     const Sources sources({path});
     CWavConverter converter(nullptr, sources.list());
@@ -203,8 +202,8 @@ void TestMemory::splitHoldsTwoBuffers()
     const QList<qint64> buffers = {g_blockBytes + channels * (bits / 8),
                                    std::max<qint64>(262144, g_blockBytes / channels)};
     compareLengths([=](int blocks, qint64* most) {
-        const QTemporaryDir dir;
-        const QString path = dir.filePath(u"take.wav"_s);
+        const TempDir dir;
+        const QString path = dir.path(u"take.wav"_s);
         QVERIFY(writeSource(path, {.channels = channels, .bits = bits}, blocks));
         const Sources sources({path});
         for (int k = 0; k < channels - 1; ++k)
@@ -229,10 +228,10 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
     const QList<qint64> buffers =
         QList<qint64>(count, g_blockBytes) + QList<qint64>{count * (g_blockBytes + 2)};
     compareLengths([=](int blocks, qint64* most) {
-        const QTemporaryDir dir;
+        const TempDir dir;
         Sources sources;
         for (int number = 1; number <= count; ++number) {
-            const QString path = dir.filePath(u"take_0%1.wav"_s.arg(number));
+            const QString path = dir.path(u"take_0%1.wav"_s.arg(number));
             QVERIFY(writeSource(path, {}, blocks));
             sources.add(path);
         }
@@ -246,12 +245,12 @@ void TestMemory::copiedChunksHoldNothing()
 {
     if (!areBytesCounted())
         return;
-    const QTemporaryDir dir;
+    const TempDir dir;
     QByteArrayList chunks = {fmtChunk({}), dataChunk("ab")};
     for (int i = 0; i < 100; ++i)
         chunks.append(chunk("note", QByteArray(100000, 'x')));
-    QVERIFY(writeFile(dir.filePath(u"take.wav"_s), wavBytes(chunks)));
-    const Sources sources({dir.filePath(u"take.wav"_s)});
+    dir.add(u"take.wav"_s, wavBytes(chunks));
+    const Sources sources({dir.path(u"take.wav"_s)});
     CWavConverter converter(nullptr, sources.list());
     chunks.clear();
     const qint64 before = allocatedBytes();
@@ -262,8 +261,8 @@ void TestMemory::copiedChunksHoldNothing()
 
 void TestMemory::largestCopyAsksForItsMemory()
 {
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take.wav"_s);
     QVERIFY(
         writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
     const Sources sources({path});
@@ -302,7 +301,7 @@ void TestMemory::missingMemoryIsTold()
     QFETCH(const int, array);
     QFETCH(const int, code);
 
-    const QTemporaryDir dir;
+    const TempDir dir;
     const QByteArray file = wavBytes(
         {fmtChunk({.channels = channels}), chunk("note", "abcd"), dataChunk(sampleBytes(40))});
     QStringList names = {u"take_01.wav"_s};
@@ -310,8 +309,8 @@ void TestMemory::missingMemoryIsTold()
         names.append(u"take_02.wav"_s);
     Sources sources;
     for (const QString& name : names) {
-        QVERIFY(writeFile(dir.filePath(name), file));
-        sources.add(dir.filePath(name));
+        dir.add(name, file);
+        sources.add(dir.path(name));
     }
     CWavConverter converter(nullptr, sources.list());
 
@@ -325,7 +324,7 @@ void TestMemory::missingMemoryIsTold()
                                                                         : "Data copy error.")});
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files), names);
     for (const QString& name : names)
-        QCOMPARE(readFile(dir.filePath(name)), file);
+        QCOMPARE(dir.bytes(name), file);
 }
 
 QTEST_MAIN(TestMemory)

@@ -2,11 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/conversion.h"
-#include "tests/support/wavbuilder.h"
+#include "tests/support/tempdir.h"
 
 #include <QDir>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -209,7 +208,7 @@ class TakeDirectory
 public:
     explicit TakeDirectory(const QByteArray& recording) { write(u"take.wav"_s, recording); }
 
-    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QString path(const QString& name) const { return m_dir.path(name); }
     QByteArray read(const QString& name) const { return readFile(path(name)); }
     bool write(const QString& name, const QByteArray& bytes) const
     {
@@ -261,7 +260,7 @@ private:
         return run.result == ConvertOk && run.boxes.isEmpty();
     }
 
-    QTemporaryDir m_dir;
+    TempDir m_dir;
 };
 
 /// The numbers 1 to @p count.

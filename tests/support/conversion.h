@@ -5,7 +5,6 @@
 
 #include "convert/wavconverter.h"
 #include "tests/support/messageboxanswer.h"
-#include "tests/support/progresswatch.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
