@@ -14,11 +14,8 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr int g_smallestWidth = 8; // bits
-constexpr int g_largestWidth = 64;
-
 /// What a running size counts less when a `bext` chunk is copied than when it is generated.
-constexpr quint32 g_generatedOverCopied = 866 - (8 + 4);
+constexpr quint32 g_generatedOverCopied = g_bextChunkSize - (8 + 4);
 
 /// Random cases in each test row; fewer, where they take too long, with SPLICORA_CASES.
 int casesPerRow()
@@ -90,7 +87,7 @@ enum Padding { WithPadBytes, WithoutPadBytes };
 QList<Chunk> chunksOf(const QByteArray& file, Padding padding)
 {
     QList<Chunk> chunks;
-    for (qsizetype at = 12; at < file.size();) {
+    for (qsizetype at = g_riffHeaderSize; at < file.size();) {
         Chunk found = {file.mid(at, 4), qFromLittleEndian<quint32>(file.constData() + at + 4), {}};
         const qsizetype length = found.size + (padding == WithPadBytes ? found.size % 2 : 0);
         found.body = file.mid(at + 8, length);
@@ -276,8 +273,8 @@ void addFormatRows()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("width");
-    for (int channels = 2; channels <= 8; ++channels) {
-        for (int width = g_smallestWidth; width <= g_largestWidth; width += 8)
+    for (const int channels : {2, 3, 8}) {
+        for (const int width : {8, 16, 24, 40})
             QTest::addRow("%d channels of %d bits", channels, width) << channels << width;
     }
 }
@@ -285,19 +282,17 @@ void addFormatRows()
 } // namespace
 
 /// What holds for every recording, tried on random ones.
-class TestProperties : public QObject
+class tst_Properties : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
 
-    void splitThenCombineGivesBackEverySampleByte_data() { addFormatRows(); }
-    void splitThenCombineGivesBackEverySampleByte();
+    void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
+    void splitCombineAndSplitKeepEverySampleByte();
     void recordingLongerThanABlockComesBack_data();
     void recordingLongerThanABlockComesBack();
-    void secondSplitEqualsTheFirst_data() { addFormatRows(); }
-    void secondSplitEqualsTheFirst();
     void combineOrderIsListOrder_data() { addFormatRows(); }
     void combineOrderIsListOrder();
     void disabledChannelsWriteNothing_data() { addFormatRows(); }
@@ -306,12 +301,12 @@ private slots:
     void otherChunkBodiesComeThroughUnchanged();
 };
 
-void TestProperties::initTestCase()
+void tst_Properties::initTestCase()
 {
     qInfo("SPLICORA_SEED=%u, %d cases in a row", baseSeed(), casesPerRow());
 }
 
-void TestProperties::splitThenCombineGivesBackEverySampleByte()
+void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
 {
     QFETCH(const int, channels);
     QFETCH(const int, width);
@@ -334,20 +329,35 @@ void TestProperties::splitThenCombineGivesBackEverySampleByte()
                             + QByteArray(isOdd ? channels : 0, '\0'),
                  random.name());
         QVERIFY2(take.read(u"take.wav"_s) == recording.file(), random.name());
+
+        QVERIFY2(take.split(u"take_combined.wav"_s), random.name());
+        for (int c = 1; c <= channels; ++c) {
+            QByteArray first = take.mono(u"take"_s, c);
+            QByteArray second = take.mono(u"take_combined"_s, c);
+            // The first split counts the whole of a `bext` that it made itself.
+            const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
+            QVERIFY2(riffSize(second) + more == riffSize(first), random.name());
+            // Each channel's is of its own moment, and the combine takes over the first one's.
+            if (!recording.hasBext) {
+                first = withoutDate(first);
+                second = withoutDate(second);
+            }
+            QVERIFY2(second.mid(8) == first.mid(8), random.name());
+        }
     }
 }
 
-void TestProperties::recordingLongerThanABlockComesBack_data()
+void tst_Properties::recordingLongerThanABlockComesBack_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("width");
-    for (int channels = 2; channels <= 8; ++channels) {
+    for (const int channels : {2, 3, 8}) {
         QTest::addRow("%d channels of 16 bits", channels) << channels << 16;
         QTest::addRow("%d channels of 24 bits", channels) << channels << 24;
     }
 }
 
-void TestProperties::recordingLongerThanABlockComesBack()
+void tst_Properties::recordingLongerThanABlockComesBack()
 {
     QFETCH(const int, channels);
     QFETCH(const int, width);
@@ -372,36 +382,7 @@ void TestProperties::recordingLongerThanABlockComesBack()
              random.name());
 }
 
-void TestProperties::secondSplitEqualsTheFirst()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    for (int i = 1; i <= casesPerRow(); ++i) {
-        CaseRandom random(i);
-        const Recording recording = randomRecording(random, channels, width);
-        const TakeDirectory take(recording.file());
-
-        QVERIFY2(take.split(u"take.wav"_s), random.name());
-        QVERIFY2(take.combine(firstNumbers(channels)), random.name());
-        QVERIFY2(take.split(u"take_combined.wav"_s), random.name());
-        for (int c = 1; c <= channels; ++c) {
-            QByteArray first = take.mono(u"take"_s, c);
-            QByteArray second = take.mono(u"take_combined"_s, c);
-            // The first split counts the whole of a `bext` that it made itself.
-            const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
-            QVERIFY2(riffSize(second) + more == riffSize(first), random.name());
-            // Each channel's is of its own moment, and the combine takes over the first one's.
-            if (!recording.hasBext) {
-                first = withoutDate(first);
-                second = withoutDate(second);
-            }
-            QVERIFY2(second.mid(8) == first.mid(8), random.name());
-        }
-    }
-}
-
-void TestProperties::combineOrderIsListOrder()
+void tst_Properties::combineOrderIsListOrder()
 {
     QFETCH(const int, channels);
     QFETCH(const int, width);
@@ -427,7 +408,7 @@ void TestProperties::combineOrderIsListOrder()
     }
 }
 
-void TestProperties::disabledChannelsWriteNothing()
+void tst_Properties::disabledChannelsWriteNothing()
 {
     QFETCH(const int, channels);
     QFETCH(const int, width);
@@ -458,7 +439,7 @@ void TestProperties::disabledChannelsWriteNothing()
     }
 }
 
-void TestProperties::otherChunkBodiesComeThroughUnchanged()
+void tst_Properties::otherChunkBodiesComeThroughUnchanged()
 {
     QFETCH(const int, channels);
     QFETCH(const int, width);
@@ -495,5 +476,5 @@ void TestProperties::otherChunkBodiesComeThroughUnchanged()
     }
 }
 
-QTEST_MAIN(TestProperties)
+QTEST_MAIN(tst_Properties)
 #include "tst_properties.moc"
