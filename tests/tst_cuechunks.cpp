@@ -51,7 +51,7 @@ QByteArray pointBytes(const CueChunk& cue)
 
 } // namespace
 
-class TestCueChunks : public QObject
+class tst_CueChunks : public QObject
 {
     Q_OBJECT
 
@@ -70,7 +70,7 @@ private slots:
     void roundTrip();
 };
 
-void TestCueChunks::read_data()
+void tst_CueChunks::read_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<bool>("accepted");
@@ -120,7 +120,7 @@ void TestCueChunks::read_data()
     QTest::newRow("empty body") << QByteArray() << true << quint32(0) << QByteArray() << qint64(0);
 }
 
-void TestCueChunks::read()
+void tst_CueChunks::read()
 {
     QFETCH(QByteArray, body);
     FileStream source(body);
@@ -134,7 +134,7 @@ void TestCueChunks::read()
     QCOMPARE(cue.header.size, 4711u);
 }
 
-void TestCueChunks::readReplacesEarlierPoints()
+void tst_CueChunks::readReplacesEarlierPoints()
 {
     FileStream source(le32(2) + g_first.bytes() + g_second.bytes() + le32(1) + g_third.bytes());
     CueChunk cue = {};
@@ -144,7 +144,7 @@ void TestCueChunks::readReplacesEarlierPoints()
     QCOMPARE(pointBytes(cue), g_third.bytes());
 }
 
-void TestCueChunks::readOnUnreadableChunkName()
+void tst_CueChunks::readOnUnreadableChunkName()
 {
     FaultyStream source(le32(1) + g_first.bytes());
     source.device.unreadableFrom = 12;
@@ -155,7 +155,7 @@ void TestCueChunks::readOnUnreadableChunkName()
     QCOMPARE(source.stream.status(), Status::ReadCorruptData);
 }
 
-void TestCueChunks::readOnSpoiledStream()
+void tst_CueChunks::readOnSpoiledStream()
 {
     FileStream source(le32(2) + g_first.bytes() + g_second.bytes());
     source.file.seek(source.file.size());
@@ -169,7 +169,7 @@ void TestCueChunks::readOnSpoiledStream()
     QVERIFY(cue.points.isEmpty());
 }
 
-void TestCueChunks::write_data()
+void tst_CueChunks::write_data()
 {
     QTest::addColumn<quint32>("pointCount");
     QTest::addColumn<QList<Point>>("points");
@@ -196,7 +196,7 @@ void TestCueChunks::write_data()
         << quint32(1) << QList<Point>{playlist} << QByteArray(le32(1) + playlist.bytes());
 }
 
-void TestCueChunks::write()
+void tst_CueChunks::write()
 {
     QFETCH(quint32, pointCount);
     QFETCH(QList<Point>, points);
@@ -212,7 +212,7 @@ void TestCueChunks::write()
     QCOMPARE(output.bytes(), "cue -" + written);
 }
 
-void TestCueChunks::writeFewerPointsThanCounted()
+void tst_CueChunks::writeFewerPointsThanCounted()
 {
     FileStream output("cue -", QIODevice::ReadWrite);
     output.file.seek(5);
@@ -220,7 +220,7 @@ void TestCueChunks::writeFewerPointsThanCounted()
     QCOMPARE(output.bytes(), "cue -"_ba);
 }
 
-void TestCueChunks::roundTrip_data()
+void tst_CueChunks::roundTrip_data()
 {
     QTest::addColumn<QByteArray>("body");
 
@@ -232,7 +232,7 @@ void TestCueChunks::roundTrip_data()
     QTest::newRow("thousand points") << many;
 }
 
-void TestCueChunks::roundTrip()
+void tst_CueChunks::roundTrip()
 {
     QFETCH(QByteArray, body);
     FileStream source(body);
@@ -244,5 +244,5 @@ void TestCueChunks::roundTrip()
     QCOMPARE(output.bytes(), body);
 }
 
-QTEST_GUILESS_MAIN(TestCueChunks)
+QTEST_GUILESS_MAIN(tst_CueChunks)
 #include "tst_cuechunks.moc"

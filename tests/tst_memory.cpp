@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "convert/samplecopy.h"
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
 
@@ -63,8 +64,6 @@ void* operator new[](size_t size)
 }
 
 namespace {
-
-constexpr qint64 g_blockBytes = 524288;
 
 /// What the dialog, its pixels and the files' own buffers may take beside the sample buffers; less
 /// than one more buffer for samples would.
@@ -155,7 +154,7 @@ void compareLengths(const std::function<void(int blocks, qint64* most)>& convert
 } // namespace
 
 /// How much memory a conversion needs beside the window, and what happens when there is none.
-class TestMemory : public QObject
+class tst_Memory : public QObject
 {
     Q_OBJECT
 
@@ -172,7 +171,7 @@ private slots:
 };
 
 /// Fonts and the like are loaded once, by the first dialog.
-void TestMemory::initTestCase()
+void tst_Memory::initTestCase()
 {
     const TempDir dir;
     const QString path = dir.path(u"take.wav"_s);
@@ -184,7 +183,7 @@ void TestMemory::initTestCase()
         qInfo("The buffers alone are counted here, not the bytes beside them.");
 }
 
-void TestMemory::splitHoldsTwoBuffers_data()
+void tst_Memory::splitHoldsTwoBuffers_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("bits");
@@ -193,7 +192,7 @@ void TestMemory::splitHoldsTwoBuffers_data()
     QTest::newRow("8 channels") << 8 << 32;
 }
 
-void TestMemory::splitHoldsTwoBuffers()
+void tst_Memory::splitHoldsTwoBuffers()
 {
     QFETCH(const int, channels);
     QFETCH(const int, bits);
@@ -213,7 +212,7 @@ void TestMemory::splitHoldsTwoBuffers()
     });
 }
 
-void TestMemory::combineHoldsABufferForEachSourceAndOne_data()
+void tst_Memory::combineHoldsABufferForEachSourceAndOne_data()
 {
     QTest::addColumn<int>("count");
     QTest::newRow("1 source") << 1;
@@ -221,7 +220,7 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne_data()
     QTest::newRow("8 sources") << 8;
 }
 
-void TestMemory::combineHoldsABufferForEachSourceAndOne()
+void tst_Memory::combineHoldsABufferForEachSourceAndOne()
 {
     QFETCH(const int, count);
 
@@ -241,7 +240,7 @@ void TestMemory::combineHoldsABufferForEachSourceAndOne()
 }
 
 /// A copied chunk leaves nothing behind, however many there are.
-void TestMemory::copiedChunksHoldNothing()
+void tst_Memory::copiedChunksHoldNothing()
 {
     if (!areBytesCounted())
         return;
@@ -259,7 +258,7 @@ void TestMemory::copiedChunksHoldNothing()
              qPrintable(QString::number(allocatedBytes() - before)));
 }
 
-void TestMemory::largestCopyAsksForItsMemory()
+void tst_Memory::largestCopyAsksForItsMemory()
 {
     const TempDir dir;
     const QString path = dir.path(u"take.wav"_s);
@@ -279,7 +278,7 @@ void TestMemory::largestCopyAsksForItsMemory()
     QCOMPARE(g_bufferLog.sizes, std::vector<size_t>{0x7FFFFFFF});
 }
 
-void TestMemory::missingMemoryIsTold_data()
+void tst_Memory::missingMemoryIsTold_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("array");
@@ -295,7 +294,7 @@ void TestMemory::missingMemoryIsTold_data()
     QTest::newRow("combine, the output buffer") << 1 << 5 << int(ConvertNoMemory);
 }
 
-void TestMemory::missingMemoryIsTold()
+void tst_Memory::missingMemoryIsTold()
 {
     QFETCH(const int, channels);
     QFETCH(const int, array);
@@ -327,5 +326,5 @@ void TestMemory::missingMemoryIsTold()
         QCOMPARE(dir.bytes(name), file);
 }
 
-QTEST_MAIN(TestMemory)
+QTEST_MAIN(tst_Memory)
 #include "tst_memory.moc"

@@ -104,7 +104,7 @@ Seen run(Poll poll, const QList<int>& values, bool pumps, int cancelAt)
 
 } // namespace
 
-class tst_polling : public QObject
+class tst_Polling : public QObject
 {
     Q_OBJECT
 
@@ -118,7 +118,7 @@ private slots:
     void blockWithoutFramesIsNotPolled();
 };
 
-void tst_polling::shortcutIsNotSeen_data()
+void tst_Polling::shortcutIsNotSeen_data()
 {
     QTest::addColumn<QList<int>>("values");
     QTest::addColumn<bool>("pumps");
@@ -149,7 +149,7 @@ void tst_polling::shortcutIsNotSeen_data()
     }
 }
 
-void tst_polling::shortcutIsNotSeen()
+void tst_Polling::shortcutIsNotSeen()
 {
     QFETCH(const QList<int>, values);
     QFETCH(const bool, pumps);
@@ -165,7 +165,7 @@ void tst_polling::shortcutIsNotSeen()
     QCOMPARE(seen.visible, expected.visible);
 }
 
-void tst_polling::pumpsOfOneBlock_data()
+void tst_Polling::pumpsOfOneBlock_data()
 {
     QTest::addColumn<int>("value");
     QTest::addColumn<qint64>("pumps");
@@ -178,14 +178,14 @@ void tst_polling::pumpsOfOneBlock_data()
     QTest::newRow("a value below the range pumps with every frame") << -1000 << 1 + g_frames;
 }
 
-void tst_polling::pumpsOfOneBlock()
+void tst_Polling::pumpsOfOneBlock()
 {
     QFETCH(const int, value);
     QFETCH(const qint64, pumps);
     QCOMPARE(qint64(run(showAndPoll, {value}, true, g_never).pumps), pumps);
 }
 
-void tst_polling::cancelIsSeenWithinTheBlock_data()
+void tst_Polling::cancelIsSeenWithinTheBlock_data()
 {
     QTest::addColumn<QList<int>>("values");
     QTest::addColumn<int>("cancelAt");
@@ -200,7 +200,7 @@ void tst_polling::cancelIsSeenWithinTheBlock_data()
     QTest::newRow("after the last poll") << QList<int>{300, 600} << 5 << qsizetype(2);
 }
 
-void tst_polling::cancelIsSeenWithinTheBlock()
+void tst_Polling::cancelIsSeenWithinTheBlock()
 {
     QFETCH(const QList<int>, values);
     QFETCH(const int, cancelAt);
@@ -212,7 +212,7 @@ void tst_polling::cancelIsSeenWithinTheBlock()
     QCOMPARE(seen.pumps, seen.cancelled ? cancelAt : cancelAt - 1);
 }
 
-void tst_polling::blockWithoutFramesIsNotPolled()
+void tst_Polling::blockWithoutFramesIsNotPolled()
 {
     QProgressDialog dialog(u"Converting ..."_s, u"Cancel"_s, 0, g_maximum);
     dialog.setValue(1);
@@ -221,6 +221,6 @@ void tst_polling::blockWithoutFramesIsNotPolled()
     QVERIFY(dialog.value() != 300);
 }
 
-QTEST_MAIN(tst_polling)
+QTEST_MAIN(tst_Polling)
 
 #include "tst_polling.moc"

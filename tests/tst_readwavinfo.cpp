@@ -38,7 +38,7 @@ QByteArray fmtBody(const FmtChunk& fmt)
 
 } // namespace
 
-class TestReadWavInfo : public QObject
+class tst_ReadWavInfo : public QObject
 {
     Q_OBJECT
 
@@ -52,7 +52,7 @@ private slots:
     void bextSearch();
 };
 
-void TestReadWavInfo::readable_data()
+void tst_ReadWavInfo::readable_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<quint32>("riffSize");
@@ -121,7 +121,7 @@ void TestReadWavInfo::readable_data()
         << quint32(4) << false << qint64(36);
 }
 
-void TestReadWavInfo::readable()
+void tst_ReadWavInfo::readable()
 {
     QFETCH(QByteArray, bytes);
     FileStream source(bytes);
@@ -136,7 +136,7 @@ void TestReadWavInfo::readable()
     QTEST(source.file.pos(), "position");
 }
 
-void TestReadWavInfo::unreadable_data()
+void tst_ReadWavInfo::unreadable_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<bool>("fmtRead"); // the steps are taken in order, each fills its own fields
@@ -180,7 +180,7 @@ void TestReadWavInfo::unreadable_data()
         wavBytes({chunk("fmt ", g_mono.body(), 1000), g_data}), true);
 }
 
-void TestReadWavInfo::unreadable()
+void tst_ReadWavInfo::unreadable()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(bool, fmtRead);
@@ -194,7 +194,7 @@ void TestReadWavInfo::unreadable()
         QCOMPARE(fmtBody(info.fmt), g_mono.body());
 }
 
-void TestReadWavInfo::leavesTheRestOfTheRecordAlone()
+void tst_ReadWavInfo::leavesTheRestOfTheRecordAlone()
 {
     FileStream source(wavBytes({fmtChunk(g_mono), g_data}));
     WavInfo info = filledInfo();
@@ -206,7 +206,7 @@ void TestReadWavInfo::leavesTheRestOfTheRecordAlone()
     QCOMPARE(info.fmt.size, g_untouched);
 }
 
-void TestReadWavInfo::bextSearch_data()
+void tst_ReadWavInfo::bextSearch_data()
 {
     QTest::addColumn<bool>("before");
 
@@ -215,7 +215,7 @@ void TestReadWavInfo::bextSearch_data()
 }
 
 /// The search decides alone, whatever the record said before.
-void TestReadWavInfo::bextSearch()
+void tst_ReadWavInfo::bextSearch()
 {
     QFETCH(bool, before);
     WavInfo info = {};
@@ -230,5 +230,5 @@ void TestReadWavInfo::bextSearch()
     QVERIFY(info.hasBext);
 }
 
-QTEST_GUILESS_MAIN(TestReadWavInfo)
+QTEST_GUILESS_MAIN(tst_ReadWavInfo)
 #include "tst_readwavinfo.moc"

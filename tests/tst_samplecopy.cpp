@@ -7,16 +7,18 @@
 
 #include <QTest>
 
-class tst_samplecopy : public QObject
+class tst_SampleCopy : public QObject
 {
     Q_OBJECT
 
 private slots:
     void copiesSamplesAndNothingElse_data();
     void copiesSamplesAndNothingElse();
+    void blocksHoldWholeFrames_data();
+    void blocksHoldWholeFrames();
 };
 
-void tst_samplecopy::copiesSamplesAndNothingElse_data()
+void tst_SampleCopy::copiesSamplesAndNothingElse_data()
 {
     QTest::addColumn<int>("sampleBytes");
     QTest::addColumn<int>("targetGap");
@@ -35,7 +37,7 @@ void tst_samplecopy::copiesSamplesAndNothingElse_data()
     }
 }
 
-void tst_samplecopy::copiesSamplesAndNothingElse()
+void tst_SampleCopy::copiesSamplesAndNothingElse()
 {
     QFETCH(const int, sampleBytes);
     QFETCH(const int, targetGap);
@@ -54,6 +56,21 @@ void tst_samplecopy::copiesSamplesAndNothingElse()
     QCOMPARE(target.toHex(), expected.toHex());
 }
 
-QTEST_GUILESS_MAIN(tst_samplecopy)
+void tst_SampleCopy::blocksHoldWholeFrames_data()
+{
+    QTest::addColumn<quint16>("blockAlign");
+    QTest::addColumn<qint64>("bytes");
+    QTest::newRow("frames that fill a block of 512 KiB") << quint16(4) << qint64(524288);
+    QTest::newRow("frames of 6 bytes leave two") << quint16(6) << qint64(524286);
+    QTest::newRow("the longest frames") << quint16(65535) << qint64(524280);
+}
+
+void tst_SampleCopy::blocksHoldWholeFrames()
+{
+    QFETCH(const quint16, blockAlign);
+    QTEST(wholeFrameBytes(blockAlign), "bytes");
+}
+
+QTEST_GUILESS_MAIN(tst_SampleCopy)
 
 #include "tst_samplecopy.moc"
