@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QDesktopServices>
@@ -507,5 +508,5 @@ public slots:
     void ignoreUrl(const QUrl&) { }
 };
 
-QTEST_MAIN(TestChannelSelection)
+SPLICORA_TEST_MAIN(TestChannelSelection)
 #include "tst_channelselection.moc"

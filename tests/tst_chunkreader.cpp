@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "wave/chunks.h"
 
@@ -597,5 +598,5 @@ void tst_ChunkReader::openSourceRefusesPipe()
 #endif
 }
 
-QTEST_GUILESS_MAIN(tst_ChunkReader)
+SPLICORA_TEST_MAIN(tst_ChunkReader)
 #include "tst_chunkreader.moc"

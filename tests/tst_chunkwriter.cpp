@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
@@ -343,5 +344,5 @@ void tst_ChunkWriter::streamFailedBefore()
     QCOMPARE(output.device.data(), "old"_ba);
 }
 
-QTEST_GUILESS_MAIN(tst_ChunkWriter)
+SPLICORA_TEST_MAIN(tst_ChunkWriter)
 #include "tst_chunkwriter.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 #include "ui/filetable.h"
 
@@ -346,6 +347,6 @@ void tst_ColumnFit::growingWindow()
     QVERIFY(table->verticalScrollBar()->isVisible());
 }
 
-QTEST_MAIN(tst_ColumnFit)
+SPLICORA_TEST_MAIN(tst_ColumnFit)
 
 #include "tst_columnfit.moc"

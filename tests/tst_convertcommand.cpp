@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QDesktopServices>
@@ -984,5 +985,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestConvertCommand)
+SPLICORA_TEST_MAIN(TestConvertCommand)
 #include "tst_convertcommand.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
@@ -244,5 +245,5 @@ void tst_CueChunks::roundTrip()
     QCOMPARE(output.bytes(), body);
 }
 
-QTEST_GUILESS_MAIN(tst_CueChunks)
+SPLICORA_TEST_MAIN(tst_CueChunks)
 #include "tst_cuechunks.moc"

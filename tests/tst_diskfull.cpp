@@ -3,6 +3,7 @@
 
 #include "tests/support/conversion.h"
 #include "tests/support/softlimit.h"
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 
 #include <QDir>
@@ -610,5 +611,5 @@ void tst_DiskFull::failureToCloseIsTold()
     QVERIFY(sources.isUntouched());
 }
 
-QTEST_MAIN(tst_DiskFull)
+SPLICORA_TEST_MAIN(tst_DiskFull)
 #include "tst_diskfull.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/conversion.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QProcess>
@@ -116,6 +117,18 @@ int convertInChild(QStringList arguments)
         runAnswered({}, [&] { return isSplit ? converter.polyToMono() : converter.monoToPoly(); });
     say("shows " + QByteArray::number(run.boxes.size()) + " box(es)");
     return run.result;
+}
+
+int runChild(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    int result = -1;
+    QTimer::singleShot(0, &app, [&result] {
+        result = convertInChild(QCoreApplication::arguments().mid(1));
+        QCoreApplication::quit();
+    });
+    QApplication::exec(); // within which alone the toolkit tells of the last window
+    return result;
 }
 
 /// Processor time of a process, in clock ticks; -1 when there is no such process.
@@ -314,19 +327,12 @@ void tst_EndlessSources::combineEndsByCancel()
 
 int main(int argc, char* argv[])
 {
+    const QByteArray command = argc > 1 ? argv[1] : "";
+    if (command == "split" || command == "combine")
+        return runChild(argc, argv); // in the environment of the test, and to be killed
+    const TestEnvironment environment;
     QApplication app(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments().mid(1);
-    if (arguments.value(0) == u"split" || arguments.value(0) == u"combine") {
-        int result = -1;
-        QTimer::singleShot(0, &app, [&result, &arguments] {
-            result = convertInChild(arguments);
-            QCoreApplication::quit();
-        });
-        QApplication::exec(); // within which alone the toolkit tells of the last window
-        return result;
-    }
-    tst_EndlessSources test;
-    return QTest::qExec(&test, argc, argv);
+    return runTest<tst_EndlessSources>(argc, argv);
 }
 
 #include "tst_endlesssources.moc"

@@ -5,6 +5,7 @@
 #undef _FORTIFY_SOURCE
 
 #include "tests/support/conversion.h"
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 
 #include <QDir>
@@ -340,5 +341,5 @@ void tst_FailingMedia::shortReadsAreReadOn()
     QVERIFY(readFile(take.path(u"take_combined.wav"_s)).endsWith(take.samples()));
 }
 
-QTEST_MAIN(tst_FailingMedia)
+SPLICORA_TEST_MAIN(tst_FailingMedia)
 #include "tst_failingmedia.moc"

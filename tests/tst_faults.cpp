@@ -5,6 +5,7 @@
 #include "tests/support/conversion.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
@@ -1103,5 +1104,5 @@ void tst_Faults::tenThousandFilesAreListed()
     QCOMPARE(everythingIn(dir.path()), before);
 }
 
-QTEST_MAIN(tst_Faults)
+SPLICORA_TEST_MAIN(tst_Faults)
 #include "tst_faults.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
@@ -1007,6 +1008,6 @@ void tst_FileList::listedFilesStayClosed()
         QVERIFY2(!file.symLinkTarget().startsWith(dir.path()), qPrintable(file.symLinkTarget()));
 }
 
-QTEST_MAIN(tst_FileList)
+SPLICORA_TEST_MAIN(tst_FileList)
 
 #include "tst_filelist.moc"

@@ -3,6 +3,7 @@
 
 #include "tests/support/conversionrequest.h"
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
@@ -443,5 +444,5 @@ void TestForeignFiles::conversions()
         QVERIFY(readFile(dir.filePath(name)) == sources[name]);
 }
 
-QTEST_MAIN(TestForeignFiles)
+SPLICORA_TEST_MAIN(TestForeignFiles)
 #include "tst_foreignfiles.moc"

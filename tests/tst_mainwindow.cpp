@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
@@ -1219,6 +1220,6 @@ void tst_MainWindow::timeStamp()
     QVERIFY(stamp >= before.addSecs(-1) && stamp <= after);
 }
 
-QTEST_MAIN(tst_MainWindow)
+SPLICORA_TEST_MAIN(tst_MainWindow)
 
 #include "tst_mainwindow.moc"

@@ -4,6 +4,7 @@
 #include "convert/samplecopy.h"
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QTest>
@@ -326,5 +327,5 @@ void tst_Memory::missingMemoryIsTold()
         QCOMPARE(dir.bytes(name), file);
 }
 
-QTEST_MAIN(tst_Memory)
+SPLICORA_TEST_MAIN(tst_Memory)
 #include "tst_memory.moc"

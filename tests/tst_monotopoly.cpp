@@ -4,6 +4,7 @@
 #include "convert/samplecopy.h"
 #include "tests/support/conversionrequest.h"
 #include "tests/support/progresswatch.h"
+#include "tests/support/testmain.h"
 
 #include <QTest>
 
@@ -1024,5 +1025,5 @@ void tst_MonoToPoly::cancelBehindTheDataComesTooLate()
                          (8 + 16) + (8 + 8) + (8 + 100)));
 }
 
-QTEST_MAIN(tst_MonoToPoly)
+SPLICORA_TEST_MAIN(tst_MonoToPoly)
 #include "tst_monotopoly.moc"

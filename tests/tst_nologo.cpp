@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
@@ -110,6 +111,6 @@ void tst_NoLogo::functionRowHasNoPicture()
     QCOMPARE(logo->text(), QString());
 }
 
-QTEST_MAIN(tst_NoLogo)
+SPLICORA_TEST_MAIN(tst_NoLogo)
 
 #include "tst_nologo.moc"

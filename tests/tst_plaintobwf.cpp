@@ -3,6 +3,7 @@
 
 #include "tests/support/conversionrequest.h"
 #include "tests/support/progresswatch.h"
+#include "tests/support/testmain.h"
 
 #include <QTest>
 
@@ -388,5 +389,5 @@ void tst_PlainToBwf::shownValues()
     QCOMPARE(watch.only().values, values);
 }
 
-QTEST_MAIN(tst_PlainToBwf)
+SPLICORA_TEST_MAIN(tst_PlainToBwf)
 #include "tst_plaintobwf.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "convert/conversionpass.h"
+#include "tests/support/testmain.h"
 
 #include <QProgressBar>
 #include <QProgressDialog>
@@ -221,6 +222,6 @@ void tst_Polling::blockWithoutFramesIsNotPolled()
     QVERIFY(dialog.value() != 300);
 }
 
-QTEST_MAIN(tst_Polling)
+SPLICORA_TEST_MAIN(tst_Polling)
 
 #include "tst_polling.moc"

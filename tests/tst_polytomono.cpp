@@ -4,6 +4,7 @@
 #include "convert/samplecopy.h"
 #include "tests/support/conversionrequest.h"
 #include "tests/support/progresswatch.h"
+#include "tests/support/testmain.h"
 
 #include <QTest>
 
@@ -904,5 +905,5 @@ void tst_PolyToMono::rangesOfLargeRiffSizes()
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
-QTEST_MAIN(tst_PolyToMono)
+SPLICORA_TEST_MAIN(tst_PolyToMono)
 #include "tst_polytomono.moc"

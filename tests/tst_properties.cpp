@@ -3,6 +3,7 @@
 
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -476,5 +477,5 @@ void tst_Properties::otherChunkBodiesComeThroughUnchanged()
     }
 }
 
-QTEST_MAIN(tst_Properties)
+SPLICORA_TEST_MAIN(tst_Properties)
 #include "tst_properties.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
@@ -230,5 +231,5 @@ void tst_ReadWavInfo::bextSearch()
     QVERIFY(info.hasBext);
 }
 
-QTEST_GUILESS_MAIN(tst_ReadWavInfo)
+SPLICORA_TEST_MAIN(tst_ReadWavInfo)
 #include "tst_readwavinfo.moc"

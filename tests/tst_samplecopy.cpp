@@ -3,6 +3,7 @@
 
 #include "convert/samplecopy.h"
 
+#include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 
 #include <QTest>
@@ -71,6 +72,6 @@ void tst_SampleCopy::blocksHoldWholeFrames()
     QTEST(wholeFrameBytes(blockAlign), "bytes");
 }
 
-QTEST_GUILESS_MAIN(tst_SampleCopy)
+SPLICORA_TEST_MAIN(tst_SampleCopy)
 
 #include "tst_samplecopy.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QHeaderView>
@@ -931,5 +932,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSourceList)
+SPLICORA_TEST_MAIN(TestSourceList)
 #include "tst_sourcelist.moc"

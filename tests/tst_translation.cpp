@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QFileDialog>
@@ -307,5 +308,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestTranslation)
+SPLICORA_TEST_MAIN(TestTranslation)
 #include "tst_translation.moc"

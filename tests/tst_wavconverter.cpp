@@ -4,6 +4,7 @@
 #include "tests/support/conversion.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 
 #include <QDir>
@@ -884,5 +885,5 @@ void tst_WavConverter::blockAlignZero()
     QCOMPARE(work.bytes(existing), "old"_ba);
 }
 
-QTEST_MAIN(tst_WavConverter)
+SPLICORA_TEST_MAIN(tst_WavConverter)
 #include "tst_wavconverter.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "tests/support/wavbuilder.h"
 #include "wave/chunks.h"
@@ -299,5 +300,5 @@ void TestWavFileItem::isSameFormatOfFiles()
     QCOMPARE(second.isSameFormat(&first), same);
 }
 
-QTEST_GUILESS_MAIN(TestWavFileItem)
+SPLICORA_TEST_MAIN(TestWavFileItem)
 #include "tst_wavfileitem.moc"
