@@ -490,6 +490,7 @@ void tst_DiskFull::deviceThatTakesNothing()
     QFETCH(QStringList, texts);
     QFETCH(int, code);
     QFETCH(bool, isLeft);
+    const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
     const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
     const QTemporaryDir out;
     const QString output = out.filePath(name);
@@ -509,6 +510,7 @@ void tst_DiskFull::deviceThatTakesNothing()
 
 void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
 {
+    const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
     const QByteArray file = wavBytes({fmtChunk({}), dataChunk("abcd")});
     const SourceDir sources({{u"a.wav"_s, file}, {u"b.wav"_s, file}});
     const QTemporaryDir out;
