@@ -24,10 +24,14 @@ CHECK = pyatspi.ROLE_CHECK_BOX
 def wait_for(what, condition):
     end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
+        result = None
         try:
             result = condition()
-        except (AttributeError, LookupError, StopIteration, GLib.GError):
-            result = None  # the tree changed under the walk
+        except (StopIteration, GLib.GError):
+            pass  # not there yet, or the tree changed under the walk
+        except AttributeError as error:
+            if error.obj is not None:  # what the tree gave for a node that is gone
+                raise
         if result:
             return result
         time.sleep(0.02)

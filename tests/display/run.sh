@@ -22,6 +22,7 @@ XDG_RUNTIME_DIR=$(mktemp -d)
 HOME=$XDG_RUNTIME_DIR
 trap 'rm -rf "$XDG_RUNTIME_DIR"' EXIT
 export XDG_RUNTIME_DIR HOME
+unset XDG_CONFIG_HOME QT_FATAL_WARNINGS QT_LOGGING_RULES QT_QPA_PLATFORMTHEME QT_STYLE_OVERRIDE
 export PYTHONPATH="$here" QT_QPA_PLATFORM=xcb QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
 
 # A window manager gives the keyboard to the window in front. It ends with the display.

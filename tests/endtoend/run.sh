@@ -22,8 +22,11 @@ prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
-# Of all openers that the toolkit knows, the first xdg-open in PATH comes first.
-export PATH="$here/bin:$PATH"
-unset BROWSER DEFAULT_BROWSER XDG_CURRENT_DESKTOP QT_QPA_PLATFORMTHEME
+# Of all openers that the toolkit knows, the first xdg-open in PATH comes first. The toolkit does not
+# find one whose path has a blank, as that of the repository may.
+mkdir "$prefix/opener"
+cp "$here/xdg-open" "$prefix/opener"
+export PATH="$prefix/opener:$PATH"
+unset BROWSER DEFAULT_BROWSER XDG_CURRENT_DESKTOP
 "$here/../display/run.sh" "$here/test_endtoend.py" \
     "$prefix/bin/splicora" "$build/tests/endtoend/screenshots" "$@"
