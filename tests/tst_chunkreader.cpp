@@ -16,25 +16,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace {
-
-constexpr quint32 g_untouched = 0xdeadbeef;
-constexpr qint64 g_twoGiB = Q_INT64_C(0x80000000);
-
-using Status = QDataStream::Status;
-
-const QByteArray g_fmt = fmtChunk(Format()); // 24 bytes
-const QByteArray g_data4 = dataChunk("abcd"); // 12 bytes
-const QByteArray g_plainWav = wavBytes({g_fmt, g_data4}); // fmt body at 20, data body at 44
-
-/// A chunk header and body whose id may hold any byte.
-QByteArray chunkNamed(const QByteArray& id, const QByteArray& body)
-{
-    return chunk(id.constData(), body);
-}
-
-} // namespace
-
 class tst_ChunkReader : public QObject
 {
     Q_OBJECT
@@ -78,6 +59,25 @@ private slots:
     void openSourceThroughLink();
     void openSourceRefusesPipe();
 };
+
+namespace {
+
+constexpr quint32 g_untouched = 0xdeadbeef;
+constexpr qint64 g_twoGiB = Q_INT64_C(0x80000000);
+
+using Status = QDataStream::Status;
+
+const QByteArray g_fmt = fmtChunk(Format()); // 24 bytes
+const QByteArray g_data4 = dataChunk("abcd"); // 12 bytes
+const QByteArray g_plainWav = wavBytes({g_fmt, g_data4}); // fmt body at 20, data body at 44
+
+/// A chunk header and body whose id may hold any byte.
+QByteArray chunkNamed(const QByteArray& id, const QByteArray& body)
+{
+    return chunk(id.constData(), body);
+}
+
+} // namespace
 
 /// What is refused is refused in silence, before the device could complain about it.
 void tst_ChunkReader::init()

@@ -15,6 +15,32 @@ using namespace Qt::Literals::StringLiterals;
 using Writer = qint64 (*)(QDataStream& s);
 Q_DECLARE_METATYPE(Writer)
 
+class tst_ChunkWriter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void writeRiffHeader_data();
+    void writeRiffHeader();
+    void writeRiffHeaderWhenStartIsOutOfReach();
+    void writeChunkHeader_data();
+    void writeChunkHeader();
+    void writeFmtBody_data();
+    void writeFmtBody();
+
+    void bextBody_data();
+    void bextBody();
+    void writeBextChunk();
+    void bextDateAndTime();
+
+    void deviceRefusesWrite_data();
+    void deviceRefusesWrite();
+    void deviceHoldsJustEnough_data();
+    void deviceHoldsJustEnough();
+    void streamFailedBefore_data();
+    void streamFailedBefore();
+};
+
 namespace {
 
 using Status = QDataStream::Status;
@@ -50,32 +76,6 @@ QByteArray bextBytes(const char* date, const char* time)
 }
 
 } // namespace
-
-class tst_ChunkWriter : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void writeRiffHeader_data();
-    void writeRiffHeader();
-    void writeRiffHeaderWhenStartIsOutOfReach();
-    void writeChunkHeader_data();
-    void writeChunkHeader();
-    void writeFmtBody_data();
-    void writeFmtBody();
-
-    void bextBody_data();
-    void bextBody();
-    void writeBextChunk();
-    void bextDateAndTime();
-
-    void deviceRefusesWrite_data();
-    void deviceRefusesWrite();
-    void deviceHoldsJustEnough_data();
-    void deviceHoldsJustEnough();
-    void streamFailedBefore_data();
-    void streamFailedBefore();
-};
 
 void tst_ChunkWriter::writeRiffHeader_data()
 {

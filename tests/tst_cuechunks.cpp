@@ -12,6 +12,25 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_CueChunks : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void read_data();
+    void read();
+    void readReplacesEarlierPoints();
+    void readOnUnreadableChunkName();
+    void readOnSpoiledStream();
+
+    void write_data();
+    void write();
+    void writeFewerPointsThanCounted();
+
+    void roundTrip_data();
+    void roundTrip();
+};
+
 namespace {
 
 using Status = QDataStream::Status;
@@ -51,25 +70,6 @@ QByteArray pointBytes(const CueChunk& cue)
 }
 
 } // namespace
-
-class tst_CueChunks : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void read_data();
-    void read();
-    void readReplacesEarlierPoints();
-    void readOnUnreadableChunkName();
-    void readOnSpoiledStream();
-
-    void write_data();
-    void write();
-    void writeFewerPointsThanCounted();
-
-    void roundTrip_data();
-    void roundTrip();
-};
 
 void tst_CueChunks::read_data()
 {

@@ -22,6 +22,30 @@ using namespace Qt::Literals::StringLiterals;
 /// Conversions that never end by themselves run in a process of their own: this executable, started
 /// again with what to convert. The test watches it from outside and ends it.
 
+class tst_EndlessSources : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+    void splitNeverEnds_data();
+    void splitNeverEnds();
+    void splitEndsWithTheLastWindow();
+    void splitGoesOnBesideAnotherWindow();
+    void combineEndsByCancel_data();
+    void combineEndsByCancel();
+
+private:
+    void startChild(const QStringList& arguments);
+    void checkThatItLoops();
+    void writeEndless(const QString& path);
+
+    qsizetype countOf(const char* line);
+
+    QProcess m_child;
+    QByteArray m_said;
+};
+
 namespace {
 
 constexpr int g_waitMs = 60000; // a hang of the test itself, nothing that is measured
@@ -141,30 +165,6 @@ qint64 processorTicks(qint64 processId)
 }
 
 } // namespace
-
-class tst_EndlessSources : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-    void splitNeverEnds_data();
-    void splitNeverEnds();
-    void splitEndsWithTheLastWindow();
-    void splitGoesOnBesideAnotherWindow();
-    void combineEndsByCancel_data();
-    void combineEndsByCancel();
-
-private:
-    void startChild(const QStringList& arguments);
-    void checkThatItLoops();
-    void writeEndless(const QString& path);
-
-    qsizetype countOf(const char* line);
-
-    QProcess m_child;
-    QByteArray m_said;
-};
 
 void tst_EndlessSources::cleanup()
 {

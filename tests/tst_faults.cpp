@@ -24,6 +24,69 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+/// What happens when a file, a directory or a name is not what it should be.
+class tst_Faults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void outputDirectoryThatTakesNoFile_data();
+    void outputDirectoryThatTakesNoFile();
+    void outputDirectoryGoneBetweenTwoOutputs();
+    void outputGoneWhileItIsWritten_data();
+    void outputGoneWhileItIsWritten();
+    void outputsAreOneFile_data();
+    void outputsAreOneFile();
+    void outputIsReadByAnotherRequest();
+    void outputReplacedWhileItIsWritten_data();
+    void outputReplacedWhileItIsWritten();
+    void outputNameIsADirectory_data() { addConversionRows(); }
+    void outputNameIsADirectory();
+    void outputNameIsADanglingLink_data() { addConversionRows(); }
+    void outputNameIsADanglingLink();
+    void outputNameIsALinkToNowhere_data() { addConversionRows(); }
+    void outputNameIsALinkToNowhere();
+    void outputNameIsAPipe_data();
+    void outputNameIsAPipe();
+    void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
+    void outputDirectoryNameIsNoUnicode();
+    void outputDirectoryNameHoldsAZeroCharacter_data();
+    void outputDirectoryNameHoldsAZeroCharacter();
+
+    void sourceIsNoFileAnyMore_data();
+    void sourceIsNoFileAnyMore();
+    void sourceVanishedBesideAnExistingOutput_data() { addConversionRows(); }
+    void sourceVanishedBesideAnExistingOutput();
+    void sourceVanishedBetweenTwoOutputs();
+    void splitWhoseReadsFail();
+    void sourceIsNoWaveFileAnyMore_data() { addSourceRows(); }
+    void sourceIsNoWaveFileAnyMore();
+    void sourceIsCut_data();
+    void sourceIsCut();
+    void sourceGrewByAChunk_data() { addSourceRows(); }
+    void sourceGrewByAChunk();
+    void sourceGrewByStrayBytes_data() { addConversionRows(); }
+    void sourceGrewByStrayBytes();
+    void sourceHasAnotherFormatNow_data() { addSourceRows(); }
+    void sourceHasAnotherFormatNow();
+    void sourceIsAlsoAnOutput_data();
+    void sourceIsAlsoAnOutput();
+
+    void whatIsNoFileIsNotListed();
+    void smallFilesAreListedOrNamed_data();
+    void smallFilesAreListedOrNamed();
+    void oddNameIsListedAndConverted_data();
+    void oddNameIsListedAndConverted();
+    void longestNameHasNoRoomForAnOutput_data() { addConversionRows(); }
+    void longestNameHasNoRoomForAnOutput();
+    void nameThatIsNoTextDoesNoHarm();
+    void tenThousandFilesAreListed();
+
+private:
+    static void addSourceRows();
+    static void addConversionRows();
+};
+
 namespace {
 
 constexpr Format g_mono = {};
@@ -231,13 +294,6 @@ void checkConversion(ListedTake& take, const Outcome& expected,
     QCOMPARE(take.everything(), expected.entries);
 }
 
-void addConversionRows()
-{
-    QTest::addColumn<Conversion>("conversion");
-    for (const auto& [conversion, name] : g_conversions)
-        QTest::newRow(name) << conversion;
-}
-
 /// A file that a conversion cannot do without.
 struct SourceOfConversion
 {
@@ -252,24 +308,9 @@ constexpr std::array<SourceOfConversion, 4> g_sources = {{
     {"source of the plain copy", Conversion::PlainToBwf, "take.wav"},
 }};
 
-void addSourceRows()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("source");
-    for (const SourceOfConversion& used : g_sources)
-        QTest::newRow(used.title) << used.conversion << QString::fromLatin1(used.name);
-}
-
 bool makePipe(const QString& path)
 {
     return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
-}
-
-QString question(const QString& name, Conversion conversion)
-{
-    return u"Output file already exists.\n"_s
-           + (conversion == Conversion::Combine ? u"\n"_s : QString()) + name
-           + u"\n\nDo you want to overwrite?"_s;
 }
 
 /// A directory that nobody writes to: by its permissions, or for the superuser, whom they do not
@@ -357,64 +398,20 @@ QString unreadable(const QStringList& names)
 
 } // namespace
 
-/// What happens when a file, a directory or a name is not what it should be.
-class tst_Faults : public QObject
+void tst_Faults::addConversionRows()
 {
-    Q_OBJECT
+    QTest::addColumn<Conversion>("conversion");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::newRow(name) << conversion;
+}
 
-private slots:
-    void outputDirectoryThatTakesNoFile_data();
-    void outputDirectoryThatTakesNoFile();
-    void outputDirectoryGoneBetweenTwoOutputs();
-    void outputGoneWhileItIsWritten_data();
-    void outputGoneWhileItIsWritten();
-    void outputsAreOneFile_data();
-    void outputsAreOneFile();
-    void outputIsReadByAnotherRequest();
-    void outputReplacedWhileItIsWritten_data();
-    void outputReplacedWhileItIsWritten();
-    void outputNameIsADirectory_data() { addConversionRows(); }
-    void outputNameIsADirectory();
-    void outputNameIsADanglingLink_data() { addConversionRows(); }
-    void outputNameIsADanglingLink();
-    void outputNameIsALinkToNowhere_data() { addConversionRows(); }
-    void outputNameIsALinkToNowhere();
-    void outputNameIsAPipe_data();
-    void outputNameIsAPipe();
-    void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
-    void outputDirectoryNameIsNoUnicode();
-    void outputDirectoryNameHoldsAZeroCharacter_data();
-    void outputDirectoryNameHoldsAZeroCharacter();
-
-    void sourceIsNoFileAnyMore_data();
-    void sourceIsNoFileAnyMore();
-    void sourceVanishedBesideAnExistingOutput_data() { addConversionRows(); }
-    void sourceVanishedBesideAnExistingOutput();
-    void sourceVanishedBetweenTwoOutputs();
-    void splitWhoseReadsFail();
-    void sourceIsNoWaveFileAnyMore_data() { addSourceRows(); }
-    void sourceIsNoWaveFileAnyMore();
-    void sourceIsCut_data();
-    void sourceIsCut();
-    void sourceGrewByAChunk_data() { addSourceRows(); }
-    void sourceGrewByAChunk();
-    void sourceGrewByStrayBytes_data() { addConversionRows(); }
-    void sourceGrewByStrayBytes();
-    void sourceHasAnotherFormatNow_data() { addSourceRows(); }
-    void sourceHasAnotherFormatNow();
-    void sourceIsAlsoAnOutput_data();
-    void sourceIsAlsoAnOutput();
-
-    void whatIsNoFileIsNotListed();
-    void smallFilesAreListedOrNamed_data();
-    void smallFilesAreListedOrNamed();
-    void oddNameIsListedAndConverted_data();
-    void oddNameIsListedAndConverted();
-    void longestNameHasNoRoomForAnOutput_data() { addConversionRows(); }
-    void longestNameHasNoRoomForAnOutput();
-    void nameThatIsNoTextDoesNoHarm();
-    void tenThousandFilesAreListed();
-};
+void tst_Faults::addSourceRows()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<QString>("source");
+    for (const SourceOfConversion& used : g_sources)
+        QTest::newRow(used.title) << used.conversion << QString::fromLatin1(used.name);
+}
 
 void tst_Faults::outputDirectoryThatTakesNoFile_data()
 {
@@ -446,7 +443,8 @@ void tst_Faults::outputDirectoryGoneBetweenTwoOutputs()
 {
     ListedTake take(Conversion::Split);
     const QString out = take.path(u"out"_s);
-    const Outcome expected = take.notOpened({question(u"take_02.wav"_s, Conversion::Split)});
+    const Outcome expected =
+        take.notOpened({overwriteQuestion(u"take_02.wav"_s, Conversion::Split)});
     QVERIFY(QDir().mkdir(out));
     QVERIFY(writeFile(out + u"/take_02.wav"_s, "old"));
     const Once removal(isQuestionUp, [out] { QDir(out).removeRecursively(); });
@@ -520,7 +518,7 @@ void tst_Faults::outputsAreOneFile()
     Outcome expected = take.success({{first, last}});
     if (isHardLink)
         expected.entries[second] = last;
-    expected.boxes = {question(first, conversion), question(second, conversion)};
+    expected.boxes = {overwriteQuestion(first, conversion), overwriteQuestion(second, conversion)};
     checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes});
 }
 
@@ -542,7 +540,7 @@ void tst_Faults::outputIsReadByAnotherRequest()
 
     const ConversionRun run =
         runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return firstRequest.polyToMono(); });
-    QCOMPARE(run.texts(), QStringList({question(u"take_01.wav"_s, Conversion::Split),
+    QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
                                        errorText("Can not open file.")}));
     QCOMPARE(secondResult, int(ConvertFileOpen));
     QCOMPARE(run.result, int(ConvertOk));
@@ -592,7 +590,7 @@ void tst_Faults::outputNameIsADirectory()
 
     ListedTake take(conversion);
     QVERIFY(QDir(take.dir()).mkdir(take.outputName()));
-    checkConversion(take, take.notOpened({question(take.outputName(), conversion)}),
+    checkConversion(take, take.notOpened({overwriteQuestion(take.outputName(), conversion)}),
                     {QMessageBox::Yes, QMessageBox::Ok});
 }
 
@@ -642,7 +640,7 @@ void tst_Faults::outputNameIsAPipe()
     QVERIFY(makePipe(take.path(pipe)));
     if (isLinked)
         QVERIFY(QFile::link(pipe, take.path(take.outputName())));
-    const QStringList asked = {question(take.outputName(), conversion)};
+    const QStringList asked = {overwriteQuestion(take.outputName(), conversion)};
     checkConversion(take,
                     answer == QMessageBox::Yes ? take.notOpened(asked)
                                                : take.failure(ConvertCancelled, asked),
@@ -662,7 +660,7 @@ void tst_Faults::outputDirectoryNameIsNoUnicode()
     QVERIFY(writeFile(directory + u'/' + take.outputName(), "old"));
 
     const ConversionRun run = take.convert({QMessageBox::Yes}, text);
-    QCOMPARE(run.texts(), QStringList{question(take.outputName(), conversion)});
+    QCOMPARE(run.texts(), QStringList{overwriteQuestion(take.outputName(), conversion)});
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(everythingIn(directory), take.outputs());
 }
@@ -944,7 +942,7 @@ void tst_Faults::sourceIsAlsoAnOutput()
         QCOMPARE(::symlink(source.constData(), output.constData()), 0);
     else
         QCOMPARE(::link(source.constData(), output.constData()), 0);
-    checkConversion(take, take.notOpened({question(take.outputName(), conversion)}),
+    checkConversion(take, take.notOpened({overwriteQuestion(take.outputName(), conversion)}),
                     {QMessageBox::Yes, QMessageBox::Ok});
 }
 

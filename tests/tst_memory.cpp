@@ -20,6 +20,23 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+/// How much memory a conversion needs beside the window, and what happens when there is none.
+class tst_Memory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void splitHoldsTwoBuffers_data();
+    void splitHoldsTwoBuffers();
+    void combineHoldsABufferForEachSourceAndOne_data();
+    void combineHoldsABufferForEachSourceAndOne();
+    void copiedChunksHoldNothing();
+    void largestCopyAsksForItsMemory();
+    void missingMemoryIsTold_data();
+    void missingMemoryIsTold();
+};
+
 namespace {
 
 constexpr size_t g_smallestBufferBytes = 65536; ///< what is shorter holds no samples
@@ -153,23 +170,6 @@ void compareLengths(const std::function<void(int blocks, qint64* most)>& convert
 }
 
 } // namespace
-
-/// How much memory a conversion needs beside the window, and what happens when there is none.
-class tst_Memory : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void splitHoldsTwoBuffers_data();
-    void splitHoldsTwoBuffers();
-    void combineHoldsABufferForEachSourceAndOne_data();
-    void combineHoldsABufferForEachSourceAndOne();
-    void copiedChunksHoldNothing();
-    void largestCopyAsksForItsMemory();
-    void missingMemoryIsTold_data();
-    void missingMemoryIsTold();
-};
 
 /// Fonts and the like are loaded once, by the first dialog.
 void tst_Memory::initTestCase()

@@ -10,6 +10,52 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_MonoToPoly : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyWidthAndCount_data();
+    void everyWidthAndCount();
+    void blocks_data();
+    void blocks();
+    void channelFiles_data();
+    void channelFiles();
+    void namesWithoutDirectory_data();
+    void namesWithoutDirectory();
+    void chunks_data();
+    void chunks();
+    void inconsistentHeaders_data();
+    void inconsistentHeaders();
+    void riffSizesThatPass_data();
+    void riffSizesThatPass();
+    void failures_data();
+    void failures();
+    void dataSizesThatWrap_data();
+    void dataSizesThatWrap();
+    void missingChannelFileEndsAfterTheWholePass();
+    void missingChannelFileEndsTheReadsOfItsRound();
+    void channelFileReplacedBetweenTwoBlocks();
+    void channelFileMissingForOneBlock();
+    void formatIsThatOfTheListing();
+    void failureRemovesTheOverwrittenFile();
+    void outputThatIsASource_data();
+    void outputThatIsASource();
+    void shownValues();
+    void negativeRangesAreEmpty_data();
+    void negativeRangesAreEmpty();
+    void cancel_data();
+    void cancel();
+    void cancelInTheEventsOfTheLastBlock();
+    void cancelBehindTheDataComesTooLate();
+
+private:
+    static void addCombineColumns();
+    static void addTake(const char* name, const QByteArrayList& channels,
+                        const QByteArray& expected);
+    void combinesAsStated();
+};
+
 namespace {
 
 /// The take's channel files take_01.wav, take_02.wav and so on.
@@ -62,52 +108,6 @@ ConversionRun combine(const Sources& sources, const QString& outputDir = {},
 }
 
 } // namespace
-
-class tst_MonoToPoly : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void everyWidthAndCount_data();
-    void everyWidthAndCount();
-    void blocks_data();
-    void blocks();
-    void channelFiles_data();
-    void channelFiles();
-    void namesWithoutDirectory_data();
-    void namesWithoutDirectory();
-    void chunks_data();
-    void chunks();
-    void inconsistentHeaders_data();
-    void inconsistentHeaders();
-    void riffSizesThatPass_data();
-    void riffSizesThatPass();
-    void failures_data();
-    void failures();
-    void dataSizesThatWrap_data();
-    void dataSizesThatWrap();
-    void missingChannelFileEndsAfterTheWholePass();
-    void missingChannelFileEndsTheReadsOfItsRound();
-    void channelFileReplacedBetweenTwoBlocks();
-    void channelFileMissingForOneBlock();
-    void formatIsThatOfTheListing();
-    void failureRemovesTheOverwrittenFile();
-    void outputThatIsASource_data();
-    void outputThatIsASource();
-    void shownValues();
-    void negativeRangesAreEmpty_data();
-    void negativeRangesAreEmpty();
-    void cancel_data();
-    void cancel();
-    void cancelInTheEventsOfTheLastBlock();
-    void cancelBehindTheDataComesTooLate();
-
-private:
-    static void addCombineColumns();
-    static void addTake(const char* name, const QByteArrayList& channels,
-                        const QByteArray& expected);
-    void combinesAsStated();
-};
 
 void tst_MonoToPoly::addCombineColumns()
 {

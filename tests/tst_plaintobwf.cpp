@@ -9,6 +9,26 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_PlainToBwf : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void copies_data();
+    void copies();
+    void namesAndSources_data();
+    void namesAndSources();
+    void silentEnds_data();
+    void silentEnds();
+    void failedChunks_data();
+    void failedChunks();
+    void existingOutputs_data();
+    void existingOutputs();
+    void cancelIsIgnored();
+    void shownValues_data();
+    void shownValues();
+};
+
 namespace {
 
 const QByteArray g_fmt = fmtChunk({.channels = 2, .bits = 16});
@@ -42,26 +62,6 @@ int copy(CWavConverter& converter)
 }
 
 } // namespace
-
-class tst_PlainToBwf : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void copies_data();
-    void copies();
-    void namesAndSources_data();
-    void namesAndSources();
-    void silentEnds_data();
-    void silentEnds();
-    void failedChunks_data();
-    void failedChunks();
-    void existingOutputs_data();
-    void existingOutputs();
-    void cancelIsIgnored();
-    void shownValues_data();
-    void shownValues();
-};
 
 void tst_PlainToBwf::copies_data()
 {

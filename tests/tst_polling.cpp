@@ -13,6 +13,20 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_Polling : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void shortcutIsNotSeen_data();
+    void shortcutIsNotSeen();
+    void pumpsOfOneBlock_data();
+    void pumpsOfOneBlock();
+    void cancelIsSeenWithinTheBlock_data();
+    void cancelIsSeenWithinTheBlock();
+    void blockWithoutFramesIsNotPolled();
+};
+
 namespace {
 
 constexpr int g_maximum = 1000;
@@ -104,20 +118,6 @@ Seen run(Poll poll, const QList<int>& values, bool pumps, int cancelAt)
 }
 
 } // namespace
-
-class tst_Polling : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void shortcutIsNotSeen_data();
-    void shortcutIsNotSeen();
-    void pumpsOfOneBlock_data();
-    void pumpsOfOneBlock();
-    void cancelIsSeenWithinTheBlock_data();
-    void cancelIsSeenWithinTheBlock();
-    void blockWithoutFramesIsNotPolled();
-};
 
 void tst_Polling::shortcutIsNotSeen_data()
 {

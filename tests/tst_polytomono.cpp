@@ -10,6 +10,37 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_PolyToMono : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void sampleFormats_data();
+    void sampleFormats();
+    void inconsistentFormats_data();
+    void inconsistentFormats();
+    void chunks_data();
+    void chunks();
+    void channelsAndSources_data();
+    void channelsAndSources();
+    void failures_data();
+    void failures();
+    void existingOutputs_data();
+    void existingOutputs();
+    void sourcesAsOutputs_data();
+    void sourcesAsOutputs();
+    void cancels_data();
+    void cancels();
+    void cancelWithoutFurtherFramesComesTooLate_data();
+    void cancelWithoutFurtherFramesComesTooLate();
+    void shownValues_data();
+    void shownValues();
+    void headersOfLargeDataSizes_data();
+    void headersOfLargeDataSizes();
+    void rangesOfLargeRiffSizes_data();
+    void rangesOfLargeRiffSizes();
+};
+
 namespace {
 
 // What the parts of an output add to its RIFF size: a chunk that is not `data` counts 4 bytes and
@@ -138,37 +169,6 @@ Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList&
 }
 
 } // namespace
-
-class tst_PolyToMono : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void sampleFormats_data();
-    void sampleFormats();
-    void inconsistentFormats_data();
-    void inconsistentFormats();
-    void chunks_data();
-    void chunks();
-    void channelsAndSources_data();
-    void channelsAndSources();
-    void failures_data();
-    void failures();
-    void existingOutputs_data();
-    void existingOutputs();
-    void sourcesAsOutputs_data();
-    void sourcesAsOutputs();
-    void cancels_data();
-    void cancels();
-    void cancelWithoutFurtherFramesComesTooLate_data();
-    void cancelWithoutFurtherFramesComesTooLate();
-    void shownValues_data();
-    void shownValues();
-    void headersOfLargeDataSizes_data();
-    void headersOfLargeDataSizes();
-    void rangesOfLargeRiffSizes_data();
-    void rangesOfLargeRiffSizes();
-};
 
 void tst_PolyToMono::sampleFormats_data()
 {

@@ -13,6 +13,29 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+/// What holds for every recording, tried on random ones.
+class tst_Properties : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
+    void splitCombineAndSplitKeepEverySampleByte();
+    void recordingLongerThanABlockComesBack_data();
+    void recordingLongerThanABlockComesBack();
+    void combineOrderIsListOrder_data() { addFormatRows(); }
+    void combineOrderIsListOrder();
+    void disabledChannelsWriteNothing_data() { addFormatRows(); }
+    void disabledChannelsWriteNothing();
+    void otherChunkBodiesComeThroughUnchanged_data() { addFormatRows(); }
+    void otherChunkBodiesComeThroughUnchanged();
+
+private:
+    static void addFormatRows();
+};
+
 namespace {
 
 /// What a running size counts less when a `bext` chunk is copied than when it is generated.
@@ -270,7 +293,9 @@ QList<int> firstNumbers(int count)
     return numbers;
 }
 
-void addFormatRows()
+} // namespace
+
+void tst_Properties::addFormatRows()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("width");
@@ -279,28 +304,6 @@ void addFormatRows()
             QTest::addRow("%d channels of %d bits", channels, width) << channels << width;
     }
 }
-
-} // namespace
-
-/// What holds for every recording, tried on random ones.
-class tst_Properties : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-
-    void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
-    void splitCombineAndSplitKeepEverySampleByte();
-    void recordingLongerThanABlockComesBack_data();
-    void recordingLongerThanABlockComesBack();
-    void combineOrderIsListOrder_data() { addFormatRows(); }
-    void combineOrderIsListOrder();
-    void disabledChannelsWriteNothing_data() { addFormatRows(); }
-    void disabledChannelsWriteNothing();
-    void otherChunkBodiesComeThroughUnchanged_data() { addFormatRows(); }
-    void otherChunkBodiesComeThroughUnchanged();
-};
 
 void tst_Properties::initTestCase()
 {

@@ -12,6 +12,20 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_ReadWavInfo : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readable_data();
+    void readable();
+    void unreadable_data();
+    void unreadable();
+    void leavesTheRestOfTheRecordAlone();
+    void bextSearch_data();
+    void bextSearch();
+};
+
 namespace {
 
 constexpr qint64 g_twoGiB = Q_INT64_C(0x80000000);
@@ -38,20 +52,6 @@ QByteArray fmtBody(const FmtChunk& fmt)
 }
 
 } // namespace
-
-class tst_ReadWavInfo : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void readable_data();
-    void readable();
-    void unreadable_data();
-    void unreadable();
-    void leavesTheRestOfTheRecordAlone();
-    void bextSearch_data();
-    void bextSearch();
-};
 
 void tst_ReadWavInfo::readable_data()
 {

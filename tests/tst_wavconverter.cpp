@@ -16,6 +16,57 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_WavConverter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void leftOfLast_data();
+    void leftOfLast();
+    void channelNumber_data();
+    void channelNumber();
+
+    void copyBlock_data();
+    void copyBlock();
+    void copyBlockOnFaultyDevice_data();
+    void copyBlockOnFaultyDevice();
+    void copyBlockFromSpoiledStream();
+    void copyBlockWritesNoStrayMemory();
+
+    void reportError_data();
+    void reportError();
+    void reportNothing_data();
+    void reportNothing();
+    void reportErrorWithoutParent();
+
+    void outputNames_data();
+    void outputNames();
+    void outputDirectoryIsReplaced_data();
+    void outputDirectoryIsReplaced();
+    void sourceListIsCopied();
+    void emptySourceList_data();
+    void emptySourceList();
+
+    void overwritePrompt_data();
+    void overwritePrompt();
+
+    void progressDialog_data();
+    void progressDialog();
+
+    void outputIsClosedBesideTheMaximum_data();
+    void outputIsClosedBesideTheMaximum();
+    void errorBoxBeforeReturn_data();
+    void errorBoxBeforeReturn();
+    void errorBoxBesideProgress_data();
+    void errorBoxBesideProgress();
+    void refusedBeforeTheProgress_data();
+    void refusedBeforeTheProgress();
+    void blockAlignZero_data();
+    void blockAlignZero();
+    void blockAlignZeroOfAMissingSource_data() { blockAlignZero_data(); }
+    void blockAlignZeroOfAMissingSource();
+};
+
 namespace {
 
 using Status = QDataStream::Status;
@@ -98,57 +149,6 @@ private:
 };
 
 } // namespace
-
-class tst_WavConverter : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void leftOfLast_data();
-    void leftOfLast();
-    void channelNumber_data();
-    void channelNumber();
-
-    void copyBlock_data();
-    void copyBlock();
-    void copyBlockOnFaultyDevice_data();
-    void copyBlockOnFaultyDevice();
-    void copyBlockFromSpoiledStream();
-    void copyBlockWritesNoStrayMemory();
-
-    void reportError_data();
-    void reportError();
-    void reportNothing_data();
-    void reportNothing();
-    void reportErrorWithoutParent();
-
-    void outputNames_data();
-    void outputNames();
-    void outputDirectoryIsReplaced_data();
-    void outputDirectoryIsReplaced();
-    void sourceListIsCopied();
-    void emptySourceList_data();
-    void emptySourceList();
-
-    void overwritePrompt_data();
-    void overwritePrompt();
-
-    void progressDialog_data();
-    void progressDialog();
-
-    void outputIsClosedBesideTheMaximum_data();
-    void outputIsClosedBesideTheMaximum();
-    void errorBoxBeforeReturn_data();
-    void errorBoxBeforeReturn();
-    void errorBoxBesideProgress_data();
-    void errorBoxBesideProgress();
-    void refusedBeforeTheProgress_data();
-    void refusedBeforeTheProgress();
-    void blockAlignZero_data();
-    void blockAlignZero();
-    void blockAlignZeroOfAMissingSource_data() { blockAlignZero_data(); }
-    void blockAlignZeroOfAMissingSource();
-};
 
 void tst_WavConverter::leftOfLast_data()
 {
@@ -539,32 +539,20 @@ void tst_WavConverter::overwritePrompt_data()
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("output");
-    QTest::addColumn<QString>("text");
     QTest::addColumn<QMessageBox::StandardButton>("answer");
 
-    struct Answer
-    {
-        const char* name;
-        QMessageBox::StandardButton button;
-    };
-    const Answer answers[] = {
+    constexpr std::pair<const char*, QMessageBox::StandardButton> answers[] = {
         {"answered Yes", QMessageBox::Yes},
         {"answered Cancel", QMessageBox::Cancel},
         {"closed with Escape", QMessageBox::NoButton},
     };
     for (const auto& [name, button] : answers) {
         QTest::addRow("split, %s", name)
-            << Conversion::Split << u"take%1.wav"_s << u"take%1_01.wav"_s
-            << u"Output file already exists.\ntake%1_01.wav\n\nDo you want to overwrite?"_s
-            << button;
+            << Conversion::Split << u"take%1.wav"_s << u"take%1_01.wav"_s << button;
         QTest::addRow("combine, %s", name)
-            << Conversion::Combine << u"take%1_01.wav"_s << u"take%1_combined.wav"_s
-            << u"Output file already exists.\n\ntake%1_combined.wav\n\nDo you want to overwrite?"_s
-            << button;
+            << Conversion::Combine << u"take%1_01.wav"_s << u"take%1_combined.wav"_s << button;
         QTest::addRow("plain copy, %s", name)
-            << Conversion::PlainToBwf << u"take%1.wav"_s << u"take%1_bwf.wav"_s
-            << u"Output file already exists.\ntake%1_bwf.wav\n\nDo you want to overwrite?"_s
-            << button;
+            << Conversion::PlainToBwf << u"take%1.wav"_s << u"take%1_bwf.wav"_s << button;
     }
 }
 
@@ -573,7 +561,6 @@ void tst_WavConverter::overwritePrompt()
     QFETCH(Conversion, conversion);
     QFETCH(QString, source);
     QFETCH(QString, output);
-    QFETCH(QString, text);
     QFETCH(QMessageBox::StandardButton, answer);
     const QByteArray old(5000, '-'); // longer than what comes
 
@@ -590,7 +577,7 @@ void tst_WavConverter::overwritePrompt()
     const int error = convert(converter, conversion);
     QVERIFY(prompt.wasAsked());
     QCOMPARE(prompt.box().title, u"Splicora"_s);
-    QCOMPARE(prompt.box().text, text);
+    QCOMPARE(prompt.box().text, overwriteQuestion(output, conversion));
     QCOMPARE(prompt.box().icon, QMessageBox::Question);
     QCOMPARE(prompt.box().buttons, QMessageBox::Yes | QMessageBox::Cancel);
     QVERIFY(!prompt.box().hasDefaultButton);

@@ -114,6 +114,14 @@ inline QString errorText(const char* sentence)
            + QString::fromLatin1(sentence);
 }
 
+/// The text of the question about an output that is there. The combine leaves a line free.
+inline QString overwriteQuestion(const QString& name, Conversion conversion = Conversion::Split)
+{
+    return (conversion == Conversion::Combine ? QStringLiteral("Output file already exists.\n\n")
+                                              : QStringLiteral("Output file already exists.\n"))
+           + name + QStringLiteral("\n\nDo you want to overwrite?");
+}
+
 /// What a conversion returned and which boxes a person saw.
 struct ConversionRun
 {

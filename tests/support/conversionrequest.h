@@ -76,12 +76,6 @@ inline QString differences(const Files& actual, const Files& expected)
     return found.join(u'\n');
 }
 
-inline QString overwriteQuestion(const QString& name)
-{
-    return QStringLiteral("Output file already exists.\n") + name
-           + QStringLiteral("\n\nDo you want to overwrite?");
-}
-
 /// The files of a request in a directory of their own, ready to be converted.
 class PreparedRequest
 {
