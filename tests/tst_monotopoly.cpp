@@ -16,19 +16,19 @@ class tst_MonoToPoly : public QObject
 
 private slots:
     void everyWidthAndCount_data();
-    void everyWidthAndCount();
+    void everyWidthAndCount() { combinesAsStated(); }
     void blocks_data();
-    void blocks();
+    void blocks() { combinesAsStated(); }
     void channelFiles_data();
-    void channelFiles();
+    void channelFiles() { combinesAsStated(); }
     void namesWithoutDirectory_data();
     void namesWithoutDirectory();
     void chunks_data();
-    void chunks();
+    void chunks() { combinesAsStated(); }
     void inconsistentHeaders_data();
-    void inconsistentHeaders();
+    void inconsistentHeaders() { combinesAsStated(); }
     void riffSizesThatPass_data();
-    void riffSizesThatPass();
+    void riffSizesThatPass() { combinesAsStated(); }
     void failures_data();
     void failures();
     void dataSizesThatWrap_data();
@@ -132,7 +132,7 @@ void tst_MonoToPoly::combinesAsStated()
     QFETCH(QString, outputName);
     QFETCH(QByteArray, expected);
     checkRequest({.before = files, .sources = list, .outputs = {{outputName, expected}}},
-                 [](CWavConverter& converter) { return converter.monoToPoly(); });
+                 Conversion::Combine);
 }
 
 void tst_MonoToPoly::everyWidthAndCount_data()
@@ -167,11 +167,6 @@ void tst_MonoToPoly::everyWidthAndCount_data()
             outputBytes({chunk("fmt ", le16(1) + le16(2) + le32(48000) + le32(2 * 48000 * 3)
                                            + le16(6) + le16(24)),
                          dataChunk(interleaved({left, right}, 3))}));
-}
-
-void tst_MonoToPoly::everyWidthAndCount()
-{
-    combinesAsStated();
 }
 
 void tst_MonoToPoly::blocks_data()
@@ -248,11 +243,6 @@ void tst_MonoToPoly::blocks_data()
             {monoFile(bits8, longer[0]), monoFile(bits8, longer[1]), monoFile(bits8, longer[2])},
             outputBytes({fmtChunk(wide(bits8, 3)),
                          dataChunk(interleaved({longer[0], repeated, longer[2]}, 1))}));
-}
-
-void tst_MonoToPoly::blocks()
-{
-    combinesAsStated();
 }
 
 void tst_MonoToPoly::channelFiles_data()
@@ -332,11 +322,6 @@ void tst_MonoToPoly::channelFiles_data()
                   wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
         << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
         << outputBytes({fmtChunk(wide(format, 2)), dataChunk("acbd"), chunk("note", "left")});
-}
-
-void tst_MonoToPoly::channelFiles()
-{
-    combinesAsStated();
 }
 
 void tst_MonoToPoly::namesWithoutDirectory_data()
@@ -480,11 +465,6 @@ void tst_MonoToPoly::chunks_data()
                          chunk("tail", QByteArray(24, 't') + "\x01xyz")}));
 }
 
-void tst_MonoToPoly::chunks()
-{
-    combinesAsStated();
-}
-
 void tst_MonoToPoly::inconsistentHeaders_data()
 {
     addCombineColumns();
@@ -552,11 +532,6 @@ void tst_MonoToPoly::inconsistentHeaders_data()
             "aA1!" + QByteArray(79996, '\0'));
 }
 
-void tst_MonoToPoly::inconsistentHeaders()
-{
-    combinesAsStated();
-}
-
 void tst_MonoToPoly::riffSizesThatPass_data()
 {
     addCombineColumns();
@@ -587,11 +562,6 @@ void tst_MonoToPoly::riffSizesThatPass_data()
             claim.name, channels,
             outputBytes({fmtChunk(wide(format, claim.count)), dataChunk(interleaved(samples, 1))}));
     }
-}
-
-void tst_MonoToPoly::riffSizesThatPass()
-{
-    combinesAsStated();
 }
 
 void tst_MonoToPoly::failures_data()

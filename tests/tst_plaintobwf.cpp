@@ -15,18 +15,21 @@ class tst_PlainToBwf : public QObject
 
 private slots:
     void copies_data();
-    void copies();
+    void copies() { copiesAsStated(); }
     void namesAndSources_data();
-    void namesAndSources();
+    void namesAndSources() { copiesAsStated(); }
     void silentEnds_data();
-    void silentEnds();
+    void silentEnds() { copiesAsStated(); }
     void failedChunks_data();
-    void failedChunks();
+    void failedChunks() { copiesAsStated(); }
     void existingOutputs_data();
-    void existingOutputs();
+    void existingOutputs() { copiesAsStated(); }
     void cancelIsIgnored();
     void shownValues_data();
     void shownValues();
+
+private:
+    static void copiesAsStated();
 };
 
 namespace {
@@ -55,13 +58,13 @@ Request failingTake(const QByteArrayList& chunks, const QByteArray& output, cons
     return request;
 }
 
-int copy(CWavConverter& converter)
-{
-    converter.plainToBwf();
-    return 0;
-}
-
 } // namespace
+
+void tst_PlainToBwf::copiesAsStated()
+{
+    QFETCH(Request, request);
+    checkRequest(request, Conversion::PlainToBwf);
+}
 
 void tst_PlainToBwf::copies_data()
 {
@@ -140,12 +143,6 @@ void tst_PlainToBwf::copies_data()
                 outputBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}));
 }
 
-void tst_PlainToBwf::copies()
-{
-    QFETCH(Request, request);
-    checkRequest(request, copy);
-}
-
 void tst_PlainToBwf::namesAndSources_data()
 {
     QTest::addColumn<Request>("request");
@@ -167,12 +164,6 @@ void tst_PlainToBwf::namesAndSources_data()
         << take(wavBytes({g_fmt, g_data}, 0), g_copied);
     QTest::newRow("the largest RIFF size in the source does not matter")
         << take(wavBytes({g_fmt, g_data}, 0xFFFFFFFF), g_copied);
-}
-
-void tst_PlainToBwf::namesAndSources()
-{
-    QFETCH(Request, request);
-    checkRequest(request, copy);
 }
 
 void tst_PlainToBwf::silentEnds_data()
@@ -209,12 +200,6 @@ void tst_PlainToBwf::silentEnds_data()
         << Request{.before = {{u"take.wav"_s, wavBytes({})}},
                    .outputs = {{u"take_bwf.wav"_s, outputBytes({})}},
                    .listed = {{u"take.wav"_s, g_plain}}};
-}
-
-void tst_PlainToBwf::silentEnds()
-{
-    QFETCH(Request, request);
-    checkRequest(request, copy);
 }
 
 void tst_PlainToBwf::failedChunks_data()
@@ -286,12 +271,6 @@ void tst_PlainToBwf::failedChunks_data()
                    .boxes = {copyError}};
 }
 
-void tst_PlainToBwf::failedChunks()
-{
-    QFETCH(Request, request);
-    checkRequest(request, copy);
-}
-
 void tst_PlainToBwf::existingOutputs_data()
 {
     QTest::addColumn<Request>("request");
@@ -308,12 +287,6 @@ void tst_PlainToBwf::existingOutputs_data()
                               .answers = {QMessageBox::Cancel},
                               .boxes = {question}};
     QTest::newRow("Cancel ends the request, finished outputs stay") << declined;
-}
-
-void tst_PlainToBwf::existingOutputs()
-{
-    QFETCH(Request, request);
-    checkRequest(request, copy);
 }
 
 void tst_PlainToBwf::cancelIsIgnored()
@@ -334,7 +307,7 @@ void tst_PlainToBwf::cancelIsIgnored()
         if (clicker.wasClicked() && !dialog.isVisible())
             wasHidden = true;
     });
-    const ConversionRun run = runAnswered({}, [&] { return copy(prepared.converter()); });
+    const ConversionRun run = prepared.run(Conversion::PlainToBwf);
 
     QVERIFY(clicker.wasClicked());
     QVERIFY(wasHidden);
@@ -383,7 +356,7 @@ void tst_PlainToBwf::shownValues()
     PreparedRequest prepared({.before = {{u"take.wav"_s, wavBytes(chunks, riffSize)}},
                               .listed = {{u"take.wav"_s, g_plain}}});
     const ProgressWatch watch;
-    prepared.converter().plainToBwf();
+    prepared.run(Conversion::PlainToBwf);
 
     QCOMPARE(watch.only().maximum, maximum);
     QCOMPARE(watch.only().values, values);

@@ -10,7 +10,6 @@
 #include <QTest>
 
 #include <filesystem>
-#include <functional>
 
 /// @file
 /// A conversion request as a test row: the directory before it, the answers, the directory after.
@@ -88,8 +87,11 @@ public:
     }
 
     QWidget* window() { return &m_window; }
-    CWavConverter& converter() { return *m_converter; }
     QString path(const QString& name) const { return m_dir.path(name); }
+    ConversionRun run(Conversion conversion)
+    {
+        return runAnswered(m_request.answers, [&] { return convert(*m_converter, conversion); });
+    }
     Files files() const { return m_dir.files(); }
 
     /// Everything that the directory is to hold after the request.
@@ -149,11 +151,10 @@ private:
 };
 
 /// Runs the request and compares result, boxes and directory.
-inline void checkRequest(const Request& request, const std::function<int(CWavConverter&)>& convert)
+inline void checkRequest(const Request& request, Conversion conversion)
 {
     PreparedRequest prepared(request);
-    const ConversionRun run =
-        runAnswered(request.answers, [&] { return convert(prepared.converter()); });
+    const ConversionRun run = prepared.run(conversion);
     QCOMPARE(run.texts(), request.boxes);
     QCOMPARE(run.result, request.result);
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
