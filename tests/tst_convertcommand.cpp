@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
@@ -53,6 +54,13 @@ QByteArray combinedFile(int channels, const QByteArray& samples)
     return converted(channels, samples, 16, 6);
 }
 
+/// The URL of a folder, as a text. It is parsed: a number sign in the path starts a fragment, and
+/// percent signs that encode nothing are taken for themselves.
+QString folderUrl(const QString& path)
+{
+    return QUrl(u"file:///"_s + path).toString();
+}
+
 QStringList filesBelow(const QString& directory)
 {
     return QDir(directory).entryList(QDir::Files, QDir::Name);
@@ -71,23 +79,6 @@ QStringList shown(const WindowDesk& desk)
     }
     return all;
 }
-
-/// Makes a directory and goes to work there, for as long as it lives.
-class WorkingDirectory
-{
-public:
-    explicit WorkingDirectory(const QString& path)
-        : m_before(QDir::currentPath())
-    {
-        if (!QDir().mkpath(path) || !QDir::setCurrent(path))
-            qFatal("Can not work in \"%s\".", qPrintable(path));
-    }
-    ~WorkingDirectory() { QDir::setCurrent(m_before); }
-    Q_DISABLE_COPY_MOVE(WorkingDirectory)
-
-private:
-    QString m_before;
-};
 
 /// Presses Cancel of every progress dialog.
 class ProgressCanceller : public QObject
@@ -279,7 +270,7 @@ private slots:
         const QStringList before = shown(desk);
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
         QVERIFY(desktop.opened.first().startsWith(u"file:////"));
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
         QCOMPARE(withoutDate(readFile(desk.path(u"out/take_combined.wav"_s))),
@@ -319,7 +310,7 @@ private slots:
         const QStringList before = shown(desk);
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
         QCOMPARE(filesBelow(desk.path(u"out"_s)),
                  QStringList({u"one_01.wav"_s, u"one_02.wav"_s, u"two_01.wav"_s, u"two_03.wav"_s}));
         const QByteArray three = sampleBytes(12, 5); // two frames of three samples
@@ -385,7 +376,7 @@ private slots:
         makeFolder(desk, u"out"_s);
         setOutput(desk, desk.path(u"out"_s));
         desk.press(u"Convert"_s);
-        const QString url = u"file:///"_s + desk.path(u"out"_s);
+        const QString url = folderUrl(desk.path(u"out"_s));
         QCOMPARE(desktop.opened, QStringList{url});
         const QStringList names = filesBelow(desk.path(u"out"_s));
         for (const QString& name : names)
@@ -494,9 +485,8 @@ private slots:
         QStringList files = sources + written;
         files.sort();
         QCOMPARE(filesBelow(desk.path(u"rec"_s)), files);
-        QCOMPARE(desktop.opened, written.isEmpty()
-                                     ? QStringList()
-                                     : QStringList{u"file:///"_s + desk.path(u"rec"_s)});
+        QCOMPARE(desktop.opened,
+                 written.isEmpty() ? QStringList() : QStringList{folderUrl(desk.path(u"rec"_s))});
         QCOMPARE(shown(desk), before);
     }
 
@@ -506,41 +496,41 @@ private slots:
         QTest::addColumn<QString>("current"); // typed after the listing, without Return
         QTest::addColumn<bool>("asked"); // and answered with Yes
         QTest::addColumn<QString>("folder");
-        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("opened");
         const QString rec = u"%1/rec"_s;
         QTest::newRow("an existing folder")
-            << u"%1/out"_s << rec << false << u"out"_s << u"file:///%1/out"_s;
+            << u"%1/out"_s << rec << false << u"out"_s << u"%1/out"_s;
         QTest::newRow("an existing folder with a slash at the end")
-            << u"%1/out/"_s << rec << false << u"out"_s << u"file:///%1/out/"_s;
+            << u"%1/out/"_s << rec << false << u"out"_s << u"%1/out/"_s;
         QTest::newRow("an existing folder, whatever the current directory says")
-            << u"%1/out"_s << QString() << false << u"out"_s << u"file:///%1/out"_s;
+            << u"%1/out"_s << QString() << false << u"out"_s << u"%1/out"_s;
         QTest::newRow("a folder with blanks in its name")
-            << u"%1/o u t"_s << rec << false << u"o u t"_s << u"file:///%1/o u t"_s;
+            << u"%1/o u t"_s << rec << false << u"o u t"_s << u"%1/o u t"_s;
         QTest::newRow("a number sign starts the fragment of the URL")
-            << u"%1/out#1"_s << rec << false << u"out#1"_s << u"file:///%1/out#1"_s;
+            << u"%1/out#1"_s << rec << false << u"out#1"_s << u"%1/out#1"_s;
         QTest::newRow("a lone percent sign is tolerated in the URL")
-            << u"%1/50%"_s << rec << false << u"50%"_s << u"file:///%1/50%25"_s;
+            << u"%1/50%"_s << rec << false << u"50%"_s << u"%1/50%"_s;
         QTest::newRow("a folder of the working directory")
-            << u"here"_s << rec << false << u"work/here"_s << u"file:///here"_s;
+            << u"here"_s << rec << false << u"work/here"_s << u"here"_s;
         QTest::newRow("the parent of the working directory")
-            << u"../out"_s << rec << false << u"out"_s << u"file:///../out"_s;
+            << u"../out"_s << rec << false << u"out"_s << u"../out"_s;
         QTest::newRow("a folder that only the listed directory has")
-            << u"inrec"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
-        QTest::newRow("no text") << QString() << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+            << u"inrec"_s << rec << true << u"rec"_s << u"%1/rec"_s;
+        QTest::newRow("no text") << QString() << rec << true << u"rec"_s << u"%1/rec"_s;
         QTest::newRow("a missing folder")
-            << u"%1/missing"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+            << u"%1/missing"_s << rec << true << u"rec"_s << u"%1/rec"_s;
         QTest::newRow("a blank before the path")
-            << u" %1/out"_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+            << u" %1/out"_s << rec << true << u"rec"_s << u"%1/rec"_s;
         QTest::newRow("a blank behind the path")
-            << u"%1/out "_s << rec << true << u"rec"_s << u"file:///%1/rec"_s;
+            << u"%1/out "_s << rec << true << u"rec"_s << u"%1/rec"_s;
         QTest::newRow("no text, and another current directory was typed since the listing")
-            << QString() << u"%1/out"_s << true << u"out"_s << u"file:///%1/out"_s;
+            << QString() << u"%1/out"_s << true << u"out"_s << u"%1/out"_s;
         QTest::newRow("no text, and a current directory from the working directory")
-            << QString() << u"here"_s << true << u"work/here"_s << u"file:///here"_s;
+            << QString() << u"here"_s << true << u"work/here"_s << u"here"_s;
         QTest::newRow("no text in either field")
-            << QString() << QString() << true << u"rec"_s << u"file:///"_s;
+            << QString() << QString() << true << u"rec"_s << QString();
         QTest::newRow("a missing folder and no current directory")
-            << u"%1/missing"_s << QString() << true << u"rec"_s << u"file:///"_s;
+            << u"%1/missing"_s << QString() << true << u"rec"_s << QString();
     }
 
     void writesAndOpensTheRightFolder()
@@ -549,15 +539,16 @@ private slots:
         QFETCH(QString, current);
         QFETCH(const bool, asked);
         QFETCH(const QString, folder);
-        QFETCH(QString, url);
+        QFETCH(QString, opened);
         FolderRecorder desktop;
         const WindowDesk desk;
-        const WorkingDirectory work(desk.path(u"work"_s));
+        makeFolder(desk, u"work"_s);
+        const CurrentDirectory work(desk.path(u"work"_s));
         for (const QString& name :
              {u"out"_s, u"o u t"_s, u"out#1"_s, u"50%"_s, u"work/here"_s, u"rec/inrec"_s})
             makeFolder(desk, name);
         addMonoTakes(desk);
-        for (QString* text : {&output, &current, &url})
+        for (QString* text : {&output, &current, &opened})
             text->replace(u"%1"_s, desk.dir.path());
         setOutput(desk, output);
         currentDirEdit(&desk.window)->setText(current);
@@ -565,7 +556,7 @@ private slots:
         MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>(asked ? 1 : 0, QMessageBox::Yes));
         clickButton(&desk.window, u"Convert"_s);
         QCOMPARE(WindowDesk::texts(boxes), QStringList(asked ? 1 : 0, g_question));
-        QCOMPARE(desktop.opened, QStringList{url});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(opened)});
         QCOMPARE(withoutDate(readFile(desk.path(folder + u"/take_combined.wav"_s))),
                  combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
         QCOMPARE(outputDirEdit(&desk.window)->text(), output);
@@ -779,7 +770,7 @@ private slots:
             wavBytes(QByteArrayList{bextWithoutDate()} + chunks, 12 + 866 + (8 + 16) + (8 + 8));
         for (const QString& name : written)
             QCOMPARE(withoutDate(readFile(desk.path(u"out/"_s + name))), expected);
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
     }
 
     void anyOtherFunctionOnlyOpensTheFolder()
@@ -793,7 +784,7 @@ private slots:
         setOutput(desk, desk.path(u"out"_s));
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
     }
 
     void choosesTheCurrentDirectory()
@@ -834,7 +825,7 @@ private slots:
         const Step enterRec = [](const WindowDesk& desk) { desk.list(desk.path(u"rec"_s)); };
         QTest::newRow("nothing was listed") << Step([](const WindowDesk&) {}) << QString();
         QTest::newRow("a text was typed, not listed") << Step([](const WindowDesk& desk) {
-            QTest::keyClicks(currentDirEdit(&desk.window), desk.path(u"rec"_s));
+            enterText(currentDirEdit(&desk.window), desk.path(u"rec"_s));
         }) << QString();
         QTest::newRow("a chooser was cancelled") << Step([](const WindowDesk& desk) {
             const ChooserAnswer cancel{QString()};
@@ -906,7 +897,8 @@ private slots:
     {
         QFETCH(const Step, prepare);
         const WindowDesk desk;
-        const WorkingDirectory work(desk.path(u"work"_s));
+        makeFolder(desk, u"work"_s);
+        const CurrentDirectory work(desk.path(u"work"_s));
         desk.write(u"take_01.wav"_s, takeWith(1, sampleBytes(8)));
         prepare(desk);
         // A home that no chooser has shown yet: the toolkit would come back to it by itself.
@@ -958,7 +950,7 @@ private slots:
         }
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s + desk.path(u"out"_s)});
+        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
     }
 
     void aCancelledChooserChangesNothing_data()

@@ -375,7 +375,7 @@ void TestForeignFiles::conversions()
                  listedRow(monoName(number), sources[monoName(number)]));
     }
     clickButton(&window, u"Add All"_s);
-    QTest::keyClicks(outputDirEdit(&window), out.path());
+    enterText(outputDirEdit(&window), out.path());
     m_openedFolders.clear();
     clickButton(&window, u"Convert"_s);
     QCOMPARE(m_openedFolders.size(), 1);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 #include "tests/support/windowprobe.h"
@@ -919,14 +920,15 @@ void tst_MainWindow::extraWidthGoesToOneColumn()
 
 void tst_MainWindow::tooNarrowTablesKeepTheirContents()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
+    const CurrentDirectory shortPath(dir.path());
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     QTableWidget* files = fileTable(&window);
     QTableWidget* sources = sourceTable(&window);
-    enterDirectory(&window, dir.path());
+    enterDirectory(&window, u"."_s);
     clickButton(&window, u"Add All"_s);
     for (QTableWidget* table : {files, sources}) {
         QFont large = table->font();

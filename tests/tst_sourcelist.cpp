@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
@@ -179,15 +180,13 @@ private slots:
         QVERIFY(QDir(desk.dir.path()).mkdir(u"takes"_s));
         desk.write(u"a.wav"_s, smallWav());
         desk.write(u"takes/a.wav"_s, smallWav());
-        const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(desk.dir.path()));
+        const CurrentDirectory here(desk.dir.path());
         QString typed = entered;
         QString shown = path;
         typed.replace(u"%1"_s, desk.dir.path());
         shown.replace(u"%1"_s, desk.dir.path());
         desk.list(typed);
         desk.add({0});
-        QVERIFY(QDir::setCurrent(before));
         QCOMPARE(columnTexts(desk.sources, 4), QStringList{QDir::toNativeSeparators(shown)});
         QCOMPARE(desk.sources->item(0, 4)->toolTip(), QDir::toNativeSeparators(shown));
     }
@@ -450,7 +449,8 @@ private slots:
     {
         const WindowDesk desk;
         writeLetterFiles(desk, equalFiles(3));
-        desk.list();
+        const CurrentDirectory shortPath(desk.dir.path());
+        desk.list(u"."_s);
         desk.add({1});
         selectRows(desk.files, {0, 1, 2});
         MessageBoxAnswer answer(QMessageBox::Ok);
@@ -473,7 +473,8 @@ private slots:
         const WindowDesk desk;
         desk.write(u"a.wav"_s, smallWav());
         desk.write(u"b_take_with_a_rather_long_name.wav"_s, smallWav());
-        desk.list();
+        const CurrentDirectory shortPath(desk.dir.path());
+        desk.list(u"."_s);
         desk.add({0});
         const int narrow = desk.sources->columnWidth(0);
         desk.add({1});

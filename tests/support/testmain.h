@@ -150,6 +150,5 @@ int runTest(int argc, char* argv[])
     {                                                                                              \
         const TestEnvironment environment;                                                         \
         TestApplication app(argc, argv);                                                           \
-        QCoreApplication::setAttribute(Qt::AA_Use96Dpi);                                           \
         return runTest<Test>(argc, argv);                                                          \
     }

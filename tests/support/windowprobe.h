@@ -91,13 +91,18 @@ inline QStringList columnTexts(const QTableWidget* table, int column)
     return texts;
 }
 
-/// Types @p dir into the current-directory field and presses Return.
+/// Puts any text into a field, as if pasted.
+inline void enterText(QLineEdit* edit, const QString& text)
+{
+    edit->selectAll();
+    edit->insert(text);
+}
+
+/// Enters @p dir into the current-directory field and presses Return.
 inline void enterDirectory(const QWidget* window, const QString& dir)
 {
-    QLineEdit* edit = currentDirEdit(window);
-    edit->selectAll();
-    QTest::keyClicks(edit, dir);
-    QTest::keyClick(edit, Qt::Key_Return);
+    enterText(currentDirEdit(window), dir);
+    QTest::keyClick(currentDirEdit(window), Qt::Key_Return);
 }
 
 inline void clickButton(const QWidget* within, const QString& text)
