@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 #include "tests/support/wavbuilder.h"
@@ -60,13 +61,11 @@ WavInfo parsed(const QByteArray& bytes)
 
 } // namespace
 
-class TestWavFileItem : public QObject
+class tst_WavFileItem : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void recordSize_data();
-    void recordSize();
     void recordsLieAsInTheFile();
 
     void isPlainFile();
@@ -86,27 +85,7 @@ private slots:
     void isSameFormatOfFiles();
 };
 
-void TestWavFileItem::recordSize_data()
-{
-    QTest::addColumn<size_t>("size");
-    QTest::addColumn<size_t>("expected");
-
-    QTest::newRow("chunk header") << sizeof(ChunkHeader) << size_t(8);
-    QTest::newRow("RIFF header") << sizeof(RiffHeader) << size_t(12);
-    QTest::newRow("fmt chunk") << sizeof(FmtChunk) << size_t(24);
-    QTest::newRow("cue point") << sizeof(CuePoint) << size_t(24);
-    QTest::newRow("parsed header up to the data size") << offsetof(WavInfo, dataSize) << size_t(36);
-    QTest::newRow("parsed header up to the bext flag") << offsetof(WavInfo, hasBext) << size_t(40);
-    QTest::newRow("cue chunk up to the count") << offsetof(CueChunk, pointCount) << size_t(8);
-}
-
-void TestWavFileItem::recordSize()
-{
-    QFETCH(size_t, size);
-    QTEST(size, "expected");
-}
-
-void TestWavFileItem::recordsLieAsInTheFile()
+void tst_WavFileItem::recordsLieAsInTheFile()
 {
     if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
         QSKIP("Numbers lie the other way round here.");
@@ -116,11 +95,10 @@ void TestWavFileItem::recordsLieAsInTheFile()
     QCOMPARE(QByteArray(reinterpret_cast<const char*>(&riff), sizeof riff), wavBytes({}));
 }
 
-void TestWavFileItem::isPlainFile()
+void tst_WavFileItem::isPlainFile()
 {
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take.wav"_s);
-    QVERIFY(writeFile(path, wavBytes({})));
+    const TempDir dir;
+    const QString path = dir.add(u"take.wav"_s, wavBytes({}));
     const CWavFileItem item(path, infoOf(2));
     QCOMPARE(item.fileName(), path);
     QVERIFY(item.exists());
@@ -128,7 +106,7 @@ void TestWavFileItem::isPlainFile()
     QCOMPARE(item.metaObject(), &QFile::staticMetaObject); // no signals or slots of its own
 }
 
-void TestWavFileItem::startsEmptyWithoutHeader()
+void tst_WavFileItem::startsEmptyWithoutHeader()
 {
     const CWavFileItem item(u"missing/take.wav"_s);
     QCOMPARE(item.fileName(), u"missing/take.wav"_s);
@@ -139,7 +117,7 @@ void TestWavFileItem::startsEmptyWithoutHeader()
     QCOMPARE(flags(item), u"000000000"_s);
 }
 
-void TestWavFileItem::keepsItsHeader()
+void tst_WavFileItem::keepsItsHeader()
 {
     WavInfo info = infoOf(2);
     CWavFileItem item(u"take.wav"_s, info);
@@ -156,7 +134,7 @@ void TestWavFileItem::keepsItsHeader()
     QVERIFY(!item.hasBext());
 }
 
-void TestWavFileItem::startFlags_data()
+void tst_WavFileItem::startFlags_data()
 {
     QTest::addColumn<quint16>("channels");
     QTest::addColumn<QString>("expected");
@@ -175,14 +153,14 @@ void TestWavFileItem::startFlags_data()
     QTest::newRow("65535 channels") << quint16(65535) << u"111111110"_s;
 }
 
-void TestWavFileItem::startFlags()
+void tst_WavFileItem::startFlags()
 {
     QFETCH(quint16, channels);
     const CWavFileItem item(u"take.wav"_s, infoOf(channels));
     QTEST(flags(item), "expected");
 }
 
-void TestWavFileItem::setChannelEnabled_data()
+void tst_WavFileItem::setChannelEnabled_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<QString>("expected"); // of a stereo item
@@ -198,7 +176,7 @@ void TestWavFileItem::setChannelEnabled_data()
     QTest::newRow("largest index") << std::numeric_limits<int>::max() << u"110000000"_s;
 }
 
-void TestWavFileItem::setChannelEnabled()
+void tst_WavFileItem::setChannelEnabled()
 {
     QFETCH(int, index);
     CWavFileItem item(u"take.wav"_s, infoOf(2));
@@ -209,7 +187,7 @@ void TestWavFileItem::setChannelEnabled()
     QVERIFY(item.hasBext());
 }
 
-void TestWavFileItem::switchesChannelOffAndOn_data()
+void tst_WavFileItem::switchesChannelOffAndOn_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<QString>("off");
@@ -220,7 +198,7 @@ void TestWavFileItem::switchesChannelOffAndOn_data()
     QTest::newRow("channel 8") << 7 << u"111111100"_s;
 }
 
-void TestWavFileItem::switchesChannelOffAndOn()
+void tst_WavFileItem::switchesChannelOffAndOn()
 {
     QFETCH(int, index);
     CWavFileItem item(u"take.wav"_s, infoOf(8));
@@ -231,7 +209,7 @@ void TestWavFileItem::switchesChannelOffAndOn()
     QCOMPARE(flags(item), u"111111110"_s);
 }
 
-void TestWavFileItem::isSameFormat_data()
+void tst_WavFileItem::isSameFormat_data()
 {
     QTest::addColumn<Change>("change");
     QTest::addColumn<bool>("same");
@@ -255,7 +233,7 @@ void TestWavFileItem::isSameFormat_data()
     row("other RIFF form type alone", true, [](WavInfo* info) { info->riff.format[0] = 'W'; });
 }
 
-void TestWavFileItem::isSameFormat()
+void tst_WavFileItem::isSameFormat()
 {
     QFETCH(Change, change);
     QFETCH(bool, same);
@@ -269,7 +247,7 @@ void TestWavFileItem::isSameFormat()
     QVERIFY(item.isSameFormat(&item));
 }
 
-void TestWavFileItem::isSameFormatOfFiles_data()
+void tst_WavFileItem::isSameFormatOfFiles_data()
 {
     QTest::addColumn<QByteArray>("other");
     QTest::addColumn<bool>("same");
@@ -289,7 +267,7 @@ void TestWavFileItem::isSameFormatOfFiles_data()
         << wavBytes({fmtChunk({1, 16, 44100}), dataChunk("abcdef")}) << false;
 }
 
-void TestWavFileItem::isSameFormatOfFiles()
+void tst_WavFileItem::isSameFormatOfFiles()
 {
     QFETCH(QByteArray, other);
     QFETCH(bool, same);
@@ -300,5 +278,5 @@ void TestWavFileItem::isSameFormatOfFiles()
     QCOMPARE(second.isSameFormat(&first), same);
 }
 
-SPLICORA_TEST_MAIN(TestWavFileItem)
+SPLICORA_TEST_MAIN(tst_WavFileItem)
 #include "tst_wavfileitem.moc"
