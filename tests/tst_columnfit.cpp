@@ -124,7 +124,7 @@ private:
     QString directory(int files, bool longNames);
 
     const QFont m_ownFont = QApplication::font();
-    QTemporaryDir m_dir;
+    TempDir m_dir;
 };
 
 void tst_ColumnFit::cleanup()
@@ -136,18 +136,16 @@ void tst_ColumnFit::cleanup()
 QString tst_ColumnFit::directory(int files, bool longNames)
 {
     const QString name = (longNames ? u"long names %1"_s : u"short names %1"_s).arg(files);
-    const QDir dir(m_dir.filePath(name + u"/in a path that is not narrow"_s));
-    if (dir.exists())
-        return dir.path();
-    if (!dir.mkpath(u"."_s))
-        qFatal("Can not make \"%s\".", qPrintable(name));
-    const QByteArray bytes = monoFile();
-    for (int number = 1; number <= files; ++number) {
-        const QString base = longNames ? longName(number) : u"take_%1"_s.arg(number);
-        if (!writeFile(dir.filePath(base.right(200) + u".wav"_s), bytes))
-            qFatal("Can not write \"%s\".", qPrintable(base));
+    const QString folder = name + u"/in a path that is not narrow"_s;
+    if (!QFile::exists(m_dir.path(folder))) {
+        m_dir.addFolder(folder);
+        const QByteArray bytes = monoFile();
+        for (int number = 1; number <= files; ++number) {
+            const QString base = longNames ? longName(number) : u"take_%1"_s.arg(number);
+            m_dir.add(folder + u'/' + base.right(200) + u".wav"_s, bytes);
+        }
     }
-    return dir.path();
+    return m_dir.path(folder);
 }
 
 void tst_ColumnFit::firstShow_data()
@@ -302,9 +300,9 @@ void tst_ColumnFit::growingNames()
     QFETCH(int, length);
 
     QApplication::setFont(defaultFonts().first().second);
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
-    QVERIFY(writeFile(dir.filePath(QString(length, u'b') + u".wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
+    dir.add(QString(length, u'b') + u".wav"_s, monoFile());
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
