@@ -10,7 +10,6 @@
 
 #include <QDesktopServices>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
@@ -235,8 +234,8 @@ QStringList listedRow(const QString& name, const QByteArray& file)
 /// One channel, from 1, of a file as SoX decodes it; empty when it cannot.
 QByteArray decoded(const QString& path, const QStringList& inputFormat, int channel)
 {
-    const QTemporaryDir dir;
-    const QString raw = dir.filePath(u"decoded.raw"_s);
+    const TempDir dir;
+    const QString raw = dir.path(u"decoded.raw"_s);
     const QStringList output = {u"-t"_s, u"raw"_s,   u"-b"_s,
                                 u"32"_s, u"-e"_s,    u"signed-integer"_s,
                                 raw,     u"remix"_s, QString::number(channel)};
@@ -253,8 +252,8 @@ QByteArray decodedSamples(const QString& path, int channel)
     const QByteArray fmt = bodyOf(file, "fmt ");
     if (le16At(fmt, 0) != g_extensibleTag || fmt.size() > 16)
         return decoded(path, {}, channel);
-    const QTemporaryDir dir;
-    const QString samples = dir.filePath(u"samples"_s);
+    const TempDir dir;
+    const QString samples = dir.path(u"samples"_s);
     if (!writeFile(samples, bodyOf(file, "data")))
         return {};
     return decoded(samples,
@@ -266,7 +265,7 @@ QByteArray decodedSamples(const QString& path, int channel)
 
 } // namespace
 
-class TestForeignFiles : public QObject
+class tst_ForeignFiles : public QObject
 {
     Q_OBJECT
 
@@ -282,17 +281,17 @@ private:
     QList<QUrl> m_openedFolders;
 };
 
-void TestForeignFiles::initTestCase()
+void tst_ForeignFiles::initTestCase()
 {
     QDesktopServices::setUrlHandler(u"file"_s, this, "keepOpenedFolder");
 }
 
-void TestForeignFiles::cleanupTestCase()
+void tst_ForeignFiles::cleanupTestCase()
 {
     QDesktopServices::unsetUrlHandler(u"file"_s);
 }
 
-void TestForeignFiles::conversions_data()
+void tst_ForeignFiles::conversions_data()
 {
     QTest::addColumn<Maker>("maker");
     QTest::addColumn<Made>("made");
@@ -336,22 +335,20 @@ void TestForeignFiles::conversions_data()
         << ffmpeg(u"pcm_s32le"_s) << Made{2, 32, g_extensibleTag, "LIST"};
 }
 
-void TestForeignFiles::conversions()
+void tst_ForeignFiles::conversions()
 {
     QFETCH(Maker, maker);
     QFETCH(Made, made);
 
     constexpr int rate = 48000;
-    const QTemporaryDir temporaryDir;
-    const QDir dir(temporaryDir.path());
-    QVERIFY(dir.mkdir(u"out"_s));
-    const QDir out(dir.filePath(u"out"_s));
-    QCOMPARE(maker.make(dir.filePath(u"take.wav"_s), made.channels, rate, 300), QString());
+    const TempDir dir;
+    const QDir out(dir.addFolder(u"out"_s));
+    QCOMPARE(maker.make(dir.path(u"take.wav"_s), made.channels, rate, 300), QString());
     for (int number = 1; number <= g_monoCount; ++number)
-        QCOMPARE(maker.make(dir.filePath(monoName(number)), 1, rate, 500 * number), QString());
+        QCOMPARE(maker.make(dir.path(monoName(number)), 1, rate, 500 * number), QString());
 
     // The sources are what the name of the row says.
-    Files sources = filesIn(dir);
+    Files sources = dir.files();
     QCOMPARE(sources.size(), g_monoCount + 1);
     const QByteArray take = sources[u"take.wav"_s];
     const QByteArray first = sources[monoName(1)];
@@ -389,7 +386,7 @@ void TestForeignFiles::conversions()
         {combined, combinedFile(first, g_monoCount, interleaved(monoSamples, sampleSize))}};
     QCOMPARE(differences(filesIn(out), expected), QString());
     for (int number = 1; number <= g_monoCount; ++number) {
-        const QByteArray samples = decoded(dir.filePath(monoName(number)), {}, 1);
+        const QByteArray samples = decoded(dir.path(monoName(number)), {}, 1);
         QCOMPARE(samples.size(), 2 * rate * 4);
         QVERIFY(decodedSamples(out.filePath(combined), number) == samples);
     }
@@ -409,7 +406,7 @@ void TestForeignFiles::conversions()
     }
     QCOMPARE(differences(filesIn(out), expected), QString());
     for (int channel = 1; channel <= made.channels; ++channel) {
-        const QByteArray samples = decoded(dir.filePath(u"take.wav"_s), {}, channel);
+        const QByteArray samples = decoded(dir.path(u"take.wav"_s), {}, channel);
         QCOMPARE(samples.size(), 2 * rate * 4);
         QVERIFY(decodedSamples(out.filePath(u"take_0%1.wav"_s.arg(channel)), 1) == samples);
     }
@@ -434,15 +431,15 @@ void TestForeignFiles::conversions()
         expected[name.chopped(4) + u"_bwf.wav"_s] = bwfFile(sources[name]);
     QCOMPARE(differences(filesIn(out), expected), QString());
     for (int channel = 1; channel <= made.channels; ++channel) {
-        const QByteArray samples = decoded(dir.filePath(u"take.wav"_s), {}, channel);
+        const QByteArray samples = decoded(dir.path(u"take.wav"_s), {}, channel);
         QVERIFY(decodedSamples(out.filePath(u"take_bwf.wav"_s), channel) == samples);
     }
     QCOMPARE(answer.boxes().size(), isBwf ? 1 : 0);
 
     // The sources are what they were.
     for (const QString& name : sources.keys())
-        QVERIFY(readFile(dir.filePath(name)) == sources[name]);
+        QVERIFY(readFile(dir.path(name)) == sources[name]);
 }
 
-SPLICORA_TEST_MAIN(TestForeignFiles)
+SPLICORA_TEST_MAIN(tst_ForeignFiles)
 #include "tst_foreignfiles.moc"
