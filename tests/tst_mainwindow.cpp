@@ -26,7 +26,6 @@
 #include <QSignalSpy>
 #include <QSpacerItem>
 #include <QStatusBar>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QToolBar>
 #include <QtTest>
@@ -327,10 +326,6 @@ private slots:
     void nothingHasAToolTip();
     void startState();
     void windowTakesItsSizeFromTheLayout();
-    void buttonsAtStart_data();
-    void buttonsAtStart();
-    void channelBoxesAtStart_data();
-    void channelBoxesAtStart();
     void tables_data();
     void tables();
     void tablesCannotBeEdited_data();
@@ -503,9 +498,9 @@ void tst_MainWindow::layout()
 
 void tst_MainWindow::tabFollowsTheEye()
 {
-    const QTemporaryDir dir;
+    const TempDir dir;
     const QByteArray eight = wavBytes({fmtChunk({.channels = 8}), dataChunk(sampleBytes(160))});
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), eight));
+    dir.add(u"a.wav"_s, eight);
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowActive(&window));
@@ -607,6 +602,10 @@ void tst_MainWindow::startState()
         QCOMPARE(table->rowCount(), 0);
         QVERIFY(table->isEnabled());
     }
+    for (const auto* button : window.findChildren<QPushButton*>()) {
+        QCOMPARE(button->isEnabled(), button->text() == u"Browse..."_s);
+        QVERIFY(!button->isCheckable());
+    }
     QVERIFY(!window.isVisible());
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -625,53 +624,6 @@ void tst_MainWindow::windowTakesItsSizeFromTheLayout()
     // The toolkit's own limit is two thirds of the screen.
     const QSize limit = (window.screen()->size() * 2 / 3).expandedTo(window.minimumSizeHint());
     QCOMPARE(window.size(), window.sizeHint().boundedTo(limit));
-}
-
-void tst_MainWindow::buttonsAtStart_data()
-{
-    QTest::addColumn<QString>("group");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("enabled");
-
-    QTest::newRow("Add is off") << QString() << u"Add"_s << false;
-    QTest::newRow("Add All is off") << QString() << u"Add All"_s << false;
-    QTest::newRow("Remove is off") << QString() << u"Remove"_s << false;
-    QTest::newRow("Remove All is off") << QString() << u"Remove All"_s << false;
-    QTest::newRow("Convert is off") << QString() << u"Convert"_s << false;
-    QTest::newRow("Browse of the file list is on") << u"File List"_s << u"Browse..."_s << true;
-    QTest::newRow("Browse of the output is on") << u"Source File"_s << u"Browse..."_s << true;
-}
-
-void tst_MainWindow::buttonsAtStart()
-{
-    QFETCH(QString, group);
-    QFETCH(QString, text);
-    QFETCH(bool, enabled);
-
-    CMainWindow window;
-    const QWidget* within = &window;
-    if (!group.isEmpty())
-        within = findGroup(&window, group);
-    QCOMPARE(findButton(within, text)->isEnabled(), enabled);
-    QVERIFY(!findButton(within, text)->isCheckable());
-}
-
-void tst_MainWindow::channelBoxesAtStart_data()
-{
-    QTest::addColumn<QString>("text");
-    for (int channel = 1; channel <= 8; ++channel)
-        QTest::addRow("Ch%d is off and empty", channel) << u"Ch%1"_s.arg(channel);
-}
-
-void tst_MainWindow::channelBoxesAtStart()
-{
-    QFETCH(QString, text);
-
-    CMainWindow window;
-    const QCheckBox* check = findCheck(&window, text);
-    QCOMPARE(check->checkState(), Qt::Unchecked);
-    QVERIFY(!check->isEnabled());
-    QVERIFY(!check->isTristate());
 }
 
 void tst_MainWindow::tables_data()
@@ -716,8 +668,8 @@ void tst_MainWindow::tablesCannotBeEdited()
 {
     QFETCH(QString, group);
 
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     enterDirectory(&window, dir.path());
@@ -878,8 +830,8 @@ void tst_MainWindow::columnsFit()
 {
     QFETCH(QList<int>, windowWidths);
 
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a file with a name.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a file with a name.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -898,8 +850,8 @@ void tst_MainWindow::columnsFit()
 
 void tst_MainWindow::extraWidthGoesToOneColumn()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a file with a name.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a file with a name.wav"_s, monoFile());
     CMainWindow window;
     window.resize(900, 600);
     window.show();
@@ -958,8 +910,8 @@ void tst_MainWindow::tooNarrowTablesKeepTheirContents()
 
 void tst_MainWindow::nothingIsLeftForTheFillColumn()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -985,8 +937,8 @@ void tst_MainWindow::columnsFitBeforeTheWindowIsShown()
 
 void tst_MainWindow::rowsFit()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -1047,8 +999,8 @@ void tst_MainWindow::functionWithoutDirectory()
 
 void tst_MainWindow::functionWithoutDirectoryKeepsTheList()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     enterDirectory(&window, dir.path());
@@ -1076,7 +1028,7 @@ void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText()
     QFETCH(int, function);
     QFETCH(bool, startsAtHome);
 
-    const QTemporaryDir home;
+    const TempDir home;
     const QByteArray oldHome = qgetenv("HOME");
     qputenv("HOME", QFile::encodeName(home.path()));
     const auto restoreHome = qScopeGuard([oldHome] { qputenv("HOME", oldHome); });
@@ -1101,13 +1053,13 @@ void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText()
 
 void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow window;
     window.show();
     enterDirectory(&window, dir.path());
     clickButton(&window, u"Add All"_s);
-    QVERIFY(writeFile(dir.filePath(u"b.wav"_s), monoFile()));
+    dir.add(u"b.wav"_s, monoFile());
     MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
     QTest::keyClicks(outputDirEdit(&window), u"nowhere"_s);
     QTest::keyClick(outputDirEdit(&window), Qt::Key_Return);
@@ -1130,8 +1082,8 @@ void tst_MainWindow::keysWhileTheWindowIsBuilt()
 
 void tst_MainWindow::windowsAreIndependent()
 {
-    const QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
+    const TempDir dir;
+    dir.add(u"a.wav"_s, monoFile());
     CMainWindow first;
     CMainWindow second;
     first.show();
@@ -1145,11 +1097,11 @@ void tst_MainWindow::windowsAreIndependent()
 
 void tst_MainWindow::destroyedWindowLeavesTheItems()
 {
-    const QTemporaryDir dir;
+    const TempDir dir;
     const QByteArray stereo = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(8))});
-    QVERIFY(writeFile(dir.filePath(u"a.wav"_s), monoFile()));
-    QVERIFY(writeFile(dir.filePath(u"b.wav"_s), monoFile()));
-    QVERIFY(writeFile(dir.filePath(u"two.wav"_s), stereo));
+    dir.add(u"a.wav"_s, monoFile());
+    dir.add(u"b.wav"_s, monoFile());
+    dir.add(u"two.wav"_s, stereo);
 
     const LiveObjects objects;
     auto window = std::make_unique<CMainWindow>();
