@@ -24,7 +24,7 @@ QByteArray poly(int channels)
 void addSources(const WindowDesk& desk, const QByteArrayList& files)
 {
     for (int i = 0; i < files.size(); ++i)
-        desk.write(letterName(i), files[i]);
+        desk.dir.add(letterName(i), files[i]);
     desk.list();
     if (!desk.press(u"Add All"_s).isEmpty() || desk.sources->rowCount() != files.size())
         qFatal("The files did not become sources.");
@@ -59,7 +59,7 @@ void callSlot(CMainWindow* window, const char* slot, int state)
 
 } // namespace
 
-class TestChannelSelection : public QObject
+class tst_ChannelSelection : public QObject
 {
     Q_OBJECT
 
@@ -99,13 +99,8 @@ private slots:
         const int split = PolyToMonoFunction;
         QTest::newRow("two channels to be split")
             << split << poly(2) << u"11000000"_s << u"11000000"_s;
-        QTest::newRow("three channels to be split")
-            << split << poly(3) << u"11100000"_s << u"11100000"_s;
-        QTest::newRow("seven channels to be split")
-            << split << poly(7) << u"11111110"_s << u"11111110"_s;
         QTest::newRow("eight channels to be split") << split << poly(8) << g_all << g_all;
         QTest::newRow("nine channels to be split") << split << poly(9) << g_all << g_all;
-        QTest::newRow("ten channels to be split") << split << poly(10) << g_all << g_all;
         QTest::newRow("65535 channels to be split")
             << split << smallWav({.channels = 65535, .bits = 8, .blockAlign = 2}) << g_all << g_all;
         QTest::newRow("a mono file to be combined")
@@ -169,7 +164,7 @@ private slots:
     {
         QFETCH(const bool, byFunction);
         const WindowDesk desk(PolyToMonoFunction);
-        desk.write(u"mono.wav"_s, poly(1));
+        desk.dir.add(u"mono.wav"_s, poly(1));
         addSources(desk, {poly(4)});
         selectRows(desk.sources, {0});
         toggle(desk, 2);
@@ -230,8 +225,8 @@ private slots:
     void anAddLeavesThePanelAlone()
     {
         const WindowDesk desk(PolyToMonoFunction);
-        desk.write(u"a.wav"_s, poly(2));
-        desk.write(u"b.wav"_s, poly(4));
+        desk.dir.add(u"a.wav"_s, poly(2));
+        desk.dir.add(u"b.wav"_s, poly(4));
         desk.list();
         desk.add({0});
         QCOMPARE(desk.checkedChannels(), g_none);
@@ -486,8 +481,8 @@ private slots:
     {
         // Mono takes whose first channel is switched off while the split is selected.
         const WindowDesk desk;
-        desk.write(u"take_01.wav"_s, poly(1));
-        desk.write(u"take_02.wav"_s, poly(1));
+        desk.dir.add(u"take_01.wav"_s, poly(1));
+        desk.dir.add(u"take_02.wav"_s, poly(1));
         desk.list();
         desk.press(u"Add All"_s);
         desk.choose(PolyToMonoFunction);
@@ -508,5 +503,5 @@ public slots:
     void ignoreUrl(const QUrl&) { }
 };
 
-SPLICORA_TEST_MAIN(TestChannelSelection)
+SPLICORA_TEST_MAIN(tst_ChannelSelection)
 #include "tst_channelselection.moc"

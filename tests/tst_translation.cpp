@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/conversion.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
@@ -64,10 +65,10 @@ QStringList headerTexts(const QTableWidget* table)
 /// Two equal mono files, one that is longer and one of two channels.
 void writeTakes(const WindowDesk& desk)
 {
-    desk.write(u"a_01.wav"_s, smallWav());
-    desk.write(u"a_02.wav"_s, smallWav());
-    desk.write(u"b.wav"_s, smallWav({}, 5));
-    desk.write(u"poly.wav"_s, smallWav({.channels = 2}));
+    desk.dir.add(u"a_01.wav"_s, smallWav());
+    desk.dir.add(u"a_02.wav"_s, smallWav());
+    desk.dir.add(u"b.wav"_s, smallWav({}, 5));
+    desk.dir.add(u"poly.wav"_s, smallWav({.channels = 2}));
 }
 
 /// Lists the takes and makes the two equal mono files sources.
@@ -98,7 +99,7 @@ QStringList convertInto(const WindowDesk& desk, const QString& outputDir)
 
 Q_DECLARE_METATYPE(Boxes)
 
-class TestTranslation : public QObject
+class tst_Translation : public QObject
 {
     Q_OBJECT
 
@@ -159,24 +160,24 @@ private slots:
             << QStringList{translated(u"No wav files found."_s)};
         QTest::newRow("the start of the unreadable files is translated, their names are not")
             << Boxes([](const WindowDesk& desk) {
-                   desk.write(u"About.wav"_s, {});
-                   desk.write(u"mono.wav"_s, smallWav());
+                   desk.dir.add(u"About.wav"_s, {});
+                   desk.dir.add(u"mono.wav"_s, smallWav());
                    return desk.list();
                })
             << QStringList{translated(u"Can not read following files.\n\n"_s) + u"About.wav\n"_s};
         QTest::newRow("no mono files is plain") << Boxes([](const WindowDesk& desk) {
-            desk.write(u"poly.wav"_s, smallWav({.channels = 2}));
+            desk.dir.add(u"poly.wav"_s, smallWav({.channels = 2}));
             return desk.list();
         }) << QStringList{u"Can not find any mono files."_s};
         QTest::newRow("no poly files is plain") << Boxes([](const WindowDesk& desk) {
-            desk.write(u"mono.wav"_s, smallWav());
+            desk.dir.add(u"mono.wav"_s, smallWav());
             desk.list();
             return desk.choose(PolyToMonoFunction);
         }) << QStringList{u"Can not find any poly files."_s};
 
         QTest::newRow("too many sources is translated") << Boxes([](const WindowDesk& desk) {
             for (int i = 0; i < 9; ++i)
-                desk.write(letterName(i), smallWav());
+                desk.dir.add(letterName(i), smallWav());
             desk.list();
             return desk.press(u"Add All"_s);
         }) << QStringList{translated(u"Can not add to source more than 8 files."_s)};
@@ -210,7 +211,7 @@ private slots:
 
         QTest::newRow("the question before a combine overwrites is plain")
             << Boxes([](const WindowDesk& desk) {
-                   desk.write(u"a_combined.wav"_s, "old");
+                   desk.dir.add(u"a_combined.wav"_s, "old");
                    return convertInto(desk, desk.dir.path());
                })
             << QStringList{u"Output file already exists.\n\na_combined.wav\n\n"
@@ -218,7 +219,7 @@ private slots:
         QTest::newRow("the question before a split overwrites is plain")
             << Boxes([](const WindowDesk& desk) {
                    writeTakes(desk);
-                   desk.write(u"poly_01.wav"_s, "old");
+                   desk.dir.add(u"poly_01.wav"_s, "old");
                    functionCombo(&desk.window)->setCurrentIndex(PolyToMonoFunction);
                    desk.list();
                    desk.add({0});
@@ -267,16 +268,10 @@ private slots:
         addTakes(desk);
         outputDirEdit(&desk.window)->setText(desk.dir.path());
         QStringList seen;
-        QTimer look;
-        connect(&look, &QTimer::timeout, this, [&seen] {
-            auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
-            if (!dialog || !seen.isEmpty())
-                return;
-            auto* button = dialog->findChild<QPushButton*>();
-            seen = {dialog->labelText(), button->text()};
-            button->click(); // so that no folder is opened
+        const CancelClicker cancel([&seen](const QProgressDialog& dialog) {
+            seen = {dialog.labelText(), dialog.findChild<QPushButton*>()->text()};
+            return true; // so that no folder is opened
         });
-        look.start(0);
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(seen, QStringList({u"Converting...\na_combined.wav"_s, u"Cancel"_s}));
     }
@@ -308,5 +303,5 @@ private slots:
     }
 };
 
-SPLICORA_TEST_MAIN(TestTranslation)
+SPLICORA_TEST_MAIN(tst_Translation)
 #include "tst_translation.moc"

@@ -4,12 +4,9 @@
 #pragma once
 
 #include "tests/support/messageboxanswer.h"
-#include "tests/support/wavbuilder.h"
+#include "tests/support/tempdir.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
-
-#include <QDir>
-#include <QTemporaryDir>
 
 /// The real window, shown, and a directory of its own.
 struct WindowDesk
@@ -18,18 +15,12 @@ struct WindowDesk
     {
         window.resize(900, 700);
         window.show();
-        if (!dir.isValid() || !QTest::qWaitForWindowExposed(&window))
-            qFatal("No window on a directory.");
+        if (!QTest::qWaitForWindowExposed(&window))
+            qFatal("No window.");
         functionCombo(&window)->setCurrentIndex(function);
     }
 
-    QString path(const QString& name) const { return dir.filePath(name); }
-
-    void write(const QString& name, const QByteArray& bytes) const
-    {
-        if (!writeFile(path(name), bytes))
-            qFatal("Can not write \"%s\".", qPrintable(name));
-    }
+    QString path(const QString& name) const { return dir.path(name); }
 
     /// Enters the directory. Returns the texts of the boxes that came up; all were closed.
     QStringList list() const { return list(dir.path()); }
@@ -105,7 +96,7 @@ struct WindowDesk
         return findCheck(&window, QStringLiteral("Ch%1").arg(channel));
     }
 
-    QTemporaryDir dir;
+    TempDir dir;
     CMainWindow window;
     QTableWidget* const files = fileTable(&window);
     QTableWidget* const sources = sourceTable(&window);
