@@ -85,7 +85,7 @@ namespace {
 
 /// What the dialog, its pixels and the files' own buffers may take beside the sample buffers; less
 /// than one more buffer for samples would.
-constexpr qint64 g_slackBytes = 393216;
+constexpr qint64 g_slackBytes = 491520;
 
 qint64 allocatedBytes()
 {
