@@ -1,14 +1,13 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/chooseranswer.h"
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QDesktopServices>
-#include <QFileDialog>
-#include <QProgressDialog>
 #include <QUrl>
 
 using namespace Qt::Literals::StringLiterals;
@@ -75,51 +74,6 @@ QStringList shown(const WindowDesk& desk)
     }
     return all;
 }
-
-/// What a person saw of a directory chooser.
-struct SeenChooser
-{
-    QString caption;
-    QString directory;
-    QFileDialog::Options options;
-    QFileDialog::FileMode mode = QFileDialog::AnyFile;
-    const QWidget* parent = nullptr;
-};
-
-/// Answers the directory choosers that appear during its life with a path typed into them, or by
-/// cancelling where the path is empty.
-class ChooserAnswer : public QObject
-{
-public:
-    explicit ChooserAnswer(const QString& path)
-        : m_path(path)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] { answerActiveChooser(); });
-        m_timer.start(1);
-    }
-
-    QList<SeenChooser> seen;
-
-private:
-    void answerActiveChooser()
-    {
-        auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!chooser || !chooser->isVisible())
-            return;
-        seen.append({chooser->windowTitle(), chooser->directory().absolutePath(),
-                     chooser->options(), chooser->fileMode(), chooser->parentWidget()});
-        if (m_path.isEmpty()) {
-            QTest::keyClick(chooser, Qt::Key_Escape);
-            return;
-        }
-        auto* edit = chooser->findChild<QLineEdit*>(u"fileNameEdit"_s);
-        edit->setText(m_path);
-        QTest::keyClick(edit, Qt::Key_Return);
-    }
-
-    QString m_path;
-    QTimer m_timer;
-};
 
 using Step = void (*)(const WindowDesk&);
 

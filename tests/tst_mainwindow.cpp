@@ -13,14 +13,12 @@
 #include <QBoxLayout>
 #include <QDir>
 #include <QDockWidget>
-#include <QFileDialog>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QImage>
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QResource>
-#include <QScopeGuard>
 #include <QSet>
 #include <QShortcut>
 #include <QSignalSpy>
@@ -354,8 +352,6 @@ private slots:
 
     void functionWithoutDirectory();
     void functionWithoutDirectoryKeepsTheList();
-    void functionChangeListsEvenAnEmptyDirectoryText_data();
-    void functionChangeListsEvenAnEmptyDirectoryText();
     void typingAnOutputDirectoryChangesNothing();
 
     void keysWhileTheWindowIsBuilt();
@@ -1012,43 +1008,6 @@ void tst_MainWindow::functionWithoutDirectoryKeepsTheList()
     QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
     QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"a.wav"_s));
     QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
-}
-
-void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText_data()
-{
-    QTest::addColumn<int>("function");
-    QTest::addColumn<bool>("startsAtHome");
-
-    QTest::newRow("never listed: the chooser opens at home") << 0 << true;
-    QTest::newRow("function changed: the empty text was taken over") << 1 << false;
-}
-
-void tst_MainWindow::functionChangeListsEvenAnEmptyDirectoryText()
-{
-    QFETCH(int, function);
-    QFETCH(bool, startsAtHome);
-
-    const TempDir home;
-    const QByteArray oldHome = qgetenv("HOME");
-    qputenv("HOME", QFile::encodeName(home.path()));
-    const auto restoreHome = qScopeGuard([oldHome] { qputenv("HOME", oldHome); });
-
-    CMainWindow window;
-    window.show();
-    functionCombo(&window)->setCurrentIndex(function);
-    QString directory;
-    QTimer poll;
-    connect(&poll, &QTimer::timeout, this, [&directory] {
-        auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!chooser)
-            return;
-        directory = chooser->directory().absolutePath();
-        chooser->reject();
-    });
-    poll.start(1);
-    clickButton(findGroup(&window, u"File List"_s), u"Browse..."_s);
-    QVERIFY(!directory.isEmpty());
-    QCOMPARE(directory == QDir(home.path()).absolutePath(), startsAtHome);
 }
 
 void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
