@@ -5,6 +5,7 @@
 
 #include "app/apptexts.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QMessageBox>
 
@@ -37,6 +38,58 @@ bool isPipe(const QString& fileName)
     return std::filesystem::is_fifo(pathOf(fileName), error);
 }
 
+/// The path behind all links, as far as they can be followed.
+QString withoutLinks(const QString& fileName)
+{
+    const QFileInfo info(fileName);
+    const QString path = info.canonicalFilePath();
+    return path.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : path;
+}
+
+/// A name as cards and shares compare it: without case, its accents composed.
+QString folded(const QString& name)
+{
+    return name.normalized(QString::NormalizationForm_C).toCaseFolded();
+}
+
+bool areBothListed(const QString& dir, const QString& name, const QString& other)
+{
+    const QStringList names =
+        QDir(dir).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    return names.contains(name) && names.contains(other);
+}
+
+/// True when the paths differ in nothing but spellings that their directories take for one name.
+bool isOnePath(const QString& path, const QString& other)
+{
+    const QStringList names = withoutLinks(path).split(u'/');
+    const QStringList otherNames = withoutLinks(other).split(u'/');
+    if (names.size() != otherNames.size())
+        return false;
+    QString dir;
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        const QString& name = names[i];
+        if (name != otherNames[i]
+            && (folded(name) != folded(otherNames[i]) || areBothListed(dir, name, otherNames[i])))
+            return false;
+        dir += name + u'/';
+    }
+    return true;
+}
+
+/// True when both names lead to one file. Some servers number the names of their files instead of
+/// the files, or number them anew at each look, so that the numbers alone do not show it.
+bool isOneFile(const QString& fileName, const QString& other)
+{
+    std::error_code error;
+    const std::filesystem::path otherPath = pathOf(other);
+    if (std::filesystem::equivalent(pathOf(fileName), otherPath, error))
+        return true;
+    const bool isThere =
+        std::filesystem::status(otherPath, error).type() != std::filesystem::file_type::not_found;
+    return isThere && isOnePath(fileName, other);
+}
+
 } // namespace
 
 FilesInWork::FilesInWork(const QStringList& names)
@@ -53,12 +106,9 @@ FilesInWork::~FilesInWork()
 
 bool FilesInWork::contains(const QString& fileName)
 {
-    const std::filesystem::path path = pathOf(fileName);
     const QStringList& names = namesInWork();
-    return std::any_of(names.cbegin(), names.cend(), [&path](const QString& name) {
-        std::error_code error; // a file that is not there is not the same
-        return std::filesystem::equivalent(path, pathOf(name), error);
-    });
+    return std::any_of(names.cbegin(), names.cend(),
+                       [&fileName](const QString& name) { return isOneFile(fileName, name); });
 }
 
 OutputFile::OutputFile(const QString& fileName)
