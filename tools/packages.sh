@@ -5,9 +5,9 @@
 
 build_packages="build-essential cmake ninja-build qt6-base-dev"
 package_packages="debhelper dpkg-dev"
-test_packages="alsa-utils at-spi2-core dbus ffmpeg fonts-dejavu-core imagemagick
-    libimage-exiftool-perl openbox python3 python3-pyatspi sndfile-programs sox wavpack xauth xdotool
-    xvfb"
+test_packages="alsa-utils at-spi2-core bindfs dbus exfat-fuse exfatprogs ffmpeg fonts-dejavu-core
+    imagemagick libimage-exiftool-perl ntfs-3g openbox openssh-client openssh-server python3
+    python3-pyatspi sndfile-programs sox sshfs wavpack xauth xdotool xvfb"
 
 # need_packages NAME...: installs those that are missing and says which. On a system without
 # Debian's package tools it names them all and ends the script.

@@ -1,0 +1,289 @@
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""The file systems that recordings come on, mounted below a directory: cards, disks and shares.
+
+All of it lives in a view of its own of the mounts and processes of the system, which ends with the
+script: nothing stays mounted, and no server stays behind."""
+
+import glob
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import time
+
+MEDIUM_BYTES = 24 << 20
+IMAGE_BYTES = 18 << 20
+CLUSTER = 4096
+
+# Programs by the packages that have them.
+PACKAGES = {"mount.exfat-fuse": "exfat-fuse", "mkfs.exfat": "exfatprogs", "ntfs-3g": "ntfs-3g",
+            "mkntfs": "ntfs-3g", "bindfs": "bindfs", "sshfs": "sshfs", "sshd": "openssh-server",
+            "ssh-keygen": "openssh-client", "unshare": "util-linux", "losetup": "mount"}
+
+
+def enter_own_view():
+    """Starts this script again in a view of its own. Returns why there is none, or ""."""
+    if os.environ.pop("SPLICORA_OWN_VIEW", None):
+        subprocess.run(["mount", "--make-rprivate", "/"], check=True)
+        return ""
+    command = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
+    if os.getuid() != 0:
+        command += ["--map-root-user"]
+    tried = subprocess.run([*command, "true"], capture_output=True, text=True, check=False)
+    if tried.returncode != 0:
+        return tried.stderr.strip()
+    os.environ["SPLICORA_OWN_VIEW"] = "1"
+    sys.stdout.flush()
+    os.execvp(command[0], [*command, sys.executable, *sys.argv])
+
+
+def call(*command, **more):
+    done = subprocess.run(command, capture_output=True, text=True, check=False,
+                          stdin=subprocess.DEVNULL, **more)
+    if done.returncode != 0:
+        raise OSError(f"{' '.join(command)}: {done.stderr.strip() or done.stdout.strip()}")
+    return done.stdout
+
+
+def processes(of_program):
+    """Numbers of the running processes of a program, the oldest first."""
+    found = []
+    for entry in glob.glob("/proc/[0-9]*/exe"):
+        try:
+            if os.path.basename(os.readlink(entry)) == of_program:
+                found.append(int(entry.split("/")[2]))
+        except OSError:
+            pass  # it has ended by now
+    return sorted(found)
+
+
+def end(numbers):
+    for number in numbers:
+        try:
+            os.kill(number, signal.SIGKILL)
+        except ProcessLookupError:
+            continue
+        wait_until(lambda n=number: not os.path.exists(f"/proc/{n}/exe")
+                   or open(f"/proc/{n}/stat", encoding="ascii").read().split()[2] == "Z")
+
+
+def wait_until(is_so):
+    """Asks again and again; the time-out of the test ends what never comes."""
+    while True:
+        try:
+            if is_so():
+                return
+        except OSError:
+            return
+        time.sleep(0.01)
+
+
+def is_served(port):
+    with socket.socket() as probe:
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+class FileSystem:
+    """A file system, fresh and empty at `root` from mount() to unmount()."""
+
+    name = ""
+    server = ""  # the program that serves it
+
+    def __init__(self, work):
+        self.root = os.path.join(work, self.name + " root")
+        self.below = os.path.join(work, self.name + " below")
+        os.mkdir(self.root)
+        os.mkdir(self.below)
+        self.device = os.path.join(self.below, "device")
+        self.others = processes(self.server)
+
+    def prepare(self):
+        """Makes what is mounted, empty."""
+        self.clean()
+        call("mount", "-t", "tmpfs", "-o", f"size={MEDIUM_BYTES}", "tmpfs", self.below)
+
+    def attach(self, options):
+        raise NotImplementedError
+
+    def mount(self, *options):
+        self.others = processes(self.server)
+        self.attach(options)
+
+    def unmount(self):
+        call("umount", self.root)
+        self.end_server()  # where it outlives the mount
+
+    def mount_anew(self, *options):
+        """Only what came to the medium is there afterwards."""
+        self.unmount()
+        self.mount(*options)
+
+    def mount_after_failure(self):
+        """Mounts the medium after its server, or what lies below it, has ended."""
+        subprocess.run(["umount", "--lazy", self.root], capture_output=True, check=False)
+        self.end_server()
+        self.mount()
+
+    def detach(self):
+        """Takes it away at once; what is open stays open."""
+        call("umount", "--lazy", self.root)
+
+    def end_server(self):
+        end(number for number in processes(self.server) if number not in self.others)
+
+    def clean(self):
+        """Leaves nothing mounted."""
+        for path in self.root, self.device, self.below:
+            while subprocess.run(["umount", "--lazy", path], capture_output=True,
+                                 check=False).returncode == 0:
+                pass
+        self.end_server()
+
+    def fill(self, room):
+        """Leaves `room` bytes."""
+        with open(os.path.join(self.root, "filler"), "ab") as filler:
+            for _ in range(100):
+                there = os.statvfs(self.root)
+                more = there.f_bavail * there.f_frsize - room
+                if more == 0:
+                    return
+                size = os.fstat(filler.fileno()).st_size + more
+                try:
+                    if more > 0:
+                        filler.write(b"\xff" * more)
+                        filler.flush()
+                    else:
+                        os.ftruncate(filler.fileno(), size)
+                except OSError:
+                    pass  # a few clusters more or less: measured anew
+        raise OSError(f"{self.name}: no way to leave {room} bytes")
+
+
+class Bindfs(FileSystem):
+    name = "bindfs"
+    server = "bindfs"
+
+    def attach(self, options):
+        call("bindfs", "-o", ",".join(("default_permissions", *options)), self.below, self.root)
+
+
+class Image(FileSystem):
+    """A file system in an image, as it is on a card."""
+
+    def prepare(self):
+        super().prepare()
+        image = os.path.join(self.below, "image")
+        os.mkdir(self.device)
+        with open(image, "wb") as file:
+            file.truncate(IMAGE_BYTES)
+        self.format(image)
+
+    def format(self, image):
+        raise NotImplementedError
+
+
+class Exfat(Image):
+    name = "exFAT"
+    server = "mount.exfat-fuse"
+
+    def format(self, image):
+        call("mkfs.exfat", "-c", str(CLUSTER), image)
+
+    def attach(self, options):
+        loop = call("losetup", "--find", "--show", os.path.join(self.below, "image")).strip()
+        try:
+            call("mount.exfat-fuse", "-o", ",".join(("rw", *options)), loop, self.root)
+        finally:
+            call("losetup", "--detach", loop)  # as soon as it is unmounted
+
+
+class Ntfs(Image):
+    name = "NTFS"
+    server = "ntfs-3g"
+    has_device = False  # below a server of its own, which can be ended
+
+    def format(self, image):
+        call("mkntfs", "--quiet", "--force", "--fast", "--cluster-size", str(CLUSTER), image)
+
+    def attach(self, options):
+        image = os.path.join(self.below, "image")
+        if self.has_device:
+            call("bindfs", self.below, self.device)
+            self.bindings = processes("bindfs")
+            image = os.path.join(self.device, "image")
+        call("ntfs-3g", "-o", ",".join(("rw", *options)), image, self.root)
+
+    def leave_device(self):
+        subprocess.run(["umount", "--lazy", self.device], capture_output=True, check=False)
+
+    def unmount(self):
+        super().unmount()
+        self.leave_device()
+
+    def mount_after_failure(self):
+        self.leave_device()
+        super().mount_after_failure()
+
+    def pull(self):
+        """Takes the disk away from below the file system."""
+        end(self.bindings[-1:])
+
+
+class Sshfs(FileSystem):
+    name = "SSHFS"
+    server = "sshd"
+
+    def __init__(self, work):
+        super().__init__(work)
+        self.keys = os.path.join(work, "keys")
+        os.mkdir(self.keys, 0o700)
+        for key in "host", "user":
+            call("ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f",
+                 os.path.join(self.keys, key))
+        call("mount", "-t", "tmpfs", "tmpfs", "/run")
+        os.mkdir("/run/sshd", 0o755)
+
+    def attach(self, options):
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = free.getsockname()[1]
+        config = os.path.join(self.keys, "config")
+        with open(config, "w", encoding="utf-8") as file:
+            file.write(f"""
+                ListenAddress 127.0.0.1:{port}
+                HostKey {self.keys}/host
+                AuthorizedKeysFile {self.keys}/user.pub
+                PermitRootLogin yes
+                PasswordAuthentication no
+                StrictModes no
+                UsePAM no
+                PidFile none
+                Subsystem sftp internal-sftp
+            """)
+        call(shutil.which("sshd"), "-f", config)
+        wait_until(lambda: is_served(port))
+        call("sshfs", "-p", str(port), "-F", "/dev/null",
+             "-o", f"IdentityFile={self.keys}/user", "-o", "BatchMode=yes",
+             "-o", "KexAlgorithms=curve25519-sha256",
+             "-o", "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null",
+             *(f"-o{option}" for option in options), f"root@127.0.0.1:{self.below}", self.root)
+
+
+def available(kind, work):
+    """A file system of this kind that was mounted once, or why that is not possible."""
+    it = None
+    try:
+        it = kind(work)
+        it.prepare()
+        it.mount()
+        with open(os.path.join(it.root, "probe"), "w", encoding="ascii"):
+            pass
+        return it, ""
+    except OSError as error:
+        return None, str(error)
+    finally:
+        if it:
+            it.clean()

@@ -1,0 +1,677 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 VELMAR
+# SPDX-License-Identifier: LicenseRef-VELMAR
+"""Lists and converts takes on the file systems that recordings come on, whole and with everything
+that happens to cards and shares, and compares what was seen with the page about it.
+
+test_filesystems.py SESSION PAGE           fails unless PAGE says what was tried and seen
+test_filesystems.py SESSION PAGE --write   writes its table into PAGE
+
+A file system that cannot be mounted here is left out, in a line that says why."""
+
+import collections
+import json
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+import mounts
+
+BLOCK = 524288  # bytes of a source that a conversion moves at once
+START = 12 + 866  # bytes of RIFF header and generated bext
+DATE = slice(12 + 8 + 320, 12 + 8 + 338)  # where that one says when it was made
+CONVERSIONS = ["split", "combine", "copy"]
+
+ERROR = "An error occurred during a convert operation.\n\n"
+TEXTS = {2: "Can not open file.", 3: "File read error.", 4: "Data read error.",
+         6: "Data write error.", 7: "Data copy error."}
+# What is told depends on whether the failure meets a header, samples or another body.
+READ_ERRORS = {"split": [3, 4], "combine": [3, 4], "copy": [4, 7]}
+WRITE_ERRORS = {"split": [6], "combine": [6], "copy": [6, 7]}
+
+BEGIN = "<!-- Written by tests/filesystems/test_filesystems.py --write. -->"
+END = "<!-- Up to here. -->"
+
+
+# Takes
+
+def chunk(name, body):
+    return name + struct.pack("<I", len(body)) + body
+
+
+def samples(count, seed):
+    """Bytes that differ from file to file and from block to block."""
+    line = b"".join(struct.pack("<I", (seed * 2654435761 + i * 1103515245) & 0xFFFFFFFF)
+                    for i in range(1021))
+    return (line * (count // len(line) + 1))[:count]
+
+
+def wav(channels, count, seed=1):
+    """A file with `count` bytes of samples of 16 bits, and chunks before and behind them."""
+    form = struct.pack("<HHIIHH", 1, channels, 48000, 96000 * channels, 2 * channels, 16)
+    chunks = (chunk(b"fmt ", form) + chunk(b"note", samples(600, seed + 7))
+              + chunk(b"data", samples(count, seed)) + chunk(b"tail", b"12345678"))
+    return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
+
+
+def take(count=3 * BLOCK):
+    """The sources of each conversion, with `count` bytes of samples each."""
+    return {"take.wav": wav(2, count), "take_01.wav": wav(1, count, 2),
+            "take_02.wav": wav(1, count, 3)}
+
+
+SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
+
+
+# Directories
+
+def put(directory, files):
+    os.makedirs(directory, exist_ok=True)
+    for name, data in files.items():
+        with open(os.path.join(directory, name), "wb") as file:
+            file.write(data)
+
+
+def forget(directory):
+    """Lets go of what the system remembers of the files, so that it asks the medium again."""
+    for name in os.listdir(directory):
+        path = os.path.join(directory, name)
+        if os.path.isfile(path):
+            with open(path, "rb") as file:
+                os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+
+def files_in(directory):
+    """Bytes by name, without the date of a generated bext."""
+    found = {}
+    for name in os.listdir(directory):
+        path = os.path.join(directory, name)
+        if name != "filler" and os.path.isfile(path):
+            with open(path, "rb") as file:
+                data = bytearray(file.read())
+            if data[12:16] == b"bext":
+                data[DATE] = bytes(18)[:len(data[DATE])]
+            found[name] = bytes(data)
+    return found
+
+
+class Session:
+    """The program, led by the script. It runs from the first try to the last one."""
+
+    def __init__(self, program):
+        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        text=True, bufsize=1)
+
+    def say(self, line):
+        try:
+            print(line, file=self.process.stdin, flush=True)
+        except BrokenPipeError:
+            pass  # hear() tells of the end
+
+    def hear(self):
+        line = self.process.stdout.readline()
+        if not line:
+            sys.exit(f"The program ended with {self.process.wait()}.")
+        return line.strip()
+
+    def list(self, directory, function):
+        self.say(json.dumps({"do": "list", "dir": directory, "function": function}))
+        return json.loads(self.hear())
+
+    def convert(self, conversion, sources, out, yes=0, at=None, then=None):
+        """Converts, and calls `then` in the middle, when the progress is at `at` bytes."""
+        request = {"do": conversion, "sources": sources, "out": out, "yes": yes}
+        if at is not None:
+            request["pauseAt"] = at
+        self.say(json.dumps(request))
+        line = self.hear()
+        if line == "paused":
+            then()
+            self.say("")
+            line = self.hear()
+        elif at is not None:
+            raise Surprise(f"no progress of {at} bytes: {line}")
+        return json.loads(line)
+
+
+class Surprise(Exception):
+    """Something else than what the page says."""
+
+
+def expect(what, seen, expected):
+    if seen != expected:
+        def short(value):
+            text = repr(value)
+            return text if len(text) < 600 else text[:600] + " ..."
+        raise Surprise(f"{what}: {short(seen)}, expected {short(expected)}")
+
+
+def sizes(files):
+    return {name: len(data) for name, data in files.items()}
+
+
+def expect_files(what, seen, expected):
+    if seen != expected:
+        names = [name for name in seen if name in expected and seen[name] != expected[name]]
+        raise Surprise(f"{what}: {sizes(seen)}, expected {sizes(expected)}; other bytes: {names}")
+
+
+class Table:
+    """What was tried: how often, by fault and file system."""
+
+    def __init__(self):
+        self.tries = collections.defaultdict(collections.Counter)
+        self.seen = {}
+        self.surprises = []
+
+    def row(self, fault, seen):
+        self.seen[fault] = seen
+        return fault
+
+    def count(self, fault, kind):
+        self.tries[fault][kind] += 1
+
+    def lines(self, kinds):
+        names = [kind.name for kind in kinds]
+        yield "| What happens | " + " | ".join(names) + " | What was seen |"
+        yield "|---" * (len(names) + 2) + "|"
+        for fault, seen in self.seen.items():
+            cells = [str(self.tries[fault][name] or "") for name in names]
+            yield f"| {fault} | " + " | ".join(cells) + f" | {seen} |"
+
+
+class Tries:
+    """All tries on one file system."""
+
+    def __init__(self, place, session, table, work):
+        self.place = place
+        self.session = session
+        self.table = table
+        self.disk = os.path.join(work, "disk " + place.name)
+        self.takes = os.path.join(self.disk, "takes")
+        self.out = os.path.join(place.root, "out")
+        put(self.takes, take())
+        self.right = {conversion: self.on_disk(conversion) for conversion in CONVERSIONS}
+
+    def on_disk(self, conversion, directory=None):
+        """What a conversion writes on the system disk."""
+        out = tempfile.mkdtemp(dir=self.disk)
+        result = self.session.convert(conversion, self.sources(directory or self.takes, conversion),
+                                      out)
+        expect("on the system disk", (result["result"], result["boxes"]), (0, []))
+        files = files_in(out)
+        shutil.rmtree(out)
+        return files
+
+    @staticmethod
+    def sources(directory, conversion):
+        return [os.path.join(directory, name) for name in SOURCES[conversion]]
+
+    def fresh(self, files=None):
+        """The file system, empty but for these files, a file of somebody else and a directory for
+        outputs that held files before."""
+        self.place.prepare()
+        self.place.mount()
+        put(self.place.root, {"other.wav": wav(1, 4000, 9), **(files or {})})
+        put(self.out, {"x" * 40: b"x"})
+        os.remove(os.path.join(self.out, "x" * 40))
+        self.before = files_in(self.place.root)
+        forget(self.place.root)
+
+    def one(self, fault, run):
+        """One try, after which the program still works on another directory."""
+        self.table.count(fault, self.place.name)
+        try:
+            run()
+            expect_files("afterwards on the system disk", self.on_disk("split"),
+                         self.right["split"])
+        except (Surprise, OSError) as surprise:
+            self.table.surprises.append(f"{self.place.name}: {fault}: {surprise}")
+        finally:
+            self.place.clean()
+
+    def each(self, fault, run):
+        for conversion in CONVERSIONS:
+            self.one(f"{fault}", lambda c=conversion: run(c))
+
+    def expect_result(self, conversion, result, *codes):
+        """The box of one of the codes; none for 0 and 10. A plain copy has no result; 0 stands for
+        its end without a word."""
+        boxes = [[ERROR + TEXTS[code]] if code not in (0, 10) else [] for code in codes]
+        seen = [box for box in result["boxes"] if "overwrite?" not in box]
+        expect(f"{conversion}: boxes {result['boxes']} are right", seen in boxes, True)
+        if conversion != "copy":
+            expect(f"{conversion}, result", result["result"], codes[boxes.index(seen)])
+
+    def expect_on_medium(self, conversion, outputs, *options):
+        """What is on the medium when it is mounted anew."""
+        self.place.mount_anew(*options)
+        expect_files(f"{conversion}, other files", files_in(self.place.root), self.before)
+        expect_files(f"{conversion}, outputs", files_in(self.out), outputs)
+
+    # Whole
+
+    def whole(self):
+        fault = self.table.row(
+            "Nothing: takes are listed with both functions and converted",
+            "the same rows and the same bytes as on the system disk, date and time aside; still "
+            "there when mounted anew, also read-only")
+
+        def listing(function):
+            self.fresh(take())
+            os.remove(os.path.join(self.place.root, "other.wav"))
+            expect("rows", self.session.list(self.place.root, function),
+                   self.session.list(self.takes, function))
+
+        def conversion_on_it(conversion):
+            self.fresh(take())
+            result = self.session.convert(conversion, self.sources(self.place.root, conversion),
+                                          self.out)
+            self.expect_result(conversion, result, 0)
+            self.expect_on_medium(conversion, self.right[conversion])
+
+        for function in 0, 1:
+            self.one(fault, lambda f=function: listing(f))
+        self.each(fault, conversion_on_it)
+
+    # Full, read-only
+
+    def full(self):
+        for where, files, room in [("at the header", take(), 0),
+                                   ("within the samples", take(), 100 * mounts.CLUSTER),
+                                   ("at the last flush", take(6000), mounts.CLUSTER)]:
+            fault = self.table.row(
+                f"It is full {where}",
+                "“Data write error.”, of a plain copy also “Data copy error.”; no output but the "
+                "start of the plain copy")
+
+            def run(conversion, files=files, room=room):
+                takes = os.path.join(self.disk, "full")
+                put(takes, files)
+                right = self.on_disk(conversion, takes)
+                self.fresh()
+                self.place.fill(room)
+                result = self.session.convert(conversion, self.sources(takes, conversion), self.out)
+                self.expect_result(conversion, result, *WRITE_ERRORS[conversion])
+                self.place.mount_anew()
+                expect_files("other files", files_in(self.place.root), self.before)
+                self.expect_unfinished(conversion, files_in(self.out), right)
+
+            self.each(fault, run)
+
+    @staticmethod
+    def expect_unfinished(conversion, left, right):
+        """Nothing is left but the start of a plain copy, which does not pass for the whole one."""
+        if conversion != "copy":
+            return expect_files("outputs", left, {})
+        expect("names", list(left), list(right))
+        data, whole = left["take_bwf.wav"], right["take_bwf.wav"]
+        expect("shorter, or of RIFF size 0", len(data) < len(whole) or data[4:8] == bytes(4), True)
+        return expect("it is the start of the copy", data[8:] == whole[8:len(data)], True)
+
+    def read_only(self):
+        fault = self.table.row("Read-only, as the place of the outputs",
+                               "“Can not open file.”, a plain copy ends without a word; nothing "
+                               "is changed")
+
+        def to_it(conversion):
+            self.fresh()
+            self.place.mount_anew("ro")
+            result = self.session.convert(conversion, self.sources(self.takes, conversion),
+                                          self.out)
+            self.expect_result(conversion, result, 0 if conversion == "copy" else 2)
+            self.expect_on_medium(conversion, {})
+
+        self.each(fault, to_it)
+        fault = self.table.row("Read-only, as the place of the takes", "the right files")
+
+        def from_it(conversion):
+            self.fresh(take())
+            self.place.mount_anew("ro")
+            out = tempfile.mkdtemp(dir=self.disk)
+            result = self.session.convert(conversion, self.sources(self.place.root, conversion),
+                                          out)
+            self.expect_result(conversion, result, 0)
+            expect_files("outputs", files_in(out), self.right[conversion])
+
+        self.each(fault, from_it)
+
+    # Gone
+
+    BLOCKS = {"in the first block": {"split": START + 12, "combine": START, "copy": START + 24},
+              "in a later block": {"split": START + BLOCK // 2, "combine": BLOCK // 2 + START,
+                                   "copy": START + 24 + 8 + 600}}
+
+    def gone(self):
+        for where, at in self.BLOCKS.items():
+            fault = self.table.row(
+                f"Its server ends while a source is read, {where}",
+                "“File read error.” or, at a chunk, “Data read error.”, of a plain copy “Data "
+                "copy error.”, at once; no output but the start of the plain copy")
+
+            def reading(conversion, at=at):
+                self.fresh(take())
+                self.place.mount_anew()
+                self.source_fails(conversion, at[conversion], self.place.end_server)
+
+            self.each(fault, reading)
+
+        for where, at in self.BLOCKS.items():
+            fault = self.table.row(
+                f"Its server ends while an output is written, {where}",
+                "“Data write error.” or, of a plain copy, “Data copy error.”; no finished output, "
+                "other files are whole")
+
+            def writing(conversion, at=at):
+                self.fresh(take())
+                self.output_fails(conversion, at[conversion], self.place.end_server)
+
+            self.each(fault, writing)
+
+    def source_fails(self, conversion, at, fail):
+        out = tempfile.mkdtemp(dir=self.disk)
+        result = self.session.convert(conversion, self.sources(self.place.root, conversion), out,
+                                      at=at, then=fail)
+        self.expect_result(conversion, result, *READ_ERRORS[conversion])
+        expect("steps of the progress behind it are few", result["steps"] <= 3, True)
+        self.expect_unfinished(conversion, files_in(out), self.right[conversion])
+        shutil.rmtree(out)
+
+    def output_fails(self, conversion, at, fail):
+        result = self.session.convert(conversion, self.sources(self.takes, conversion), self.out,
+                                      at=at, then=fail)
+        self.expect_result(conversion, result, *WRITE_ERRORS[conversion])
+        self.place.mount_after_failure()
+        expect_files("other files", files_in(self.place.root), self.before)
+        right = self.right[conversion]
+        expect("outputs that pass for finished",
+               [name for name, data in files_in(self.out).items() if data == right[name]], [])
+
+    def detached(self):
+        for where, at in self.BLOCKS.items():
+            fault = self.table.row(
+                f"It is unmounted while a source is read, {where}",
+                "an output whose source is open comes to its right end; then “Can not open file.”")
+
+            def reading(conversion, at=at):
+                self.fresh(take())
+                out = tempfile.mkdtemp(dir=self.disk)
+                result = self.session.convert(
+                    conversion, self.sources(self.place.root, conversion), out, at=at[conversion],
+                    then=self.place.detach)
+                self.expect_result(conversion, result, 0 if conversion == "copy" else 2)
+                right = self.right[conversion]
+                finished = {"split": ["take_01.wav"], "combine": [], "copy": ["take_bwf.wav"]}
+                expect_files("outputs", files_in(out), {n: right[n] for n in finished[conversion]})
+                shutil.rmtree(out)
+
+            self.each(fault, reading)
+            fault = self.table.row(
+                f"It is unmounted while an output is written, {where}",
+                "“Data write error.”: the file is not where it was to be")
+
+            def writing(conversion, at=at):
+                self.fresh()
+                result = self.session.convert(
+                    conversion, self.sources(self.takes, conversion), self.out, at=at[conversion],
+                    then=self.place.detach)
+                self.expect_result(conversion, result, *WRITE_ERRORS[conversion])
+                expect("what stands in its place", os.listdir(self.place.root), [])
+
+            self.each(fault, writing)
+
+    def pulled(self):
+        self.place.has_device = True
+        for where, at in self.BLOCKS.items():
+            fault = self.table.row(
+                f"The device below it is gone while a source is read, {where}",
+                "“File read error.” or, at a chunk, “Data read error.”, of a plain copy “Data "
+                "copy error.”, at once; no output but the start of the plain copy")
+
+            def reading(conversion, at=at):
+                self.fresh(take())
+                self.place.mount_anew()
+                self.source_fails(conversion, at[conversion], self.place.pull)
+
+            if hasattr(self.place, "pull"):
+                self.each(fault, reading)
+            fault = self.table.row(
+                f"The device below it is gone while an output is written, {where}",
+                "“Data write error.” or, of a plain copy, “Data copy error.”; no finished output, "
+                "other files are whole")
+
+            def writing(conversion, at=at):
+                self.fresh(take())
+                self.output_fails(conversion, at[conversion], self.place.pull)
+
+            if hasattr(self.place, "pull"):
+                self.each(fault, writing)
+
+    # Names
+
+    SMALL = 2000  # bytes of samples
+
+    def small(self, *names):
+        """Small stereo files of these names, each with other samples."""
+        return {name: wav(2, self.SMALL, seed) for seed, name in enumerate(names, 20)}
+
+    def on_disk_of(self, conversion, files):
+        """What a conversion writes on the system disk for sources of other names."""
+        with tempfile.TemporaryDirectory(dir=self.disk) as directory:
+            out = os.path.join(directory, "out")
+            put(out, {})
+            put(directory, files)
+            result = self.session.convert(conversion, [os.path.join(directory, n) for n in files],
+                                          out)
+            expect("on the system disk", (result["result"], result["boxes"]), (0, []))
+            return files_in(out)
+
+    def folded_outputs(self):
+        fault = self.table.row(
+            "Two outputs whose names differ in case alone, and it takes them for one",
+            "asked about; overwritten after Yes, kept after Cancel")
+        for yes in 2, 1, 0:
+            def run(yes=yes):
+                self.fresh()
+                takes = os.path.join(self.disk, "folded")
+                put(takes, self.small("take.wav", "TAKE.wav"))
+                first, second = (self.on_disk_of("split", {"take.wav": data})
+                                 for data in self.small("take.wav", "TAKE.wav").values())
+                result = self.session.convert(
+                    "split", [os.path.join(takes, name) for name in ("take.wav", "TAKE.wav")],
+                    self.out, yes=yes)
+                self.expect_result("split", result, 0 if yes == 2 else 10)
+                expect("questions", [box.split("\n")[1] for box in result["boxes"]],
+                       ["TAKE_01.wav", "TAKE_02.wav"][:yes + 1])
+                self.expect_on_medium("split", {name: (second if at < yes else first)[name]
+                                                for at, name in enumerate(first)})
+            self.one(fault, run)
+
+    def folded_sources(self):
+        fault = self.table.row(
+            "An output that it takes for a source, whose name differs in case alone, or whose "
+            "directory does",
+            "refused after Yes with “Can not open file.”, a plain copy ends without a word; "
+            "nothing is changed")
+        names = {"split": ["take.wav", "TAKE_01.WAV"], "copy": ["take.wav", "Take_BWF.wav"],
+                 "combine": ["take_01.wav", "take_02.wav", "Take_Combined.wav"]}
+        accented = {"split": ["pr\u00e4.wav", "PR\u00c4_01.wav"],
+                    "copy": ["pr\u00e4.wav", "Pr\u00c4_bwf.wav"],
+                    "combine": ["pr\u00e4_01.wav", "PR\u00c4_COMBINED.wav"]}
+        same = {"split": ["take.wav", "take_01.wav"], "copy": ["take.wav", "take_bwf.wav"],
+                "combine": ["take_01.wav", "take_combined.wav"]}
+        for sources, out in [(names, "Dir"), (accented, "Dir"), (names, "DIR"), (same, "dIR")]:
+            def run(conversion, sources=sources, out=out):
+                self.fresh()
+                directory = os.path.join(self.place.root, "Dir")
+                put(directory, self.small(*sources[conversion]))
+                before = files_in(directory)
+                result = self.session.convert(
+                    conversion, [os.path.join(directory, n) for n in sources[conversion]],
+                    os.path.join(self.place.root, out), yes=1)
+                expect_files("sources", files_in(directory), before)
+                expect("number of questions", sum("overwrite?" in b for b in result["boxes"]), 1)
+                self.expect_result(conversion, result, 0 if conversion == "copy" else 2)
+            self.each(fault, run)
+
+    def forbidden(self):
+        fault = self.table.row("An output whose name it forbids: \" * : < > ? \\ \\|",
+                               "“Can not open file.”, a plain copy ends without a word")
+        for character in '"*:<>?\\|':
+            def run(conversion, character=character):
+                self.fresh()
+                takes = os.path.join(self.disk, "forbidden")
+                files = [f"a{character}b{name}" for name in SOURCES[conversion]]
+                put(takes, {name: wav(1 if conversion == "combine" else 2, self.SMALL)
+                            for name in files})
+                result = self.session.convert(
+                    conversion, [os.path.join(takes, name) for name in files], self.out)
+                self.expect_result(conversion, result, 0 if conversion == "copy" else 2)
+                self.expect_on_medium(conversion, {})
+            self.each(fault, run)
+
+    def longest(self):
+        endings = {"split": "_01.wav", "combine": "_combined.wav", "copy": "_bwf.wav"}
+        for more, seen in [(0, "the right files"),
+                           (1, "“Can not open file.”, a plain copy ends without a word")]:
+            fault = self.table.row(f"An output whose name has {255 + more} characters, none of "
+                                   "them ASCII but its ending", seen)
+
+            def run(conversion, more=more):
+                stem = "\u00e4" * (255 + more - len(endings[conversion]))
+                self.fresh({stem + n[4:]: data for n, data in take(self.SMALL).items()
+                            if n in SOURCES[conversion]})
+                right = self.on_disk_of(conversion, {n: data for n, data in
+                                                     take(self.SMALL).items()
+                                                     if n in SOURCES[conversion]})
+                names = [os.path.join(self.place.root, stem + n[4:]) for n in SOURCES[conversion]]
+                result = self.session.convert(conversion, names, self.out)
+                self.expect_result(conversion, result,
+                                   0 if conversion == "copy" or not more else 2)
+                self.expect_on_medium(conversion, {} if more else
+                                      {stem + n[4:]: data for n, data in right.items()})
+            self.each(fault, run)
+
+    def trailing(self):
+        fault = self.table.row("Names and directories that end in dots or blanks",
+                               "the right files")
+        for end in ".", "..", " ", ". ", " .":
+            def run(conversion, end=end):
+                files = {n: data for n, data in take(self.SMALL).items()
+                         if n in SOURCES[conversion]}
+                right = self.on_disk_of(conversion, files)
+                takes = os.path.join(self.disk, "trailing")
+                put(takes, {f"take{end}{n[4:]}": data for n, data in files.items()})
+                self.fresh()
+                out = os.path.join(self.place.root, "Out" + end)
+                os.mkdir(out)
+                result = self.session.convert(
+                    conversion, [os.path.join(takes, f"take{end}{n[4:]}") for n in files], out)
+                self.expect_result(conversion, result, 0)
+                self.place.mount_anew()
+                expect_files("outputs", files_in(out),
+                             {f"take{end}{n[4:]}": data for n, data in right.items()})
+            self.each(fault, run)
+
+    def clock(self):
+        fault = self.table.row("Its clock jumps back or forth while an output is written",
+                               "the right files")
+        for year in 1980, 2100:
+            def run(conversion, year=year):
+                self.fresh(take())
+
+                def jump():
+                    moment = (year - 1970) * 31556952
+                    for directory in self.place.root, self.out:
+                        for name in os.listdir(directory):
+                            os.utime(os.path.join(directory, name), (moment, moment))
+                result = self.session.convert(
+                    conversion, self.sources(self.place.root, conversion), self.out,
+                    at=self.BLOCKS["in a later block"][conversion], then=jump)
+                self.expect_result(conversion, result, 0)
+                self.expect_on_medium(conversion, self.right[conversion])
+            self.each(fault, run)
+
+    def run_all(self):
+        self.whole()
+        self.full()
+        self.read_only()
+        self.gone()
+        self.detached()
+        self.pulled()
+        self.clock()
+        if isinstance(self.place, mounts.Exfat):
+            self.folded_outputs()
+            self.folded_sources()
+            self.forbidden()
+            self.longest()
+            self.trailing()
+
+
+KINDS = [mounts.Exfat, mounts.Ntfs, mounts.Bindfs, mounts.Sshfs]
+
+
+def cells(line):
+    return [cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]]
+
+
+def compare(written, measured, done):
+    """What differs, but for the columns of file systems that were not mounted."""
+    names = [kind.name for kind in KINDS]
+    left_out = [at for at, kind in enumerate(KINDS, 1) if kind not in done]
+    for lines in written, measured:
+        if len(cells(lines[0])) != len(names) + 2:
+            yield "another head: " + lines[0]
+    rows = [{line[0]: line for line in map(cells, lines[2:])} for lines in (written, measured)]
+    for fault in sorted(set(rows[0]) | set(rows[1])):
+        page, here = (row.get(fault, [fault] + [""] * (len(names) + 1)) for row in rows)
+        only_there = all(not cell for at, cell in enumerate(page[1:-1], 1) if at not in left_out)
+        if fault not in rows[1] and only_there:
+            continue
+        if any(page[at] != here[at] for at in range(len(page)) if at not in left_out):
+            yield f"the page says\n  {page}\nand it is\n  {here}"
+
+
+def main():
+    program, page_path = sys.argv[1:3]
+    os.environ["PATH"] += ":/usr/sbin:/sbin"
+    missing = sorted({package for tool, package in mounts.PACKAGES.items()
+                      if not shutil.which(tool)})
+    if missing:
+        sys.exit("These packages are missing: " + " ".join(missing))
+    why = mounts.enter_own_view()
+    table = Table()
+    done = []
+    with tempfile.TemporaryDirectory() as work:
+        session = Session(program)
+        for kind in KINDS:
+            place, why_not = (None, why) if why else mounts.available(kind, work)
+            if not place:
+                print(f"Not tried on {kind.name}: {why_not}")
+                continue
+            Tries(place, session, table, work).run_all()
+            done.append(kind)
+    measured = list(table.lines(KINDS))
+    print("\n".join(measured))
+    if table.surprises:
+        sys.exit("\n".join(table.surprises))
+    with open(page_path, encoding="utf-8") as file:
+        before, _, rest = file.read().partition(BEGIN + "\n\n")
+    written, _, behind = rest.partition("\n" + END)
+    if sys.argv[3:] == ["--write"]:
+        if done != KINDS:
+            sys.exit("The page needs all of them.")
+        with open(page_path, "w", encoding="utf-8") as file:
+            file.write(f"{before}{BEGIN}\n\n" + "\n".join(measured) + f"\n\n{END}{behind}")
+        return
+    differences = list(compare(written.splitlines(), measured, done))
+    if differences:
+        sys.exit("\n".join(differences) + f"\nWrite {page_path} anew with --write.")
+
+
+if __name__ == "__main__":
+    main()
