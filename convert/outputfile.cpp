@@ -31,13 +31,6 @@ std::filesystem::path pathOf(const QString& fileName)
     return QFileInfo(QFile::decodeName(QFile::encodeName(fileName))).filesystemFilePath();
 }
 
-/// True when opening @p fileName would wait until somebody reads at the other end.
-bool isPipe(const QString& fileName)
-{
-    std::error_code error;
-    return std::filesystem::is_fifo(pathOf(fileName), error);
-}
-
 /// The path behind all links, as far as they can be followed.
 QString withoutLinks(const QString& fileName)
 {
@@ -85,6 +78,8 @@ bool isOneFile(const QString& fileName, const QString& other)
     const std::filesystem::path otherPath = pathOf(other);
     if (std::filesystem::equivalent(pathOf(fileName), otherPath, error))
         return true;
+    if (error)
+        return true; // What cannot be told must not be truncated.
     const bool isThere =
         std::filesystem::status(otherPath, error).type() != std::filesystem::file_type::not_found;
     return isThere && isOnePath(fileName, other);
@@ -120,14 +115,19 @@ ConvertError OutputFile::open(QWidget* parent, const QString& question)
     const QString fileName = m_file.fileName();
     if (fileName.contains(QChar::Null))
         return ConvertFileOpen; // the system would open what the name is up to that character
+    using Type = std::filesystem::file_type;
+    std::error_code error;
+    const Type found = std::filesystem::status(pathOf(fileName), error).type();
+    if (found == Type::none)
+        return ConvertFileOpen; // what cannot be looked at may be there
     // A link to nowhere does not exist: there is nothing to ask about, and its target is made.
-    if (QFile::exists(fileName)) {
+    if (found != Type::not_found) {
         const QString text = question + name() + u"\n\nDo you want to overwrite?"_s;
         const auto answer = QMessageBox::question(
             parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::NoButton);
         if (answer != QMessageBox::Yes)
             return ConvertCancelled;
-        if (isPipe(fileName) || FilesInWork::contains(fileName))
+        if (found == Type::fifo || FilesInWork::contains(fileName))
             return ConvertFileOpen;
     }
     if (!m_file.open(QIODevice::WriteOnly))
@@ -181,5 +181,6 @@ bool OutputFile::hasItsName()
     if (!m_file.flush())
         return true;
     const std::uintmax_t length = std::filesystem::file_size(path, error);
-    return error || length == std::uintmax_t(m_file.size());
+    const qint64 ownLength = m_file.size(); // 0 also where it cannot be told
+    return error || ownLength == 0 || length == std::uintmax_t(ownLength);
 }

@@ -5,6 +5,7 @@
 #undef _FORTIFY_SOURCE
 
 #include "tests/support/conversion.h"
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 
@@ -12,12 +13,16 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <utility>
 
 using namespace Qt::Literals::StringLiterals;
@@ -38,50 +43,135 @@ struct Failures
     }
 };
 
+/// The calls by which a conversion meets its files.
+enum Call { Open, Read, Write, Seek, Stat, Close, Remove, CallCount };
+
 /// What is wrong with the files below a path.
 struct Defects
 {
     QByteArray path;
-    Failures reads;
+    std::array<Failures, CallCount> calls;
     qint64 firstReadByte = 0; ///< reads that start before it do not count
-    Failures seeks;
     size_t longestRead = SIZE_MAX; ///< bytes that a read of any file yields at most
+    size_t longestWrite = SIZE_MAX; ///< bytes that a write takes at most
+    bool changeIdentity = false; ///< each look finds another number and another time
+    quint64 looks = 0; ///< so far, with changing identity
+
+    bool isBelowPath(const char* name) const
+    {
+        return !path.isEmpty() && QByteArrayView(name).startsWith(path);
+    }
 
     bool isBelowPath(int descriptor) const
     {
         char name[PATH_MAX] = {};
         const QByteArray link = "/proc/self/fd/" + QByteArray::number(descriptor);
         return !path.isEmpty() && readlink(link.constData(), name, sizeof name - 1) > 0
-               && QByteArray(name).startsWith(path);
+               && isBelowPath(name);
+    }
+
+    template <typename File>
+    bool take(Call call, File file)
+    {
+        return isBelowPath(file) && calls[call].takeCall();
     }
 
     bool takeRead(int descriptor)
     {
         return isBelowPath(descriptor)
-               && syscall(SYS_lseek, descriptor, 0, SEEK_CUR) >= firstReadByte && reads.takeCall();
+               && syscall(SYS_lseek, descriptor, 0, SEEK_CUR) >= firstReadByte
+               && calls[Read].takeCall();
     }
 } g_defects;
 
+long failed()
+{
+    errno = EIO;
+    return -1;
+}
+
 } // namespace
 
-/// Takes the place of the system call for the whole process.
+// These take the place of the system's calls for the whole process, under the names that the
+// toolkit and the standard library use.
+
 extern "C" ssize_t read(int descriptor, void* bytes, size_t size)
 {
-    if (g_defects.takeRead(descriptor)) {
-        errno = EIO;
-        return -1;
-    }
+    if (g_defects.takeRead(descriptor))
+        return failed();
     return syscall(SYS_read, descriptor, bytes, std::min(size, g_defects.longestRead));
 }
 
-/// The same for the call that the toolkit seeks with.
+extern "C" ssize_t write(int descriptor, const void* bytes, size_t size)
+{
+    if (g_defects.take(Write, descriptor))
+        return failed();
+    const bool isOurs = g_defects.isBelowPath(descriptor);
+    return syscall(SYS_write, descriptor, bytes,
+                   isOurs ? std::min(size, g_defects.longestWrite) : size);
+}
+
 extern "C" off64_t lseek64(int descriptor, off64_t offset, int whence)
 {
-    if (whence == SEEK_SET && g_defects.isBelowPath(descriptor) && g_defects.seeks.takeCall()) {
-        errno = EIO;
-        return -1;
-    }
+    if (whence == SEEK_SET && g_defects.take(Seek, descriptor))
+        return failed();
     return syscall(SYS_lseek, descriptor, offset, whence);
+}
+
+extern "C" int open64(const char* name, int flags, ...)
+{
+    std::va_list more;
+    va_start(more, flags);
+    const auto mode = va_arg(more, mode_t);
+    va_end(more);
+    if (g_defects.take(Open, name))
+        return int(failed());
+    return int(syscall(SYS_openat, AT_FDCWD, name, flags, mode));
+}
+
+/// Some file systems tell of an earlier failure by this one.
+extern "C" int close(int descriptor)
+{
+    const bool fails = g_defects.take(Close, descriptor);
+    const auto result = int(syscall(SYS_close, descriptor));
+    return fails ? int(failed()) : result;
+}
+
+extern "C" int unlink(const char* name) noexcept
+{
+    return int(g_defects.take(Remove, name) ? failed() : syscall(SYS_unlink, name));
+}
+
+extern "C" int statx(int dir, const char* name, int flags, unsigned mask,
+                     struct statx* found) noexcept
+{
+    const bool isOurs = *name ? g_defects.isBelowPath(name) : g_defects.isBelowPath(dir);
+    if (isOurs && g_defects.calls[Stat].takeCall())
+        return int(failed());
+    const auto result = int(syscall(SYS_statx, dir, name, flags, mask, found));
+    if (isOurs && g_defects.changeIdentity) {
+        found->stx_ino = ++g_defects.looks;
+        found->stx_mtime.tv_sec = qint64(g_defects.looks) << 20;
+    }
+    return result;
+}
+
+extern "C" int access(const char* name, int mode) noexcept
+{
+    return int(g_defects.take(Stat, name) ? failed() : syscall(SYS_access, name, mode));
+}
+
+extern "C" int stat(const char* name, struct stat* found) noexcept
+{
+    const bool isOurs = g_defects.isBelowPath(name);
+    if (isOurs && g_defects.calls[Stat].takeCall())
+        return int(failed());
+    const auto result = int(syscall(SYS_newfstatat, AT_FDCWD, name, found, 0));
+    if (isOurs && g_defects.changeIdentity) {
+        found->st_ino = ++g_defects.looks;
+        found->st_mtim.tv_sec = time_t(g_defects.looks) << 20;
+    }
+    return result;
 }
 
 namespace {
@@ -121,6 +211,45 @@ private:
     Sources m_sources;
 };
 
+/// Bytes that a QFile reads ahead, and holds back of what is written.
+constexpr qsizetype g_buffer = 16384;
+
+/// The sources of a small conversion, by name. Each chunk ends with a buffer, where nothing of the
+/// next one is there yet.
+QMap<QString, QByteArray> smallSources(Conversion conversion)
+{
+    const bool isCombine = conversion == Conversion::Combine;
+    const auto file = [isCombine](int seed) {
+        return wavBytes({fmtChunk({.channels = isCombine ? 1 : 2}),
+                         chunk("note", sampleBytes(g_buffer - (8 + 16) - 8, seed)),
+                         dataChunk(sampleBytes(2 * g_buffer - 8, seed)),
+                         chunk("tail", sampleBytes(1000, seed))});
+    };
+    if (isCombine)
+        return {{u"take_01.wav"_s, file(1)}, {u"take_02.wav"_s, file(2)}};
+    return {{u"take.wav"_s, file(3)}};
+}
+
+QStringList outputNames(Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        return {u"take_01.wav"_s, u"take_02.wav"_s};
+    case Conversion::Combine:
+        return {u"take_combined.wav"_s};
+    case Conversion::PlainToBwf:
+        break;
+    }
+    return {u"take_bwf.wav"_s};
+}
+
+void addConversionRows()
+{
+    QTest::addColumn<Conversion>("conversion");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::newRow(name) << conversion;
+}
+
 } // namespace
 
 /// What conversions make of media whose reads fail or stop short.
@@ -136,8 +265,24 @@ private slots:
     void everyFailureOfASourceIsTold();
     void searchWithoutWayBackIsTold_data();
     void searchWithoutWayBackIsTold();
+    void everyFailureEndsInABoxOrInTheRightFiles_data();
+    void everyFailureEndsInABoxOrInTheRightFiles();
+    void outputThatCannotBeRemovedIsTold_data();
+    void outputThatCannotBeRemovedIsTold();
+    void failingLookNeverTruncatesALinkedSource_data();
+    void failingLookNeverTruncatesALinkedSource();
+    void identityThatChangesDoesNoHarm_data();
+    void identityThatChangesDoesNoHarm();
+    void sourceOfChangingIdentityIsRefused_data();
+    void sourceOfChangingIdentityIsRefused();
+    void shortWritesAreGoneOnWith_data();
+    void shortWritesAreGoneOnWith();
     void shortReadsAreReadOn_data();
     void shortReadsAreReadOn();
+    void cleanupTestCase() { qInfo("%d failures were tried.", m_tries); }
+
+private:
+    int m_tries = 0;
 };
 
 void tst_FailingMedia::combineWhoseReadFails_data()
@@ -166,11 +311,11 @@ void tst_FailingMedia::combineWhoseReadFails()
     const QStringList before = take.names();
     CWavConverter converter(nullptr, take.sources());
     g_defects.path = QFile::encodeName(take.path(channelFile(file)));
-    g_defects.reads = {1, isOnce ? 1 : INT_MAX};
+    g_defects.calls[Read] = {1, isOnce ? 1 : INT_MAX};
     g_defects.firstReadByte = g_dataOffset + (block - 1) * g_blockBytes;
     const ConversionRun run =
         runAnswered({QMessageBox::Ok}, [&converter] { return converter.monoToPoly(); });
-    const int reads = std::exchange(g_defects, {}).reads.calls;
+    const int reads = std::exchange(g_defects, {}).calls[Read].calls;
 
     QVERIFY(reads > 0);
     if (file == 1 && block == 1 && isOnce) {
@@ -225,8 +370,8 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
         CWavConverter converter(nullptr, sources.list());
         converter.setOutputDirectory(out.path());
         g_defects.path = QFile::encodeName(sourceDir.path());
-        (isSeek ? g_defects.seeks : g_defects.reads) = {failing,
-                                                        isOnce || failing == 0 ? failing : INT_MAX};
+        const Call call = isSeek ? Seek : Read;
+        g_defects.calls[call] = {failing, isOnce || failing == 0 ? failing : INT_MAX};
         const ConversionRun run =
             runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
         const Defects seen = std::exchange(g_defects, {});
@@ -237,7 +382,7 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
         if (failing == 0) {
             QCOMPARE(run.texts(), QStringList());
             complete = left;
-            calls = (isSeek ? seen.seeks : seen.reads).calls;
+            calls = seen.calls[call].calls;
             QVERIFY(calls >= 4);
             continue;
         }
@@ -295,10 +440,10 @@ void tst_FailingMedia::searchWithoutWayBackIsTold()
         CWavConverter converter(nullptr, sources.list());
         converter.setOutputDirectory(out.path());
         g_defects.path = QFile::encodeName(dir.path());
-        g_defects.seeks = {failing, failing};
+        g_defects.calls[Seek] = {failing, failing};
         const ConversionRun run =
             runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
-        const int made = std::exchange(g_defects, {}).seeks.calls;
+        const int made = std::exchange(g_defects, {}).calls[Seek].calls;
 
         QMap<QString, qint64> left; // bytes by name
         for (const QFileInfo& file : QDir(out.path()).entryInfoList(QDir::Files)) {
@@ -317,6 +462,291 @@ void tst_FailingMedia::searchWithoutWayBackIsTold()
             QVERIFY2(tail.isEmpty() && left == complete, which.constData());
         for (auto file = left.cbegin(); file != left.cend(); ++file)
             QVERIFY2(file.value() == complete[file.key()], which.constData());
+    }
+}
+
+void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<int>("call");
+    QTest::addColumn<bool>("isOnce");
+    QTest::addColumn<bool>("outputsExist");
+    QTest::addColumn<QString>("place");
+    const std::pair<Call, const char*> calls[] = {
+        {Open, "open"}, {Read, "read"}, {Write, "write"},
+        {Seek, "seek"}, {Stat, "look"}, {Close, "close"},
+    };
+    for (const auto& [conversion, name] : g_conversions) {
+        for (const auto& [call, callName] : calls) {
+            for (const bool isOnce : {true, false}) {
+                const char* when = isOnce ? "once" : "from then on";
+                if (call != Write) {
+                    QTest::addRow("%s, each %s of a source fails %s", name, callName, when)
+                        << conversion << int(call) << isOnce << false << u"in"_s;
+                }
+                if (call != Read) {
+                    QTest::addRow("%s, each %s of a new output fails %s", name, callName, when)
+                        << conversion << int(call) << isOnce << false << u"out"_s;
+                    QTest::addRow("%s, each %s of an output that exists fails %s", name, callName,
+                                  when)
+                        << conversion << int(call) << isOnce << true << u"out"_s;
+                }
+                QTest::addRow("%s, each %s fails %s", name, callName, when)
+                    << conversion << int(call) << isOnce << false << u""_s;
+            }
+        }
+    }
+}
+
+/// The conversion runs once for each call that it makes, of sources and outputs alike.
+void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
+{
+    QFETCH(const Conversion, conversion);
+    QFETCH(const int, call);
+    QFETCH(const bool, isOnce);
+    QFETCH(const bool, outputsExist);
+    QFETCH(const QString, place);
+
+    const QMap<QString, QByteArray> sourceFiles = smallSources(conversion);
+    QMap<QString, QByteArray> complete;
+    int calls = 1;
+    for (int failing = 0; failing <= calls; ++failing) { // the first run has no defects
+        const TempDir dir;
+        Sources sources;
+        for (auto file = sourceFiles.cbegin(); file != sourceFiles.cend(); ++file)
+            sources.add(dir.add(u"in/"_s + file.key(), file.value()));
+        dir.addFolder(u"out"_s);
+        const QByteArray earlier = "an earlier file";
+        if (outputsExist) {
+            for (const QString& name : outputNames(conversion))
+                dir.add(u"out/"_s + name, earlier);
+        }
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(dir.path(u"out"_s));
+        g_defects.path = QFile::encodeName(dir.path(place));
+        g_defects.calls[size_t(call)] = {failing, isOnce || failing == 0 ? failing : INT_MAX};
+        const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Yes},
+                                              [&] { return convert(converter, conversion); });
+        const int made = std::exchange(g_defects, {}).calls[size_t(call)].calls;
+
+        QMap<QString, QByteArray> left;
+        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
+            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        for (auto file = sourceFiles.cbegin(); file != sourceFiles.cend(); ++file)
+            QVERIFY2(dir.bytes(u"in/"_s + file.key()) == file.value(), qPrintable(file.key()));
+        const auto asked = run.texts().filter(u"overwrite?"_s).size();
+        const bool isTold = run.boxes.size() > asked;
+        if (failing == 0) {
+            QVERIFY(!isTold);
+            complete = left;
+            calls = made;
+            QCOMPARE(complete.keys(), outputNames(conversion));
+            QVERIFY(calls > 0);
+            continue;
+        }
+        ++m_tries;
+        const QString which = u"call %1 of %2: "_s.arg(failing).arg(calls) + run.texts().join(u'|');
+        if (conversion != Conversion::PlainToBwf) {
+            QVERIFY2((run.result == ConvertOk) == !isTold, qPrintable(which));
+            QVERIFY2(isTold || left == complete, qPrintable(which));
+        }
+        // The last looks are at a finished file, which they must not deny.
+        if (call == Stat && isOnce && place == u"out"_s && !outputsExist && failing > calls - 3)
+            QVERIFY2(!isTold && left == complete, qPrintable(which));
+        int changed = 0;
+        for (auto file = left.cbegin(); file != left.cend(); ++file) {
+            changed += file.value() != earlier;
+            if (file.value() == complete[file.key()] || file.value() == earlier)
+                continue;
+            // A failed split leaves its output up to the first chunk, and a plain copy what it has
+            // written.
+            const bool isStart = conversion == Conversion::Split && file->size() <= 12 + 866;
+            const bool isUnfinishedCopy =
+                conversion == Conversion::PlainToBwf
+                && (isTold || file->mid(4, 4) == le32(0) || file->isEmpty());
+            QVERIFY2(isStart || isUnfinishedCopy, qPrintable(which + u": "_s + file.key()));
+        }
+        if (outputsExist)
+            QVERIFY2(changed <= asked, qPrintable(which + u": overwritten without a question"_s));
+    }
+}
+
+void tst_FailingMedia::outputThatCannotBeRemovedIsTold_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::newRow("split") << Conversion::Split;
+    QTest::newRow("combine") << Conversion::Combine;
+}
+
+void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
+{
+    QFETCH(const Conversion, conversion);
+
+    const TempDir dir;
+    Sources sources;
+    const QMap<QString, QByteArray> files = smallSources(conversion);
+    for (auto file = files.cbegin(); file != files.cend(); ++file)
+        sources.add(dir.add(file.key(), file.value()));
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(dir.addFolder(u"out"_s));
+    g_defects.path = QFile::encodeName(dir.path(u"out"_s));
+    g_defects.calls[Write] = {2, INT_MAX};
+    g_defects.calls[Remove] = {1, INT_MAX};
+    const ConversionRun run =
+        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+    const int removals = std::exchange(g_defects, {}).calls[Remove].calls;
+    QCOMPARE(removals, 1);
+    QCOMPARE(run.result, int(ConvertDataWrite));
+    QCOMPARE(run.texts(), QStringList{errorText("Data write error.")});
+    QCOMPARE(QDir(dir.path(u"out"_s)).entryList(QDir::Files),
+             outputNames(conversion).mid(0, 1)); // as far as it was written
+    ++m_tries;
+}
+
+void tst_FailingMedia::failingLookNeverTruncatesALinkedSource_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<bool>("isOnce");
+    for (const auto& [conversion, name] : g_conversions) {
+        for (const bool isOnce : {true, false}) {
+            QTest::addRow("%s, each look fails %s", name, isOnce ? "once" : "from then on")
+                << conversion << isOnce;
+        }
+    }
+}
+
+void tst_FailingMedia::failingLookNeverTruncatesALinkedSource()
+{
+    QFETCH(const Conversion, conversion);
+    QFETCH(const bool, isOnce);
+
+    const QMap<QString, QByteArray> files = smallSources(conversion);
+    int calls = 1;
+    for (int failing = 0; failing <= calls; ++failing) {
+        const TempDir dir;
+        Sources sources;
+        for (auto file = files.cbegin(); file != files.cend(); ++file)
+            sources.add(dir.add(file.key(), file.value()));
+        const QByteArray source = QFile::encodeName(dir.path(files.firstKey()));
+        const QByteArray output = QFile::encodeName(dir.path(outputNames(conversion).first()));
+        QCOMPARE(::link(source.constData(), output.constData()), 0);
+        CWavConverter converter(nullptr, sources.list());
+        g_defects.path = QFile::encodeName(dir.path());
+        g_defects.calls[Stat] = {failing, isOnce || failing == 0 ? failing : INT_MAX};
+        const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
+                                              [&] { return convert(converter, conversion); });
+        const int made = std::exchange(g_defects, {}).calls[Stat].calls;
+        if (failing == 0)
+            calls = made;
+        else
+            ++m_tries;
+        QVERIFY(calls > 0);
+        QCOMPARE(run.result,
+                 int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertFileOpen));
+        for (auto file = files.cbegin(); file != files.cend(); ++file)
+            QVERIFY2(dir.bytes(file.key()) == file.value(), qPrintable(file.key()));
+    }
+}
+
+void tst_FailingMedia::identityThatChangesDoesNoHarm_data()
+{
+    addConversionRows();
+}
+
+/// Servers may number files anew at each look, and clocks of cards jump.
+void tst_FailingMedia::identityThatChangesDoesNoHarm()
+{
+    QFETCH(const Conversion, conversion);
+
+    const QMap<QString, QByteArray> sourceFiles = smallSources(conversion);
+    QMap<QString, QByteArray> complete;
+    for (const bool changes : {false, true}) {
+        const TempDir dir;
+        Sources sources;
+        for (auto file = sourceFiles.cbegin(); file != sourceFiles.cend(); ++file)
+            sources.add(dir.add(file.key(), file.value()));
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(dir.addFolder(u"out"_s));
+        g_defects.path = QFile::encodeName(dir.path());
+        g_defects.changeIdentity = changes;
+        const ConversionRun run = runAnswered({}, [&] { return convert(converter, conversion); });
+        const auto looks = std::exchange(g_defects, {}).looks;
+        QCOMPARE(run.texts(), QStringList());
+        QCOMPARE(run.result, int(ConvertOk));
+        QMap<QString, QByteArray> left;
+        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
+            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        if (!changes)
+            complete = left;
+        QCOMPARE(looks > 0, changes);
+        QVERIFY(left == complete);
+        ++m_tries;
+    }
+}
+
+void tst_FailingMedia::sourceOfChangingIdentityIsRefused_data()
+{
+    addConversionRows();
+}
+
+void tst_FailingMedia::sourceOfChangingIdentityIsRefused()
+{
+    QFETCH(const Conversion, conversion);
+
+    const TempDir dir;
+    Sources sources;
+    QMap<QString, QByteArray> files = smallSources(conversion);
+    files[outputNames(conversion).first()] = files.first();
+    QStringList names = smallSources(conversion).keys();
+    names.append(outputNames(conversion).first());
+    for (const QString& name : std::as_const(names))
+        sources.add(dir.add(name, files[name]));
+    CWavConverter converter(nullptr, sources.list());
+    g_defects.path = QFile::encodeName(dir.path());
+    g_defects.changeIdentity = true;
+    const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
+                                          [&] { return convert(converter, conversion); });
+    g_defects = {};
+    const bool isCopy = conversion == Conversion::PlainToBwf;
+    QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
+    QCOMPARE(run.boxes.size(), isCopy ? 1 : 2);
+    QVERIFY(dir.files() == files);
+    ++m_tries;
+}
+
+void tst_FailingMedia::shortWritesAreGoneOnWith_data()
+{
+    addConversionRows();
+}
+
+void tst_FailingMedia::shortWritesAreGoneOnWith()
+{
+    QFETCH(const Conversion, conversion);
+
+    const QMap<QString, QByteArray> sourceFiles = smallSources(conversion);
+    QMap<QString, QByteArray> complete;
+    for (const size_t longest : {SIZE_MAX, size_t(1), size_t(1000), size_t(16383)}) {
+        const TempDir dir;
+        Sources sources;
+        for (auto file = sourceFiles.cbegin(); file != sourceFiles.cend(); ++file)
+            sources.add(dir.add(file.key(), file.value()));
+        CWavConverter converter(nullptr, sources.list());
+        converter.setOutputDirectory(dir.addFolder(u"out"_s));
+        g_defects.path = QFile::encodeName(dir.path());
+        g_defects.longestRead = longest;
+        g_defects.longestWrite = longest;
+        const ConversionRun run = runAnswered({}, [&] { return convert(converter, conversion); });
+        g_defects = {};
+        QCOMPARE(run.texts(), QStringList());
+        QCOMPARE(run.result, int(ConvertOk));
+        QMap<QString, QByteArray> left;
+        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
+            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        if (longest == SIZE_MAX)
+            complete = left;
+        QCOMPARE(left.keys(), outputNames(conversion));
+        QVERIFY(left == complete);
+        ++m_tries;
     }
 }
 
