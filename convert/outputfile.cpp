@@ -76,13 +76,11 @@ bool isOneFile(const QString& fileName, const QString& other)
 {
     std::error_code error;
     const std::filesystem::path otherPath = pathOf(other);
+    if (std::filesystem::status(otherPath, error).type() == std::filesystem::file_type::not_found)
+        return false;
     if (std::filesystem::equivalent(pathOf(fileName), otherPath, error))
         return true;
-    if (error)
-        return true; // What cannot be told must not be truncated.
-    const bool isThere =
-        std::filesystem::status(otherPath, error).type() != std::filesystem::file_type::not_found;
-    return isThere && isOnePath(fileName, other);
+    return error || isOnePath(fileName, other); // What cannot be told must not be truncated.
 }
 
 } // namespace
