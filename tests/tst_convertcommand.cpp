@@ -3,6 +3,7 @@
 
 #include "tests/support/chooseranswer.h"
 #include "tests/support/conversion.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
@@ -558,7 +559,7 @@ private slots:
         setOutput(desk, desk.path(u"out"_s));
         const QStringList before = shown(desk);
         {
-            const CancelClicker cancel([](const QProgressDialog&) { return true; });
+            const CancelClicker cancel([](QProgressDialog&) { return true; });
             QCOMPARE(desk.press(u"Convert"_s), QStringList());
             QVERIFY(cancel.wasClicked());
         }

@@ -3,6 +3,7 @@
 
 #include "tests/support/chooseranswer.h"
 #include "tests/support/conversion.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
@@ -267,7 +268,7 @@ private slots:
         addTakes(desk);
         outputDirEdit(&desk.window)->setText(desk.dir.path());
         QStringList seen;
-        const CancelClicker cancel([&seen](const QProgressDialog& dialog) {
+        const CancelClicker cancel([&seen](QProgressDialog& dialog) {
             seen = {dialog.labelText(), dialog.findChild<QPushButton*>()->text()};
             return true; // so that no folder is opened
         });

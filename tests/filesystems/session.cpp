@@ -19,6 +19,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProgressBar>
+#include <QProgressDialog>
 
 #include <iostream>
 #include <string>
