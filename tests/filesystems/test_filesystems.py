@@ -10,154 +10,25 @@ test_filesystems.py SESSION PAGE --write   writes its table into PAGE
 A file system that cannot be mounted here is left out, in a line that says why."""
 
 import collections
-import json
 import os
 import re
 import shutil
-import struct
-import subprocess
 import sys
 import tempfile
 
 import mounts
+from session import (BLOCK, ERROR, START, TEXTS, Session, Surprise, expect, expect_files, files_in,
+                     forget, put, take, wav)
 
-BLOCK = 524288  # bytes of a source that a conversion moves at once
-START = 12 + 866  # bytes of RIFF header and generated bext
-DATE = slice(12 + 8 + 320, 12 + 8 + 338)  # where that one says when it was made
 CONVERSIONS = ["split", "combine", "copy"]
+SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
 
-ERROR = "An error occurred during a convert operation.\n\n"
-TEXTS = {2: "Can not open file.", 3: "File read error.", 4: "Data read error.",
-         6: "Data write error.", 7: "Data copy error."}
 # What is told depends on whether the failure meets a header, samples or another body.
 READ_ERRORS = {"split": [3, 4], "combine": [3, 4], "copy": [4, 7]}
 WRITE_ERRORS = {"split": [6], "combine": [6], "copy": [6, 7]}
 
 BEGIN = "<!-- Written by tests/filesystems/test_filesystems.py --write. -->"
 END = "<!-- Up to here. -->"
-
-
-# Takes
-
-def chunk(name, body):
-    return name + struct.pack("<I", len(body)) + body
-
-
-def samples(count, seed):
-    """Bytes that differ from file to file and from block to block."""
-    line = b"".join(struct.pack("<I", (seed * 2654435761 + i * 1103515245) & 0xFFFFFFFF)
-                    for i in range(1021))
-    return (line * (count // len(line) + 1))[:count]
-
-
-def wav(channels, count, seed=1):
-    """A file with `count` bytes of samples of 16 bits, and chunks before and behind them."""
-    form = struct.pack("<HHIIHH", 1, channels, 48000, 96000 * channels, 2 * channels, 16)
-    chunks = (chunk(b"fmt ", form) + chunk(b"note", samples(600, seed + 7))
-              + chunk(b"data", samples(count, seed)) + chunk(b"tail", b"12345678"))
-    return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
-
-
-def take(count=3 * BLOCK):
-    """The sources of each conversion, with `count` bytes of samples each."""
-    return {"take.wav": wav(2, count), "take_01.wav": wav(1, count, 2),
-            "take_02.wav": wav(1, count, 3)}
-
-
-SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
-
-
-# Directories
-
-def put(directory, files):
-    os.makedirs(directory, exist_ok=True)
-    for name, data in files.items():
-        with open(os.path.join(directory, name), "wb") as file:
-            file.write(data)
-
-
-def forget(directory):
-    """Lets go of what the system remembers of the files, so that it asks the medium again."""
-    for name in os.listdir(directory):
-        path = os.path.join(directory, name)
-        if os.path.isfile(path):
-            with open(path, "rb") as file:
-                os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
-
-
-def files_in(directory):
-    """Bytes by name, without the date of a generated bext."""
-    found = {}
-    for name in os.listdir(directory):
-        path = os.path.join(directory, name)
-        if name != "filler" and os.path.isfile(path):
-            with open(path, "rb") as file:
-                data = bytearray(file.read())
-            if data[12:16] == b"bext":
-                data[DATE] = bytes(18)[:len(data[DATE])]
-            found[name] = bytes(data)
-    return found
-
-
-class Session:
-    """The program, led by the script. It runs from the first try to the last one."""
-
-    def __init__(self, program):
-        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        text=True, bufsize=1)
-
-    def say(self, line):
-        try:
-            print(line, file=self.process.stdin, flush=True)
-        except BrokenPipeError:
-            pass  # hear() tells of the end
-
-    def hear(self):
-        line = self.process.stdout.readline()
-        if not line:
-            sys.exit(f"The program ended with {self.process.wait()}.")
-        return line.strip()
-
-    def list(self, directory, function):
-        self.say(json.dumps({"do": "list", "dir": directory, "function": function}))
-        return json.loads(self.hear())
-
-    def convert(self, conversion, sources, out, yes=0, at=None, then=None):
-        """Converts, and calls `then` in the middle, when the progress is at `at` bytes."""
-        request = {"do": conversion, "sources": sources, "out": out, "yes": yes}
-        if at is not None:
-            request["pauseAt"] = at
-        self.say(json.dumps(request))
-        line = self.hear()
-        if line == "paused":
-            then()
-            self.say("")
-            line = self.hear()
-        elif at is not None:
-            raise Surprise(f"no progress of {at} bytes: {line}")
-        return json.loads(line)
-
-
-class Surprise(Exception):
-    """Something else than what the page says."""
-
-
-def expect(what, seen, expected):
-    if seen != expected:
-        def short(value):
-            text = repr(value)
-            return text if len(text) < 600 else text[:600] + " ..."
-        raise Surprise(f"{what}: {short(seen)}, expected {short(expected)}")
-
-
-def sizes(files):
-    return {name: len(data) for name, data in files.items()}
-
-
-def expect_files(what, seen, expected):
-    if seen != expected:
-        names = [name for name in seen if name in expected and seen[name] != expected[name]]
-        raise Surprise(f"{what}: {sizes(seen)}, expected {sizes(expected)}; other bytes: {names}")
 
 
 class Table:
