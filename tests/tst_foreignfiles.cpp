@@ -17,6 +17,22 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_ForeignFiles : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void conversions_data();
+    void conversions();
+
+    void keepOpenedFolder(const QUrl& url) { m_openedFolders.append(url); }
+
+private:
+    QList<QUrl> m_openedFolders;
+};
+
 namespace {
 
 constexpr int g_monoCount = 3; // mono files of a take
@@ -264,22 +280,6 @@ QByteArray decodedSamples(const QString& path, int channel)
 }
 
 } // namespace
-
-class tst_ForeignFiles : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void conversions_data();
-    void conversions();
-
-    void keepOpenedFolder(const QUrl& url) { m_openedFolders.append(url); }
-
-private:
-    QList<QUrl> m_openedFolders;
-};
 
 void tst_ForeignFiles::initTestCase()
 {
