@@ -21,6 +21,57 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_FileList : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void sizes_data();
+    void sizes();
+
+    void row_data();
+    void row();
+    void alignment();
+    void fileOfOneMegabyte();
+
+    void listing_data();
+    void listing();
+    void links_data();
+    void links();
+    void fileNames_data();
+    void fileNames();
+    void directoryNames_data();
+    void directoryNames();
+    void directoryTexts_data();
+    void directoryTexts();
+    void rootDirectory();
+
+    void nothingListed_data();
+    void nothingListed();
+    void unreadableFiles_data();
+    void unreadableFiles();
+    void unreadableFilesAreToldLast();
+    void fileWithoutPermissionIsTold();
+    void unreadablePipeDoesNotBlock();
+
+    void emptyTextKeepsEverything();
+    void failedListingEmptiesTheTable_data();
+    void failedListingEmptiesTheTable();
+    void sameDirectoryListedAgain();
+
+    void functionChangeReadsTheDirectoryAgain();
+    void functionChangeShowsTheOtherFiles();
+    void furtherFunctions_data();
+    void furtherFunctions();
+
+    void waitCursor();
+    void cursorIsRestoredBeforeEveryBox_data();
+    void cursorIsRestoredBeforeEveryBox();
+    void listedFilesStayClosed();
+};
+
 namespace {
 
 constexpr int g_monoToPoly = 0;
@@ -108,57 +159,6 @@ private:
 const QList<QMessageBox::StandardButton> g_noBox;
 
 } // namespace
-
-class tst_FileList : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-
-    void sizes_data();
-    void sizes();
-
-    void row_data();
-    void row();
-    void alignment();
-    void fileOfOneMegabyte();
-
-    void listing_data();
-    void listing();
-    void links_data();
-    void links();
-    void fileNames_data();
-    void fileNames();
-    void directoryNames_data();
-    void directoryNames();
-    void directoryTexts_data();
-    void directoryTexts();
-    void rootDirectory();
-
-    void nothingListed_data();
-    void nothingListed();
-    void unreadableFiles_data();
-    void unreadableFiles();
-    void unreadableFilesAreToldLast();
-    void fileWithoutPermissionIsTold();
-    void unreadablePipeDoesNotBlock();
-
-    void emptyTextKeepsEverything();
-    void failedListingEmptiesTheTable_data();
-    void failedListingEmptiesTheTable();
-    void sameDirectoryListedAgain();
-
-    void functionChangeReadsTheDirectoryAgain();
-    void functionChangeShowsTheOtherFiles();
-    void furtherFunctions_data();
-    void furtherFunctions();
-
-    void waitCursor();
-    void cursorIsRestoredBeforeEveryBox_data();
-    void cursorIsRestoredBeforeEveryBox();
-    void listedFilesStayClosed();
-};
 
 void tst_FileList::cleanup()
 {
