@@ -13,6 +13,33 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+class tst_ColumnFit : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void firstShow_data();
+    void firstShow();
+    void lists_data();
+    void lists();
+    void sources_data();
+    void sources();
+    void windowSizes_data();
+    void windowSizes();
+    void growingNames_data();
+    void growingNames();
+    void growingWindow_data();
+    void growingWindow();
+
+private:
+    QString directory(int files, bool longNames);
+
+    const QFont m_ownFont = QApplication::font();
+    TempDir m_dir;
+};
+
 namespace {
 
 /// Two default fonts that differ in everything that widths depend on.
@@ -30,14 +57,6 @@ void rest()
 {
     for (int round = 0; round < 20; ++round)
         QCoreApplication::processEvents();
-}
-
-int contentWidth(const QTableWidget* table, int column)
-{
-    const QAbstractItemView* view = table;
-    const QHeaderView* header = table->horizontalHeader();
-    return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
-                     header->minimumSectionSize()});
 }
 
 enum class Fit {
@@ -99,33 +118,6 @@ QString longName(int number)
 }
 
 } // namespace
-
-class tst_ColumnFit : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-
-    void firstShow_data();
-    void firstShow();
-    void lists_data();
-    void lists();
-    void sources_data();
-    void sources();
-    void windowSizes_data();
-    void windowSizes();
-    void growingNames_data();
-    void growingNames();
-    void growingWindow_data();
-    void growingWindow();
-
-private:
-    QString directory(int files, bool longNames);
-
-    const QFont m_ownFont = QApplication::font();
-    TempDir m_dir;
-};
 
 void tst_ColumnFit::cleanup()
 {

@@ -1,12 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/support/messageboxanswer.h"
-#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
-#include "tests/support/wavbuilder.h"
-#include "tests/support/windowprobe.h"
-#include "ui/mainwindow.h"
+#include "tests/support/windowdesk.h"
 #include "wave/wavfileitem.h"
 
 #include <QAction>
@@ -32,6 +28,64 @@
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
+
+class tst_MainWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void classIsAQMainWindowWithItsOwnName();
+    void classHasNothingButSlots();
+    void slotOrder_data();
+    void slotOrder();
+    void callsBeyondTheSlotsAreCountedDown();
+
+    void layout();
+    void tabFollowsTheEye();
+    void frameHasNoBars();
+    void menus();
+    void nothingHasAShortcut();
+    void nothingHasAToolTip();
+    void startState();
+    void windowTakesItsSizeFromTheLayout();
+    void tables_data();
+    void tables();
+    void tablesCannotBeEdited_data();
+    void tablesCannotBeEdited();
+
+    void resources();
+    void windowIconHasAllSizes();
+    void iconFile_data();
+    void iconFile();
+    void logoFile();
+    void logoIsShownSmaller();
+
+    void about();
+    void quitEndsTheProgram();
+    void closingTheWindowEndsTheProgram();
+
+    void columnsFit_data();
+    void columnsFit();
+    void extraWidthGoesToOneColumn();
+    void tooNarrowTablesKeepTheirContents();
+    void nothingIsLeftForTheFillColumn();
+    void columnsFitBeforeTheWindowIsShown();
+    void rowsFit();
+    void tableWithoutColumns_data();
+    void tableWithoutColumns();
+
+    void functionWithoutDirectory();
+    void functionWithoutDirectoryKeepsTheList();
+    void typingAnOutputDirectoryChangesNothing();
+
+    void keysWhileTheWindowIsBuilt();
+    void windowsAreIndependent();
+    void destroyedWindowLeavesTheItems();
+    void widgetsAreDestroyedInOrder();
+    void timeStamp();
+};
 
 // The toolkit calls what stands at these places for every object that begins and ends.
 extern Q_CORE_EXPORT quintptr qtHookData[];
@@ -223,14 +277,6 @@ QStringList describe(const QLayout* layout)
     return lines;
 }
 
-int contentWidth(const QTableWidget* table, int column)
-{
-    const QAbstractItemView* view = table;
-    const QHeaderView* header = table->horizontalHeader();
-    return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
-                     header->minimumSectionSize()});
-}
-
 int widthOfOthers(const QTableWidget* table, int fillColumn)
 {
     int width = 0;
@@ -302,64 +348,6 @@ QByteArray monoFile(qsizetype bytes = 100)
 }
 
 } // namespace
-
-class tst_MainWindow : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-
-    void classIsAQMainWindowWithItsOwnName();
-    void classHasNothingButSlots();
-    void slotOrder_data();
-    void slotOrder();
-    void callsBeyondTheSlotsAreCountedDown();
-
-    void layout();
-    void tabFollowsTheEye();
-    void frameHasNoBars();
-    void menus();
-    void nothingHasAShortcut();
-    void nothingHasAToolTip();
-    void startState();
-    void windowTakesItsSizeFromTheLayout();
-    void tables_data();
-    void tables();
-    void tablesCannotBeEdited_data();
-    void tablesCannotBeEdited();
-
-    void resources();
-    void windowIconHasAllSizes();
-    void iconFile_data();
-    void iconFile();
-    void logoFile();
-    void logoIsShownSmaller();
-
-    void about();
-    void quitEndsTheProgram();
-    void closingTheWindowEndsTheProgram();
-
-    void columnsFit_data();
-    void columnsFit();
-    void extraWidthGoesToOneColumn();
-    void tooNarrowTablesKeepTheirContents();
-    void nothingIsLeftForTheFillColumn();
-    void columnsFitBeforeTheWindowIsShown();
-    void rowsFit();
-    void tableWithoutColumns_data();
-    void tableWithoutColumns();
-
-    void functionWithoutDirectory();
-    void functionWithoutDirectoryKeepsTheList();
-    void typingAnOutputDirectoryChangesNothing();
-
-    void keysWhileTheWindowIsBuilt();
-    void windowsAreIndependent();
-    void destroyedWindowLeavesTheItems();
-    void widgetsAreDestroyedInOrder();
-    void timeStamp();
-};
 
 void tst_MainWindow::cleanup()
 {
@@ -664,13 +652,11 @@ void tst_MainWindow::tablesCannotBeEdited()
 {
     QFETCH(QString, group);
 
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    auto* table = findGroup(&window, group)->findChild<QTableWidget*>();
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    desk.list();
+    desk.press(u"Add All"_s);
+    auto* table = findGroup(&desk.window, group)->findChild<QTableWidget*>();
     QCOMPARE(table->rowCount(), 1);
     selectRows(table, {0});
     QTest::keyClick(table, Qt::Key_F2);
@@ -826,44 +812,36 @@ void tst_MainWindow::columnsFit()
 {
     QFETCH(QList<int>, windowWidths);
 
-    const TempDir dir;
-    dir.add(u"a file with a name.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
+    WindowDesk desk;
+    desk.dir.add(u"a file with a name.wav"_s, monoFile());
+    desk.list();
+    desk.press(u"Add All"_s);
     for (const int width : windowWidths)
-        window.resize(width, 600);
+        desk.window.resize(width, 600);
 
-    const QTableWidget* files = fileTable(&window);
-    QVERIFY(widthOfOthers(files, 0) < files->viewport()->width());
-    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
-    const QTableWidget* sources = sourceTable(&window);
-    QVERIFY(widthOfOthers(sources, 4) < sources->viewport()->width());
-    QCOMPARE(columnWidths(sources), fittedWidths(sources, 4));
+    QVERIFY(widthOfOthers(desk.files, 0) < desk.files->viewport()->width());
+    QCOMPARE(columnWidths(desk.files), fittedWidths(desk.files, 0));
+    QVERIFY(widthOfOthers(desk.sources, 4) < desk.sources->viewport()->width());
+    QCOMPARE(columnWidths(desk.sources), fittedWidths(desk.sources, 4));
 }
 
 void tst_MainWindow::extraWidthGoesToOneColumn()
 {
-    const TempDir dir;
-    dir.add(u"a file with a name.wav"_s, monoFile());
-    CMainWindow window;
-    window.resize(900, 600);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    window.grab(); // the header has settled when it was painted
-    QList<int> files = columnWidths(fileTable(&window));
-    QList<int> sources = columnWidths(sourceTable(&window));
+    WindowDesk desk;
+    desk.dir.add(u"a file with a name.wav"_s, monoFile());
+    desk.window.resize(900, 600);
+    desk.list();
+    desk.press(u"Add All"_s);
+    desk.window.grab(); // the header has settled when it was painted
+    QList<int> files = columnWidths(desk.files);
+    QList<int> sources = columnWidths(desk.sources);
 
-    window.resize(1050, 600);
-    window.grab();
+    desk.window.resize(1050, 600);
+    desk.window.grab();
     files.first() += 150;
-    QCOMPARE(columnWidths(fileTable(&window)), files);
+    QCOMPARE(columnWidths(desk.files), files);
     sources.last() += 150;
-    QCOMPARE(columnWidths(sourceTable(&window)), sources);
+    QCOMPARE(columnWidths(desk.sources), sources);
 }
 
 void tst_MainWindow::tooNarrowTablesKeepTheirContents()
@@ -906,20 +884,18 @@ void tst_MainWindow::tooNarrowTablesKeepTheirContents()
 
 void tst_MainWindow::nothingIsLeftForTheFillColumn()
 {
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTableWidget* files = fileTable(&window);
-    enterDirectory(&window, dir.path());
-    QFont large = files->font();
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    desk.list();
+    QFont large = desk.files->font();
     large.setPixelSize(40);
-    files->setFont(large);
+    desk.files->setFont(large);
     for (int round = 0; round < 5; ++round)
-        window.resize(window.width() + widthOfOthers(files, 0) - files->viewport()->width(), 600);
-    QCOMPARE(files->viewport()->width(), widthOfOthers(files, 0));
-    QCOMPARE(files->columnWidth(0), contentWidth(files, 0));
+        desk.window.resize(desk.window.width() + widthOfOthers(desk.files, 0)
+                               - desk.files->viewport()->width(),
+                           600);
+    QCOMPARE(desk.files->viewport()->width(), widthOfOthers(desk.files, 0));
+    QCOMPARE(desk.files->columnWidth(0), contentWidth(desk.files, 0));
 }
 
 void tst_MainWindow::columnsFitBeforeTheWindowIsShown()
@@ -933,19 +909,16 @@ void tst_MainWindow::columnsFitBeforeTheWindowIsShown()
 
 void tst_MainWindow::rowsFit()
 {
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    for (QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    desk.list();
+    desk.press(u"Add All"_s);
+    for (QTableWidget* table : {desk.files, desk.sources}) {
         const int height = table->rowHeight(0);
         QFont large = table->font();
         large.setPixelSize(90);
         table->setFont(large);
-        window.resize(window.width() + 1, window.height());
+        desk.window.resize(desk.window.width() + 1, desk.window.height());
         const QAbstractItemView* view = table;
         QCOMPARE(table->rowHeight(0),
                  std::max(view->sizeHintForRow(0), table->verticalHeader()->sectionSizeHint(0)));
@@ -995,38 +968,34 @@ void tst_MainWindow::functionWithoutDirectory()
 
 void tst_MainWindow::functionWithoutDirectoryKeepsTheList()
 {
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    currentDirEdit(&window)->clear();
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    desk.list();
+    desk.press(u"Add All"_s);
+    currentDirEdit(&desk.window)->clear();
     MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
-    functionCombo(&window)->setCurrentIndex(1);
+    functionCombo(&desk.window)->setCurrentIndex(1);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"a.wav"_s));
-    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+    QCOMPARE(columnTexts(desk.files, 0), QStringList(u"a.wav"_s));
+    QCOMPARE(columnTexts(desk.sources, 0), QStringList(u"a.wav"_s));
+    QVERIFY(findButton(&desk.window, u"Add"_s)->isEnabled());
 }
 
 void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
 {
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    CMainWindow window;
-    window.show();
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    dir.add(u"b.wav"_s, monoFile());
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    desk.list();
+    desk.press(u"Add All"_s);
+    desk.dir.add(u"b.wav"_s, monoFile());
     MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
-    QTest::keyClicks(outputDirEdit(&window), u"nowhere"_s);
-    QTest::keyClick(outputDirEdit(&window), Qt::Key_Return);
+    QTest::keyClicks(outputDirEdit(&desk.window), u"nowhere"_s);
+    QTest::keyClick(outputDirEdit(&desk.window), Qt::Key_Return);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(outputDirEdit(&window)->text(), u"nowhere"_s);
-    QCOMPARE(currentDirEdit(&window)->text(), dir.path());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    QCOMPARE(sourceTable(&window)->rowCount(), 1);
+    QCOMPARE(outputDirEdit(&desk.window)->text(), u"nowhere"_s);
+    QCOMPARE(currentDirEdit(&desk.window)->text(), desk.dir.path());
+    QCOMPARE(columnTexts(desk.files, 0), QStringList(u"a.wav"_s));
+    QCOMPARE(desk.sources->rowCount(), 1);
 }
 
 void tst_MainWindow::keysWhileTheWindowIsBuilt()

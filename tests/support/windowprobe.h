@@ -6,11 +6,14 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTest>
+
+#include <algorithm>
 
 /// @file
 /// Finds the widgets of the main window as a person finds them: by what they say and where they
@@ -89,6 +92,15 @@ inline QStringList columnTexts(const QTableWidget* table, int column)
     for (int row = 0; row < table->rowCount(); ++row)
         texts.append(table->item(row, column)->text());
     return texts;
+}
+
+/// The width in pixels that a column needs for its contents and its header.
+inline int contentWidth(const QTableWidget* table, int column)
+{
+    const QAbstractItemView* view = table;
+    const QHeaderView* header = table->horizontalHeader();
+    return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
+                     header->minimumSectionSize()});
 }
 
 /// Puts any text into a field, as if pasted.
