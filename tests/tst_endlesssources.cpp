@@ -330,7 +330,7 @@ int main(int argc, char* argv[])
     const QByteArray command = argc > 1 ? argv[1] : "";
     if (command == "split" || command == "combine")
         return runChild(argc, argv); // in the environment of the test, and to be killed
-    const TestEnvironment environment;
+    static const TestEnvironment environment;
     QApplication app(argc, argv);
     return runTest<tst_EndlessSources>(argc, argv);
 }

@@ -20,7 +20,8 @@
 /// @file
 /// The main function of the test programs, which makes every machine look alike to them.
 
-/// What the toolkit takes from the environment, for as long as this lives.
+/// What the toolkit takes from the environment, for as long as this lives. It is static in main(),
+/// which does not return when a list of the functions was asked for.
 class TestEnvironment
 {
 public:
@@ -148,7 +149,7 @@ int runTest(int argc, char* argv[])
 #define SPLICORA_TEST_MAIN(Test)                                                                   \
     int main(int argc, char* argv[])                                                               \
     {                                                                                              \
-        const TestEnvironment environment;                                                         \
+        static const TestEnvironment environment;                                                  \
         TestApplication app(argc, argv);                                                           \
         return runTest<Test>(argc, argv);                                                          \
     }
