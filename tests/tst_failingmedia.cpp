@@ -283,6 +283,9 @@ private slots:
     void cleanupTestCase();
 
 private:
+    // The toolkit's words for a position that the medium refuses, and for a pipe
+    const ExpectedMessages m_refusedSeeks{u"QFile::at: Cannot set file position"_s};
+    const ExpectedMessages m_seeksInPipes{u"QIODevice::seek (QFile, "_s};
     int m_tries = 0;
 };
 
@@ -352,7 +355,6 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isSeek);
     QFETCH(const bool, isOnce);
-    const ExpectedMessages seeks(u"QFile::at: Cannot set file position"_s);
 
     const bool isCombine = conversion == Conversion::Combine;
     const QByteArray source = wavBytes(
@@ -427,7 +429,6 @@ void tst_FailingMedia::searchWithoutWayBackIsTold()
 {
     QFETCH(const Conversion, conversion);
     QFETCH(const QByteArray, tail);
-    const ExpectedMessages seeks(u"QFile::at: Cannot set file position"_s);
 
     const bool isCombine = conversion == Conversion::Combine;
     const QTemporaryDir dir;

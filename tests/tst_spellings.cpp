@@ -3,6 +3,7 @@
 
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
 
 #include <QTest>
 
@@ -59,5 +60,5 @@ void tst_Spellings::otherFileIsOverwritten()
     QCOMPARE(dir.bytes(source), isThere ? take : QByteArray());
 }
 
-QTEST_MAIN(tst_Spellings)
+SPLICORA_TEST_MAIN(tst_Spellings)
 #include "tst_spellings.moc"
