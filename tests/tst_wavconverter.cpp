@@ -381,6 +381,8 @@ void tst_WavConverter::outputNames_data()
          u"out/take_05.wav"_s, u"out/take_06.wav"_s, u"out/take_07.wav"_s, u"out/take_08.wav"_s});
     row("split of a name with two dots", Conversion::Split, 2, {u"take.v2.wav"_s}, {},
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s});
+    row("split of a name with two dots into an output directory", Conversion::Split, 2,
+        {u"rec/take.v2.wav"_s}, u"out"_s, {u"out/take.v2_01.wav"_s, u"out/take.v2_02.wav"_s});
     row("split of a name with an extension in upper case", Conversion::Split, 2, {u"TAKE.WAV"_s},
         {}, {u"TAKE_01.wav"_s, u"TAKE_02.wav"_s});
     row("split of a path without a dot", Conversion::Split, 2, {u"take"_s}, {},
