@@ -383,6 +383,8 @@ void tst_WavConverter::outputNames_data()
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s});
     row("split of a name with two dots into an output directory", Conversion::Split, 2,
         {u"rec/take.v2.wav"_s}, u"out"_s, {u"out/take.v2_01.wav"_s, u"out/take.v2_02.wav"_s});
+    row("split into an output directory with blanks at both ends", Conversion::Split, 2,
+        {u"rec/take.wav"_s}, u" out "_s, {u" out /take_01.wav"_s, u" out /take_02.wav"_s}, true);
     row("split of a name with an extension in upper case", Conversion::Split, 2, {u"TAKE.WAV"_s},
         {}, {u"TAKE_01.wav"_s, u"TAKE_02.wav"_s});
     row("split of a path without a dot", Conversion::Split, 2, {u"take"_s}, {},
