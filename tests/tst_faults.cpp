@@ -38,6 +38,7 @@ private slots:
     void outputsAreOneFile_data();
     void outputsAreOneFile();
     void outputIsReadByAnotherRequest();
+    void outputIsReadStillWhenATwinRequestHasEnded();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
     void outputNameIsADirectory_data() { addConversionRows(); }
@@ -547,6 +548,31 @@ void tst_Faults::outputIsReadByAnotherRequest()
     QCOMPARE(readFile(first), stereoFile());
     QCOMPARE(withoutDate(dir.bytes(u"take_01_01.wav"_s)), splitOutput(g_left));
     QCOMPARE(withoutDate(dir.bytes(u"take_01_02.wav"_s)), splitOutput(g_right));
+}
+
+/// Two requests read the same source, and one of them ends first.
+void tst_Faults::outputIsReadStillWhenATwinRequestHasEnded()
+{
+    const TempDir dir;
+    const Sources read({dir.add(u"take_01.wav"_s, stereoFile())});
+    const Sources other({dir.add(u"take.wav"_s, stereoFile())});
+    CWavConverter request(nullptr, read.list());
+    CWavConverter twin(nullptr, read.list());
+    CWavConverter overwriting(nullptr, other.list());
+    int result = ConvertOk;
+    const Once start(isProgressUp, [&] {
+        twin.plainToBwf();
+        result = overwriting.polyToMono();
+    });
+
+    const ConversionRun run =
+        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return request.polyToMono(); });
+    QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
+                                       errorText("Can not open file.")}));
+    QCOMPARE(result, int(ConvertFileOpen));
+    QCOMPARE(run.result, int(ConvertOk));
+    QVERIFY(QFile::exists(dir.path(u"take_01_bwf.wav"_s)));
+    QCOMPARE(dir.bytes(u"take_01.wav"_s), stereoFile());
 }
 
 void tst_Faults::outputReplacedWhileItIsWritten_data()

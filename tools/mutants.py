@@ -59,6 +59,7 @@ MUTANTS = [
     ("convert/outputfile.cpp", " || FilesInWork::contains(fileName)", "", "polytomono|monotopoly|faults"),
     ("convert/outputfile.cpp", "    m_inWork.emplace(QStringList{fileName});\n", "", "convertcommand"),
     ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        Q_UNUSED(name)\n", "polytomono|faults"),
+    ("convert/outputfile.cpp", "namesInWork().removeOne(name)", "namesInWork().removeAll(name)", "faults"),
     ("convert/outputfile.cpp", "!m_file.flush() || !hasItsName()", "!m_file.flush()", "faults"),
     ("convert/outputfile.cpp", "m_file.error() == QFileDevice::NoError", "true", "diskfull"),
     ("convert/outputfile.cpp", "!m_file.isOpen() || hasItsName()", "true", "faults"),
