@@ -6,6 +6,9 @@
 #include "tests/support/progresswatch.h"
 #include "tests/support/testmain.h"
 
+#include <QGuiApplication>
+#include <QPointer>
+#include <QProgressBar>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
@@ -33,6 +36,8 @@ private slots:
     void cancels();
     void cancelWithoutFurtherFramesComesTooLate_data();
     void cancelWithoutFurtherFramesComesTooLate();
+    void lastWindowIsClosed_data();
+    void lastWindowIsClosed();
     void shownValues_data();
     void shownValues();
     void headersOfLargeDataSizes_data();
@@ -165,6 +170,32 @@ Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList&
     };
     return chunkedTake(sourceChunks, output(g_first));
 }
+
+/// Closes the last window, as far as the program can tell, when the progress reaches a value.
+class LastWindowCloser
+{
+public:
+    explicit LastWindowCloser(int atValue)
+        : m_watch([this, atValue](QProgressDialog& dialog) {
+            if (m_bar)
+                return;
+            m_bar = dialog.findChild<QProgressBar*>();
+            QObject::connect(m_bar, &QProgressBar::valueChanged, m_bar, [this, atValue](int value) {
+                if (value != atValue || m_isClosed)
+                    return;
+                m_isClosed = true;
+                Q_EMIT qGuiApp->lastWindowClosed();
+            });
+        })
+    { }
+
+    bool isClosed() const { return m_isClosed; }
+
+private:
+    QPointer<QProgressBar> m_bar;
+    bool m_isClosed = false;
+    ProgressWatch m_watch;
+};
 
 } // namespace
 
@@ -746,6 +777,59 @@ void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate()
     QVERIFY(clicker.wasClicked());
     QCOMPARE(run.texts(), QStringList());
     QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
+}
+
+void tst_PolyToMono::lastWindowIsClosed_data()
+{
+    QTest::addColumn<Request>("request");
+    QTest::addColumn<int>("atValue");
+    QTest::addColumn<bool>("isShown"); // the window of the request
+
+    // Chunks that count little and make the range wide.
+    const QByteArray wide = chunk("JUNK", sampleBytes(8000));
+    const QByteArray note = chunk("note", "four");
+    const QByteArrayList chunks = {wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note};
+    const qint64 dataDone = g_outputStart + 2 * g_chunk + g_header + g_first.size();
+    const auto output = [&](const QByteArray& samples) {
+        return outputBytes({wide, g_monoFmt, dataChunk(samples), note, note},
+                           dataDone - g_outputStart + 2 * g_chunk);
+    };
+    const Request whole = chunkedTake(chunks, output(g_first), output(g_second));
+    const int noteDone = int(dataDone + g_chunk);
+
+    Request nothingKept = whole;
+    nothingKept.outputs.clear();
+    nothingKept.result = ConvertCancelled;
+    QTest::newRow("before the last of two chunks behind the data")
+        << nothingKept << noteDone << true;
+
+    Request firstKept = whole;
+    firstKept.outputs.remove(u"take_02.wav"_s);
+    firstKept.before[u"take_02.wav"_s] = "of earlier";
+    firstKept.result = ConvertCancelled;
+    const int maximum = int(wavBytes(chunks).size() - 8) / 2;
+    QTest::newRow("at the end of an output, so that nobody is asked about the next one")
+        << firstKept << maximum << true;
+
+    QTest::newRow("which is not that of the request, whose own was never shown")
+        << whole << noteDone << false;
+}
+
+void tst_PolyToMono::lastWindowIsClosed()
+{
+    QFETCH(Request, request);
+    QFETCH(int, atValue);
+    QFETCH(bool, isShown);
+
+    PreparedRequest prepared(request);
+    prepared.window()->setVisible(isShown);
+    const LastWindowCloser closer(atValue);
+    const ConversionRun run = prepared.run(Conversion::Split);
+
+    QVERIFY(closer.isClosed());
+    QCOMPARE(run.texts(), QStringList());
+    QCOMPARE(run.result, request.result);
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
