@@ -111,7 +111,7 @@ MUTANTS = [
     ("ui/mainwindow_sources.cpp", "rows.prepend(index.row())", "rows.append(index.row())", "sourcelist"),
     ("ui/mainwindow_sources.cpp", "Qt::Key_Return, Qt::Key_Enter", "Qt::Key_Return", "sourcelist"),
     ("ui/mainwindow_sources.cpp", "    pathCell->setToolTip(path);\n", "", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "resize->size().width() != resize->oldSize().width()", "false", "columnfit"),
+    ("ui/mainwindow_sources.cpp", "resize->size().width() != resize->oldSize().width()", "resize->size().width() < 0", "columnfit"),
     ("ui/mainwindow_sources.cpp", "watched->parent() == m_sourceTable && ", "false && ", "columnfit"),
     ("ui/mainwindow_channels.cpp", "canSplit && k < channels", "canSplit && k <= channels", "channelselection"),
     ("ui/mainwindow_channels.cpp", "state != Qt::Unchecked", "state == Qt::Unchecked", "channelselection"),
