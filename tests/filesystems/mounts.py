@@ -44,7 +44,8 @@ def call(*command, **more):
     done = subprocess.run(command, capture_output=True, text=True, check=False,
                           stdin=subprocess.DEVNULL, **more)
     if done.returncode != 0:
-        raise OSError(f"{' '.join(command)}: {done.stderr.strip() or done.stdout.strip()}")
+        said = " ".join((done.stderr or done.stdout).split())
+        raise OSError(f"{os.path.basename(command[0])}: {said}")
     return done.stdout
 
 

@@ -182,7 +182,9 @@ class Tries:
         expect("names", list(left), list(right))
         data, whole = left["take_bwf.wav"], right["take_bwf.wav"]
         expect("shorter, or of RIFF size 0", len(data) < len(whole) or data[4:8] == bytes(4), True)
-        return expect("it is the start of the copy", data[8:] == whole[8:len(data)], True)
+        # What a chunk lacks of its length is zero.
+        start = data[8:].rstrip(b"\0")
+        return expect("it is the start of the copy", whole[8:8 + len(start)] == start, True)
 
     def read_only(self):
         fault = self.table.row("Read-only, as the place of the outputs",
