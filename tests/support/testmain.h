@@ -20,8 +20,7 @@
 /// @file
 /// The main function of the test programs, which makes every machine look alike to them.
 
-/// What the toolkit takes from the environment, for as long as this lives. It is static in main(),
-/// which does not return when a list of the functions was asked for.
+/// What the toolkit takes from the environment, for as long as this lives.
 class TestEnvironment
 {
 public:
@@ -134,7 +133,7 @@ int runTest(int argc, char* argv[])
     [[maybe_unused]] const ForgottenDialogs dialogs;
     // The platform without a display says so about every window.
     const ExpectedMessages plugin(QStringLiteral("This plugin does not support propagateSize"));
-    Test test;
+    static Test test; // as in main(): a list of the functions ends the program in here
     // As QTest::qExec() does it, with a look at what goes to the log.
     QTest::qInit(&test, argc, argv);
     const QtMessageHandler log = qInstallMessageHandler(nullptr);
