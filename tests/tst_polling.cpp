@@ -137,8 +137,9 @@ void tst_Polling::shortcutIsNotSeen_data()
         {"values of 2 GiB and more", {300, beyondInt, -1, 600}},
     };
     for (const auto& [name, values] : runs) {
-        for (const int cancelAt : {g_never, 1, 2, 3, 4, 5, 30, 52, 53, 80, 105}) {
-            for (const bool pumps : {true, false}) {
+        for (const bool pumps : {true, false}) {
+            // Between two blocks, and within one whose every frame pumps
+            for (const int cancelAt : pumps ? QList<int>{g_never, 2, 53} : QList<int>{g_never, 2}) {
                 const QByteArray moment = cancelAt == g_never
                                               ? "never cancelled"
                                               : "cancelled at pump " + QByteArray::number(cancelAt);
