@@ -24,6 +24,42 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+/// What makes the disk full.
+enum class Medium {
+    FileSizeLimit, ///< no file of the process may grow further
+    SmallFileSystem, ///< the output directory is a small file system of its own
+};
+
+} // namespace
+
+class tst_DiskFull : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void oneOutput_data();
+    void oneOutput();
+    void finishedOutputsStay_data();
+    void finishedOutputsStay();
+    void plainCopyTellsAFailedFlushOfItsSource_data();
+    void plainCopyTellsAFailedFlushOfItsSource();
+    void deviceThatTakesNothing_data();
+    void deviceThatTakesNothing();
+    void plainCopyEndsAtAHeaderThatFails();
+    void everyWriteThatFailsIsTold_data();
+    void everyWriteThatFailsIsTold();
+    void failureToCloseIsTold_data();
+    void failureToCloseIsTold();
+
+private:
+    void addMediumRows();
+
+    QList<Medium> m_media = {Medium::FileSizeLimit};
+};
+
+namespace {
+
 /// A disk with defects: which of the writes into one directory fail, counted from 1.
 struct Defects
 {
@@ -69,12 +105,6 @@ extern "C" int close(int descriptor)
 }
 
 namespace {
-
-/// What makes the disk full.
-enum class Medium {
-    FileSizeLimit, ///< no file of the process may grow further
-    SmallFileSystem, ///< the output directory is a small file system of its own
-};
 
 constexpr qsizetype g_page = 4096;
 
@@ -227,32 +257,6 @@ private:
 };
 
 } // namespace
-
-class tst_DiskFull : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void oneOutput_data();
-    void oneOutput();
-    void finishedOutputsStay_data();
-    void finishedOutputsStay();
-    void plainCopyTellsAFailedFlushOfItsSource_data();
-    void plainCopyTellsAFailedFlushOfItsSource();
-    void deviceThatTakesNothing_data();
-    void deviceThatTakesNothing();
-    void plainCopyEndsAtAHeaderThatFails();
-    void everyWriteThatFailsIsTold_data();
-    void everyWriteThatFailsIsTold();
-    void failureToCloseIsTold_data();
-    void failureToCloseIsTold();
-
-private:
-    void addMediumRows();
-
-    QList<Medium> m_media = {Medium::FileSizeLimit};
-};
 
 void tst_DiskFull::initTestCase()
 {

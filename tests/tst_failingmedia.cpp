@@ -27,6 +27,42 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+/// What conversions make of media whose reads fail or stop short.
+class tst_FailingMedia : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+    void combineWhoseReadFails_data();
+    void combineWhoseReadFails();
+    void everyFailureOfASourceIsTold_data();
+    void everyFailureOfASourceIsTold();
+    void searchWithoutWayBackIsTold_data();
+    void searchWithoutWayBackIsTold();
+    void everyFailureEndsInABoxOrInTheRightFiles_data();
+    void everyFailureEndsInABoxOrInTheRightFiles();
+    void outputThatCannotBeRemovedIsTold_data();
+    void outputThatCannotBeRemovedIsTold();
+    void failingLookNeverTruncatesALinkedSource_data();
+    void failingLookNeverTruncatesALinkedSource();
+    void identityThatChangesDoesNoHarm_data();
+    void identityThatChangesDoesNoHarm();
+    void sourceOfChangingIdentityIsRefused_data();
+    void sourceOfChangingIdentityIsRefused();
+    void shortCallsAreGoneOnWith_data();
+    void shortCallsAreGoneOnWith();
+    void shortReadsAreReadOn_data();
+    void shortReadsAreReadOn();
+    void cleanupTestCase();
+
+private:
+    // The toolkit's words for a position that the medium refuses, and for a pipe
+    const ExpectedMessages m_refusedSeeks{u"QFile::at: Cannot set file position"_s};
+    const ExpectedMessages m_seeksInPipes{u"QIODevice::seek (QFile, "_s};
+    int m_tries = 0;
+};
+
 namespace {
 
 /// Which of the system's calls for a file, counted from 1, fail.
@@ -253,41 +289,10 @@ void addConversionRows()
 
 } // namespace
 
-/// What conversions make of media whose reads fail or stop short.
-class tst_FailingMedia : public QObject
+void tst_FailingMedia::cleanup()
 {
-    Q_OBJECT
-
-private slots:
-    void cleanup() { g_defects = {}; }
-    void combineWhoseReadFails_data();
-    void combineWhoseReadFails();
-    void everyFailureOfASourceIsTold_data();
-    void everyFailureOfASourceIsTold();
-    void searchWithoutWayBackIsTold_data();
-    void searchWithoutWayBackIsTold();
-    void everyFailureEndsInABoxOrInTheRightFiles_data();
-    void everyFailureEndsInABoxOrInTheRightFiles();
-    void outputThatCannotBeRemovedIsTold_data();
-    void outputThatCannotBeRemovedIsTold();
-    void failingLookNeverTruncatesALinkedSource_data();
-    void failingLookNeverTruncatesALinkedSource();
-    void identityThatChangesDoesNoHarm_data();
-    void identityThatChangesDoesNoHarm();
-    void sourceOfChangingIdentityIsRefused_data();
-    void sourceOfChangingIdentityIsRefused();
-    void shortCallsAreGoneOnWith_data();
-    void shortCallsAreGoneOnWith();
-    void shortReadsAreReadOn_data();
-    void shortReadsAreReadOn();
-    void cleanupTestCase();
-
-private:
-    // The toolkit's words for a position that the medium refuses, and for a pipe
-    const ExpectedMessages m_refusedSeeks{u"QFile::at: Cannot set file position"_s};
-    const ExpectedMessages m_seeksInPipes{u"QIODevice::seek (QFile, "_s};
-    int m_tries = 0;
-};
+    g_defects = {};
+}
 
 void tst_FailingMedia::combineWhoseReadFails_data()
 {

@@ -18,6 +18,30 @@ using namespace Qt::Literals::StringLiterals;
 using Change = void (*)(WavInfo* info);
 Q_DECLARE_METATYPE(Change)
 
+class tst_WavFileItem : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void recordsLieAsInTheFile();
+
+    void isPlainFile();
+    void startsEmptyWithoutHeader();
+    void keepsItsHeader();
+
+    void startFlags_data();
+    void startFlags();
+    void setChannelEnabled_data();
+    void setChannelEnabled();
+    void switchesChannelOffAndOn_data();
+    void switchesChannelOffAndOn();
+
+    void isSameFormat_data();
+    void isSameFormat();
+    void isSameFormatOfFiles_data();
+    void isSameFormatOfFiles();
+};
+
 namespace {
 
 WavInfo infoOf(quint16 channels)
@@ -60,30 +84,6 @@ WavInfo parsed(const QByteArray& bytes)
 }
 
 } // namespace
-
-class tst_WavFileItem : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void recordsLieAsInTheFile();
-
-    void isPlainFile();
-    void startsEmptyWithoutHeader();
-    void keepsItsHeader();
-
-    void startFlags_data();
-    void startFlags();
-    void setChannelEnabled_data();
-    void setChannelEnabled();
-    void switchesChannelOffAndOn_data();
-    void switchesChannelOffAndOn();
-
-    void isSameFormat_data();
-    void isSameFormat();
-    void isSameFormatOfFiles_data();
-    void isSameFormatOfFiles();
-};
 
 void tst_WavFileItem::recordsLieAsInTheFile()
 {
