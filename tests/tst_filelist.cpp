@@ -323,6 +323,7 @@ void tst_FileList::listing_data()
         << QStringList({u"Z.wav"_s, u"z.wav"_s, u"ä.wav"_s});
     QTest::newRow("other endings are left out") << Files({{u"a.wav"_s, wav(1)},
                                                           {u"b.wav.bak"_s, wav(1)},
+                                                          {u"b.bwf"_s, wav(1)},
                                                           {u"c.wave"_s, wav(1)},
                                                           {u"dwav"_s, wav(1)},
                                                           {u"e.mp3"_s, wav(1)},

@@ -78,6 +78,7 @@ private slots:
 
     void functionWithoutDirectory();
     void functionWithoutDirectoryKeepsTheList();
+    void leavingTheDirectoryFieldListsNothing();
     void typingAnOutputDirectoryChangesNothing();
 
     void keysWhileTheWindowIsBuilt();
@@ -979,6 +980,21 @@ void tst_MainWindow::functionWithoutDirectoryKeepsTheList()
     QCOMPARE(columnTexts(desk.files, 0), QStringList(u"a.wav"_s));
     QCOMPARE(columnTexts(desk.sources, 0), QStringList(u"a.wav"_s));
     QVERIFY(findButton(&desk.window, u"Add"_s)->isEnabled());
+}
+
+void tst_MainWindow::leavingTheDirectoryFieldListsNothing()
+{
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    QVERIFY(QTest::qWaitForWindowActive(&desk.window));
+    QLineEdit* edit = currentDirEdit(&desk.window);
+    edit->setFocus();
+    edit->setText(desk.dir.path());
+    QTest::keyClick(edit, Qt::Key_Tab);
+    QVERIFY(!edit->hasFocus());
+    QCOMPARE(desk.files->rowCount(), 0);
+    QTest::keyClick(edit, Qt::Key_Return);
+    QCOMPARE(desk.files->rowCount(), 1);
 }
 
 void tst_MainWindow::typingAnOutputDirectoryChangesNothing()

@@ -51,6 +51,22 @@ struct BufferLog
 /// The number, from 1, of the next array for which there is no memory; 0 for none.
 int g_arrayWithoutMemory = 0;
 
+/// The arrays that were made and not deleted. Counted under a checker of memory, too.
+int g_heldArrays = 0;
+
+void* newArray(size_t size)
+{
+    void* memory = std::malloc(size);
+    g_heldArrays += memory ? 1 : 0;
+    return memory;
+}
+
+void deleteArray(void* memory)
+{
+    g_heldArrays -= memory ? 1 : 0;
+    std::free(memory);
+}
+
 } // namespace
 
 // Conversions get all their buffers from here, where a failure is a null pointer; the toolkit none.
@@ -60,22 +76,22 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept
         g_bufferLog.sizes.push_back(size);
     if (g_arrayWithoutMemory > 0 && --g_arrayWithoutMemory == 0)
         return nullptr;
-    return std::malloc(size);
+    return newArray(size);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    std::free(memory);
+    deleteArray(memory);
 }
 
 void operator delete[](void* memory, size_t) noexcept
 {
-    std::free(memory);
+    deleteArray(memory);
 }
 
 void* operator new[](size_t size)
 {
-    void* memory = std::malloc(size);
+    void* memory = newArray(size);
     if (!memory)
         throw std::bad_alloc();
     return memory;
@@ -240,23 +256,19 @@ void tst_Memory::combineHoldsABufferForEachSourceAndOne()
     });
 }
 
-/// A copied chunk leaves nothing behind, however many there are.
+/// A copied chunk leaves nothing behind, however many there are. The leak checker cannot tell: a
+/// copy that fails may keep its buffer.
 void tst_Memory::copiedChunksHoldNothing()
 {
-    if (!areBytesCounted())
-        return;
     const TempDir dir;
     QByteArrayList chunks = {fmtChunk({}), dataChunk("ab")};
     for (int i = 0; i < 100; ++i)
-        chunks.append(chunk("note", QByteArray(100000, 'x')));
-    dir.add(u"take.wav"_s, wavBytes(chunks));
-    const Sources sources({dir.path(u"take.wav"_s)});
+        chunks.append(chunk("note", "four"));
+    const Sources sources({dir.add(u"take.wav"_s, wavBytes(chunks))});
     CWavConverter converter(nullptr, sources.list());
-    chunks.clear();
-    const qint64 before = allocatedBytes();
+    const int before = g_heldArrays;
     converter.plainToBwf();
-    QVERIFY2(allocatedBytes() - before < g_slackBytes,
-             qPrintable(QString::number(allocatedBytes() - before)));
+    QCOMPARE(g_heldArrays, before);
 }
 
 void tst_Memory::largestCopyAsksForItsMemory()
