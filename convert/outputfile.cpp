@@ -31,6 +31,13 @@ std::filesystem::path pathOf(const QString& fileName)
     return QFileInfo(QFile::decodeName(QFile::encodeName(fileName))).filesystemFilePath();
 }
 
+/// What a name leads to, behind all links; file_type::none where that cannot be told.
+std::filesystem::file_type typeOf(const QString& fileName)
+{
+    std::error_code error;
+    return std::filesystem::status(pathOf(fileName), error).type();
+}
+
 /// The path behind all links, as far as they can be followed.
 QString withoutLinks(const QString& fileName)
 {
@@ -74,11 +81,10 @@ bool isOnePath(const QString& path, const QString& other)
 /// the files, or number them anew at each look, so that the numbers alone do not show it.
 bool isOneFile(const QString& fileName, const QString& other)
 {
-    std::error_code error;
-    const std::filesystem::path otherPath = pathOf(other);
-    if (std::filesystem::status(otherPath, error).type() == std::filesystem::file_type::not_found)
+    if (typeOf(other) == std::filesystem::file_type::not_found)
         return false;
-    if (std::filesystem::equivalent(pathOf(fileName), otherPath, error))
+    std::error_code error;
+    if (std::filesystem::equivalent(pathOf(fileName), pathOf(other), error))
         return true;
     return error || isOnePath(fileName, other); // What cannot be told must not be truncated.
 }
@@ -114,20 +120,21 @@ ConvertError OutputFile::open(QWidget* parent, const QString& question)
     if (fileName.contains(QChar::Null))
         return ConvertFileOpen; // the system would open what the name is up to that character
     using Type = std::filesystem::file_type;
-    std::error_code error;
-    const Type found = std::filesystem::status(pathOf(fileName), error).type();
-    if (found == Type::none)
-        return ConvertFileOpen; // what cannot be looked at may be there
-    // A link to nowhere does not exist: there is nothing to ask about, and its target is made.
-    if (found != Type::not_found) {
+    Type type = typeOf(fileName);
+    // A link to nowhere is not found: there is nothing to ask about, and its target is made.
+    if (type != Type::not_found && type != Type::none) {
         const QString text = question + name() + u"\n\nDo you want to overwrite?"_s;
         const auto answer = QMessageBox::question(
             parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::NoButton);
         if (answer != QMessageBox::Yes)
             return ConvertCancelled;
-        if (found == Type::fifo || FilesInWork::contains(fileName))
-            return ConvertFileOpen;
+        type = typeOf(fileName); // which may have changed while the box stood
     }
+    // What cannot be looked at may be there, and opening a pipe would wait for a reader.
+    if (type == Type::none || type == Type::fifo)
+        return ConvertFileOpen;
+    if (type != Type::not_found && FilesInWork::contains(fileName))
+        return ConvertFileOpen;
     if (!m_file.open(QIODevice::WriteOnly))
         return ConvertFileOpen;
     m_inWork.emplace(QStringList{fileName});
@@ -156,18 +163,15 @@ void OutputFile::remove()
 {
     const bool isOurs = !m_file.isOpen() || hasItsName();
     m_file.close();
-    // QFile::remove() of the object gives up when the last bytes do not fit the disk any more.
     if (isOurs)
-        QFile::remove(m_file.fileName());
+        m_file.remove();
 }
 
 /// False when the name of the open file leads to none by now, or to another one: a directory, or a
 /// file of another length. What cannot be told counts as ours, so that no finished file is denied.
 bool OutputFile::hasItsName()
 {
-    const std::filesystem::path path = pathOf(m_file.fileName());
-    std::error_code error;
-    switch (std::filesystem::status(path, error).type()) {
+    switch (typeOf(m_file.fileName())) {
     case std::filesystem::file_type::not_found:
     case std::filesystem::file_type::directory:
         return false;
@@ -178,7 +182,9 @@ bool OutputFile::hasItsName()
     }
     if (!m_file.flush())
         return true;
-    const std::uintmax_t length = std::filesystem::file_size(path, error);
+    std::error_code error;
+    const std::uintmax_t length = std::filesystem::file_size(pathOf(m_file.fileName()), error);
     const qint64 ownLength = m_file.size(); // 0 also where it cannot be told
-    return error || ownLength == 0 || length == std::uintmax_t(ownLength);
+    const bool isKnown = ownLength != 0 || m_file.pos() == 0;
+    return error || !isKnown || length == std::uintmax_t(ownLength);
 }

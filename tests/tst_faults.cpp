@@ -49,6 +49,8 @@ private slots:
     void outputNameIsALinkToNowhere();
     void outputNameIsAPipe_data();
     void outputNameIsAPipe();
+    void outputBecomesAPipeWhileItsQuestionStands_data() { addConversionRows(); }
+    void outputBecomesAPipeWhileItsQuestionStands();
     void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
     void outputDirectoryNameIsNoUnicode();
     void outputDirectoryNameHoldsAZeroCharacter_data();
@@ -674,6 +676,24 @@ void tst_Faults::outputNameIsAPipe()
 }
 
 /// Half of a surrogate pair has no bytes of its own; the toolkit puts others in its place.
+void tst_Faults::outputBecomesAPipeWhileItsQuestionStands()
+{
+    QFETCH(const Conversion, conversion);
+    ListedTake take(conversion);
+    const QString path = take.path(take.outputName());
+    take.put(take.outputName(), "old");
+    const Once replacement(isQuestionUp, [&path] {
+        QFile::remove(path);
+        makePipe(path);
+    });
+    const ConversionRun run = take.convert({QMessageBox::Yes, QMessageBox::Ok});
+    QVERIFY(replacement.isDone());
+    const Outcome expected = take.notOpened({overwriteQuestion(take.outputName(), conversion)});
+    QCOMPARE(run.texts(), expected.boxes);
+    QCOMPARE(run.result, expected.result);
+    QCOMPARE(take.everything()[take.outputName()], QByteArray("neither file, directory nor link"));
+}
+
 void tst_Faults::outputDirectoryNameIsNoUnicode()
 {
     QFETCH(const Conversion, conversion);
