@@ -16,19 +16,19 @@ class tst_MonoToPoly : public QObject
 
 private slots:
     void everyWidthAndCount_data();
-    void everyWidthAndCount() { combinesAsStated(); }
+    void everyWidthAndCount() { checkCombine(); }
     void blocks_data();
-    void blocks() { combinesAsStated(); }
+    void blocks() { checkCombine(); }
     void channelFiles_data();
-    void channelFiles() { combinesAsStated(); }
+    void channelFiles() { checkCombine(); }
     void namesWithoutDirectory_data();
     void namesWithoutDirectory();
     void chunks_data();
-    void chunks() { combinesAsStated(); }
+    void chunks() { checkCombine(); }
     void inconsistentHeaders_data();
-    void inconsistentHeaders() { combinesAsStated(); }
+    void inconsistentHeaders() { checkCombine(); }
     void riffSizesThatPass_data();
-    void riffSizesThatPass() { combinesAsStated(); }
+    void riffSizesThatPass() { checkCombine(); }
     void failures_data();
     void failures();
     void dataSizesThatWrap_data();
@@ -53,7 +53,7 @@ private:
     static void addCombineColumns();
     static void addTake(const char* name, const QByteArrayList& channels,
                         const QByteArray& expected);
-    void combinesAsStated();
+    void checkCombine();
 };
 
 namespace {
@@ -125,7 +125,7 @@ void tst_MonoToPoly::addTake(const char* name, const QByteArrayList& channels,
     QTest::newRow(name) << files << QStringList(files.keys()) << u"take_combined.wav"_s << expected;
 }
 
-void tst_MonoToPoly::combinesAsStated()
+void tst_MonoToPoly::checkCombine()
 {
     QFETCH(Files, files);
     QFETCH(QStringList, list);

@@ -15,21 +15,21 @@ class tst_PlainToBwf : public QObject
 
 private slots:
     void copies_data();
-    void copies() { copiesAsStated(); }
+    void copies() { checkCopy(); }
     void namesAndSources_data();
-    void namesAndSources() { copiesAsStated(); }
+    void namesAndSources() { checkCopy(); }
     void silentEnds_data();
-    void silentEnds() { copiesAsStated(); }
+    void silentEnds() { checkCopy(); }
     void failedChunks_data();
-    void failedChunks() { copiesAsStated(); }
+    void failedChunks() { checkCopy(); }
     void existingOutputs_data();
-    void existingOutputs() { copiesAsStated(); }
+    void existingOutputs() { checkCopy(); }
     void cancelIsIgnored();
     void shownValues_data();
     void shownValues();
 
 private:
-    static void copiesAsStated();
+    static void checkCopy();
 };
 
 namespace {
@@ -60,7 +60,7 @@ Request failingTake(const QByteArrayList& chunks, const QByteArray& output, cons
 
 } // namespace
 
-void tst_PlainToBwf::copiesAsStated()
+void tst_PlainToBwf::checkCopy()
 {
     QFETCH(Request, request);
     checkRequest(request, Conversion::PlainToBwf);

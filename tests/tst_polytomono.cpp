@@ -19,19 +19,19 @@ class tst_PolyToMono : public QObject
 
 private slots:
     void sampleFormats_data();
-    void sampleFormats() { splitsAsStated(); }
+    void sampleFormats() { checkSplit(); }
     void inconsistentFormats_data();
-    void inconsistentFormats() { splitsAsStated(); }
+    void inconsistentFormats() { checkSplit(); }
     void chunks_data();
-    void chunks() { splitsAsStated(); }
+    void chunks() { checkSplit(); }
     void channelsAndSources_data();
-    void channelsAndSources() { splitsAsStated(); }
+    void channelsAndSources() { checkSplit(); }
     void failures_data();
-    void failures() { splitsAsStated(); }
+    void failures() { checkSplit(); }
     void existingOutputs_data();
-    void existingOutputs() { splitsAsStated(); }
+    void existingOutputs() { checkSplit(); }
     void sourcesAsOutputs_data();
-    void sourcesAsOutputs() { splitsAsStated(); }
+    void sourcesAsOutputs() { checkSplit(); }
     void cancels_data();
     void cancels();
     void cancelWithoutFurtherFramesComesTooLate_data();
@@ -46,7 +46,7 @@ private slots:
     void rangesOfLargeRiffSizes();
 
 private:
-    static void splitsAsStated();
+    static void checkSplit();
 };
 
 namespace {
@@ -199,7 +199,7 @@ private:
 
 } // namespace
 
-void tst_PolyToMono::splitsAsStated()
+void tst_PolyToMono::checkSplit()
 {
     QFETCH(Request, request);
     checkRequest(request, Conversion::Split);
