@@ -451,7 +451,7 @@ class Tries:
             self.each(fault, run)
 
     def clock(self):
-        fault = self.table.row("Its clock jumps back or forth while an output is written",
+        fault = self.table.row("The time that it tells for files jumps while an output is written",
                                "the right files")
         for year in 1980, 2100:
             def run(conversion, year=year):
