@@ -464,6 +464,20 @@ private slots:
         QCOMPARE(desk.enabledChannels(), enabledAfter);
     }
 
+    void theCurrentRowIsShownAnewWhenItLeavesTheSelection()
+    {
+        const WindowDesk desk(PolyToMonoFunction);
+        addSources(desk, {poly(2), poly(2)});
+        selectRows(desk.sources, {0});
+        desk.choose(MonoToPolyFunction);
+        QCOMPARE(desk.enabledChannels(), u"11000000"_s);
+        const QRect cell = desk.sources->visualItemRect(desk.sources->item(0, 0));
+        QTest::mouseClick(desk.sources->viewport(), Qt::LeftButton, Qt::ControlModifier,
+                          cell.center());
+        QVERIFY(desk.sources->selectedItems().isEmpty());
+        QCOMPARE(desk.enabledChannels(), g_none);
+    }
+
     void aBoxLeftEnabledByAChangeOfFunctionStillSwitches()
     {
         const WindowDesk desk(PolyToMonoFunction);

@@ -56,6 +56,7 @@ MUTANTS = [
     ("convert/wavconverter.cpp", "m_outputDir = dir;", "m_outputDir = dir.trimmed();", "wavconverter"),
     ("convert/wavconverter.cpp", "QFileInfo(stem).fileName()", "QFileInfo(stem).completeBaseName()", "wavconverter"),
     ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
+    ("ui/mainwindow_sources.cpp", "SIGNAL(itemSelectionChanged())", "SIGNAL(currentItemChanged(QTableWidgetItem*, QTableWidgetItem*))", "channelselection"),
     ("convert/outputfile.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
     ("convert/outputfile.cpp", "type != Type::not_found && FilesInWork::contains(fileName)", "false", "polytomono|monotopoly|faults"),
     ("convert/outputfile.cpp", "type == Type::none || type == Type::fifo", "type == Type::fifo", "failingmedia"),
