@@ -34,7 +34,7 @@ QByteArray takeWith(int channels, const QByteArray& samples)
 /// @p fmtAccount and @p listAccount bytes for the bodies of the two small chunks.
 QByteArray converted(int channels, const QByteArray& samples, int fmtAccount, int listAccount)
 {
-    const qint64 size = 12 + 866 + (8 + fmtAccount) + (8 + samples.size()) + (8 + listAccount);
+    const qint64 size = g_outputStart + (8 + fmtAccount) + (8 + samples.size()) + (8 + listAccount);
     return wavBytes({bextWithoutDate(), fmtChunk({.channels = channels}), dataChunk(samples),
                      paddedChunk("LIST", g_listBody)},
                     size);
@@ -585,7 +585,7 @@ private slots:
         desk.add({0});
         setOutput(desk, desk.dir.path());
 
-        constexpr int allReadValue = 12 + 866 + (8 + 4) + 8;
+        constexpr int allReadValue = g_outputStart + (8 + 4) + 8;
         MessageBoxAnswer boxes({QMessageBox::Yes, QMessageBox::Ok});
         bool isCancelled = false;
         QTimer person;
@@ -651,8 +651,7 @@ private slots:
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), written);
-        const QByteArray expected =
-            wavBytes(QByteArrayList{bextWithoutDate()} + chunks, 12 + 866 + (8 + 16) + (8 + 8));
+        const QByteArray expected = outputBytes(chunks, (8 + 16) + (8 + 8));
         for (const QString& name : written)
             QCOMPARE(withoutDate(readFile(desk.path(u"out/"_s + name))), expected);
         QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});

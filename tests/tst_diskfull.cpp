@@ -3,11 +3,10 @@
 
 #include "tests/support/conversion.h"
 #include "tests/support/softlimit.h"
+#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
-#include "tests/support/wavbuilder.h"
 
 #include <QDir>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <sched.h>
@@ -121,7 +120,7 @@ public:
         if (m_medium == Medium::SmallFileSystem)
             m_isMounted = mountAt(m_dir.path(), std::max<rlim_t>(bytes, g_page));
         if (m_isMounted && bytes == 0)
-            m_isMounted = writeFile(m_dir.filePath(u".full"_s), QByteArray(g_page, 'x'));
+            m_isMounted = writeFile(m_dir.path(u".full"_s), QByteArray(g_page, 'x'));
     }
     ~SmallDisk()
     {
@@ -134,7 +133,7 @@ public:
     bool isReady() const { return m_isMounted || m_medium == Medium::FileSizeLimit; }
     QString path() const { return m_dir.path(); }
     QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files); }
-    QByteArray file(const QString& name) const { return readFile(m_dir.filePath(name)); }
+    QByteArray file(const QString& name) const { return m_dir.bytes(name); }
 
     ConversionRun run(const std::function<int()>& convert) const
     {
@@ -160,7 +159,7 @@ private:
     Medium m_medium;
     rlim_t m_bytes;
     bool m_isMounted = false;
-    QTemporaryDir m_dir;
+    TempDir m_dir;
 };
 
 /// Gives the process a view of its own of the mounted file systems, which ends with it, and tries
@@ -174,9 +173,6 @@ bool canMount()
 
 /// Bytes that a QFile holds back at most.
 constexpr qsizetype g_heldBack = 16384;
-
-constexpr qsizetype g_start = 12 + 866; // RIFF header and generated bext
-constexpr qsizetype g_fmt = 8 + 16;
 
 /// Chunks before and behind the data of a source, and the bytes of data of an output.
 struct Layout
@@ -233,9 +229,9 @@ public:
         : m_files(files)
     {
         for (const SourceFile& file : m_files) {
-            if (!writeFile(m_dir.filePath(file.name), file.bytes))
+            if (!writeFile(m_dir.path(file.name), file.bytes))
                 qFatal("\"%s\" cannot be written.", qPrintable(file.name));
-            m_sources.add(m_dir.filePath(file.name));
+            m_sources.add(m_dir.path(file.name));
         }
     }
 
@@ -246,13 +242,13 @@ public:
     {
         return QDir(m_dir.path()).entryList(QDir::Files).size() == m_files.size()
                && std::all_of(m_files.cbegin(), m_files.cend(), [this](const SourceFile& file) {
-                      return readFile(m_dir.filePath(file.name)) == file.bytes;
+                      return readFile(m_dir.path(file.name)) == file.bytes;
                   });
     }
 
 private:
     QList<SourceFile> m_files;
-    QTemporaryDir m_dir;
+    TempDir m_dir;
     Sources m_sources;
 };
 
@@ -316,7 +312,10 @@ void tst_DiskFull::oneOutput_data()
          ConvertDataWrite,
          ConvertDataWrite},
         {"just before the body of a copied chunk",
-         {{fmt, chunkOf("note", g_page - g_start - g_fmt - 8 - 8), chunkOf("tail", 20000)}, 8, {}},
+         {{fmt, chunkOf("note", g_page - g_outputStart - g_fmtChunkSize - 8 - 8),
+           chunkOf("tail", 20000)},
+          8,
+          {}},
          g_page,
          ConvertDataCopy,
          ConvertDataCopy},
@@ -331,12 +330,15 @@ void tst_DiskFull::oneOutput_data()
          ConvertDataWrite,
          ConvertDataWrite},
         {"at a chunk header",
-         {{fmt, chunkOf("note", g_heldBack - 4 - g_start - g_fmt - 8), chunkOf("tail", 20)}, 8, {}},
+         {{fmt, chunkOf("note", g_heldBack - 4 - g_outputStart - g_fmtChunkSize - 8),
+           chunkOf("tail", 20)},
+          8,
+          {}},
          g_page,
          ConvertDataWrite,
          ConvertDataWrite},
         {"within the fmt body",
-         {{chunkOf("note", g_heldBack - 4 - g_start - 8 - 8), fmt}, 8, {}},
+         {{chunkOf("note", g_heldBack - 4 - g_outputStart - 8 - 8), fmt}, 8, {}},
          g_page,
          ConvertDataWrite,
          ConvertDataCopy},
@@ -422,7 +424,7 @@ void tst_DiskFull::finishedOutputsStay()
         // The split counts 4 bytes for a fmt chunk.
         QCOMPARE(withoutDate(disk.file(u"a_0%1.wav"_s.arg(channel))),
                  wavBytes({bextWithoutDate(), fmtChunk({}), dataChunk(mono)},
-                          g_start + (8 + 4) + (8 + 2000)));
+                          g_outputStart + (8 + 4) + (8 + 2000)));
     }
     QVERIFY(sources.isUntouched());
 }
@@ -457,7 +459,7 @@ void tst_DiskFull::plainCopyTellsAFailedFlushOfItsSource()
     QCOMPARE(disk.names(), QStringList({u"a_bwf.wav"_s, u"b_bwf.wav"_s, u"c_bwf.wav"_s}));
     QCOMPARE(withoutDate(disk.file(u"a_bwf.wav"_s)), large.unfinishedBwf().left(g_page));
     const QByteArray finished =
-        small.unfinishedBwf().replace(4, 4, le32(g_start + g_fmt + 8 + 2000));
+        small.unfinishedBwf().replace(4, 4, le32(g_outputStart + g_fmtChunkSize + 8 + 2000));
     for (const QString& name : {u"b_bwf.wav"_s, u"c_bwf.wav"_s})
         QCOMPARE(withoutDate(disk.file(name)), isFull ? QByteArray() : finished);
     QVERIFY(sources.isUntouched());
@@ -496,8 +498,8 @@ void tst_DiskFull::deviceThatTakesNothing()
     QFETCH(bool, isLeft);
     const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
     const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
-    const QTemporaryDir out;
-    const QString output = out.filePath(name);
+    const TempDir out;
+    const QString output = out.path(name);
     QVERIFY(QFile::link(u"/dev/full"_s, output));
     CWavConverter converter(nullptr, sources.list());
     converter.setOutputDirectory(out.path());
@@ -517,8 +519,8 @@ void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
     const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
     const QByteArray file = wavBytes({fmtChunk({}), dataChunk("abcd")});
     const SourceDir sources({{u"a.wav"_s, file}, {u"b.wav"_s, file}});
-    const QTemporaryDir out;
-    QVERIFY(QFile::link(u"/dev/full"_s, out.filePath(u"a_bwf.wav"_s)));
+    const TempDir out;
+    QVERIFY(QFile::link(u"/dev/full"_s, out.path(u"a_bwf.wav"_s)));
     CWavConverter converter(nullptr, sources.list());
     converter.setOutputDirectory(out.path());
     const ConversionRun run = runAnswered({QMessageBox::Yes}, [&] {
@@ -526,7 +528,7 @@ void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
         return 0;
     });
     QCOMPARE(run.boxes.size(), 1);
-    QVERIFY(!QFile::exists(out.filePath(u"b_bwf.wav"_s)));
+    QVERIFY(!QFile::exists(out.path(u"b_bwf.wav"_s)));
 }
 
 void tst_DiskFull::everyWriteThatFailsIsTold_data()
@@ -554,7 +556,7 @@ void tst_DiskFull::everyWriteThatFailsIsTold()
     QMap<QString, QByteArray> complete;
     int writes = 1;
     for (int failing = 0; failing <= writes; ++failing) { // the first run has no defects
-        const QTemporaryDir out;
+        const TempDir out;
         CWavConverter converter(nullptr, sources.list());
         converter.setOutputDirectory(out.path());
         const int last = isOnce || failing == 0 ? failing : INT_MAX;
@@ -565,7 +567,7 @@ void tst_DiskFull::everyWriteThatFailsIsTold()
 
         QMap<QString, QByteArray> left;
         for (const QString& name : QDir(out.path()).entryList(QDir::Files))
-            left[name] = withoutDate(readFile(out.filePath(name)));
+            left[name] = withoutDate(out.bytes(name));
         QVERIFY(sources.isUntouched());
         if (failing == 0) {
             QCOMPARE(run.texts(), QStringList());
@@ -602,7 +604,7 @@ void tst_DiskFull::failureToCloseIsTold()
     QFETCH(Conversion, conversion);
     QFETCH(QStringList, names);
     const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
-    const QTemporaryDir out;
+    const TempDir out;
     CWavConverter converter(nullptr, sources.list());
     converter.setOutputDirectory(out.path());
     g_defects = {.dir = QFile::encodeName(out.path()), .failsToClose = true};

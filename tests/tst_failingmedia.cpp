@@ -4,13 +4,12 @@
 // The fortified read() of optimised builds could not be replaced.
 #undef _FORTIFY_SOURCE
 
+#include "convert/samplecopy.h"
 #include "tests/support/conversion.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
-#include "tests/support/wavbuilder.h"
 
 #include <QDir>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <fcntl.h>
@@ -213,8 +212,6 @@ extern "C" int stat(const char* name, struct stat* found) noexcept
 
 namespace {
 
-constexpr qint64 g_blockBytes = 524288; // of source data moved at once
-constexpr qint64 g_dataOffset = 12 + (8 + 16) + 8;
 constexpr int g_files = 3;
 
 QString channelFile(int number)
@@ -230,20 +227,20 @@ public:
     {
         for (int k = 1; k <= g_files; ++k) {
             m_samples.append(sampleBytes(5 * g_blockBytes / 2, k));
-            const QString path = m_dir.filePath(channelFile(k));
+            const QString path = m_dir.path(channelFile(k));
             if (!writeFile(path, wavBytes({fmtChunk({}), dataChunk(m_samples.last())})))
                 qFatal("%s cannot be written.", qPrintable(path));
             m_sources.add(path);
         }
     }
 
-    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QString path(const QString& name) const { return m_dir.path(name); }
     QList<CWavFileItem*> sources() const { return m_sources.list(); }
     QByteArray samples() const { return interleaved(m_samples, 2); }
     QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files); }
 
 private:
-    QTemporaryDir m_dir;
+    TempDir m_dir;
     QByteArrayList m_samples;
     Sources m_sources;
 };
@@ -321,7 +318,7 @@ void tst_FailingMedia::combineWhoseReadFails()
     CWavConverter converter(nullptr, take.sources());
     g_defects.path = QFile::encodeName(take.path(channelFile(file)));
     g_defects.calls[Read] = {1, isOnce ? 1 : INT_MAX};
-    g_defects.firstReadByte = g_dataOffset + (block - 1) * g_blockBytes;
+    g_defects.firstReadByte = g_sampleStart + (block - 1) * g_blockBytes;
     const ConversionRun run =
         runAnswered({QMessageBox::Ok}, [&converter] { return converter.monoToPoly(); });
     const int reads = std::exchange(g_defects, {}).calls[Read].calls;
@@ -365,17 +362,17 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
     const QByteArray source = wavBytes(
         {fmtChunk({.channels = isCombine ? 1 : 2}), chunk("note", sampleBytes(40000)),
          dataChunk(sampleBytes(600000)), chunk("bext", sampleBytes(40000)), chunk("tail", "1234")});
-    const QTemporaryDir sourceDir;
+    const TempDir sourceDir;
     Sources sources;
     for (const QString& name :
          isCombine ? QStringList{u"take_01.wav"_s, u"take_02.wav"_s} : QStringList{u"take.wav"_s}) {
-        QVERIFY(writeFile(sourceDir.filePath(name), source));
-        sources.add(sourceDir.filePath(name));
+        sourceDir.add(name, source);
+        sources.add(sourceDir.path(name));
     }
     QMap<QString, QByteArray> complete;
     int calls = 1;
     for (int failing = 0; failing <= calls; ++failing) { // the first run has no defects
-        const QTemporaryDir out;
+        const TempDir out;
         CWavConverter converter(nullptr, sources.list());
         converter.setOutputDirectory(out.path());
         g_defects.path = QFile::encodeName(sourceDir.path());
@@ -387,7 +384,7 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
 
         QMap<QString, QByteArray> left;
         for (const QString& name : QDir(out.path()).entryList(QDir::Files))
-            left[name] = readFile(out.filePath(name));
+            left[name] = out.bytes(name);
         if (failing == 0) {
             QCOMPARE(run.texts(), QStringList());
             complete = left;
@@ -411,7 +408,7 @@ void tst_FailingMedia::everyFailureOfASourceIsTold()
         // Up to its first chunk a failed split leaves the output, without samples.
         for (auto file = left.cbegin(); file != left.cend(); ++file) {
             QVERIFY2(file.value() == complete[file.key()]
-                         || (conversion == Conversion::Split && file->size() <= 12 + 866),
+                         || (conversion == Conversion::Split && file->size() <= g_outputStart),
                      qPrintable(which + file.key()));
         }
     }
@@ -436,8 +433,8 @@ void tst_FailingMedia::searchWithoutWayBackIsTold()
     QFETCH(const QByteArray, tail);
 
     const bool isCombine = conversion == Conversion::Combine;
-    const QTemporaryDir dir;
-    const QString path = dir.filePath(u"take_01.wav"_s);
+    const TempDir dir;
+    const QString path = dir.path(u"take_01.wav"_s);
     QVERIFY(writeFile(
         path, wavBytes({fmtChunk({.channels = isCombine ? 1 : 2}), dataChunk(sampleBytes(600000))})
                   + tail));
@@ -445,7 +442,7 @@ void tst_FailingMedia::searchWithoutWayBackIsTold()
     QMap<QString, qint64> complete;
     int calls = 1;
     for (int failing = 0; failing <= calls; ++failing) { // the first run has no defects
-        const QTemporaryDir out;
+        const TempDir out;
         CWavConverter converter(nullptr, sources.list());
         converter.setOutputDirectory(out.path());
         g_defects.path = QFile::encodeName(dir.path());
@@ -571,7 +568,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
                 continue;
             // A failed split leaves its output up to the first chunk, and a plain copy what it has
             // written.
-            const bool isStart = conversion == Conversion::Split && file->size() <= 12 + 866;
+            const bool isStart = conversion == Conversion::Split && file->size() <= g_outputStart;
             const bool isUnfinishedCopy =
                 conversion == Conversion::PlainToBwf
                 && (isTold || file->mid(4, 4) == le32(0) || file->isEmpty());

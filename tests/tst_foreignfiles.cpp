@@ -37,7 +37,6 @@ namespace {
 
 constexpr int g_monoCount = 3; // mono files of a take
 constexpr qint64 g_riff = 12;
-constexpr qint64 g_bext = 866;
 constexpr qint64 g_header = 8;
 
 constexpr int g_extensibleTag = 0xFFFE;
@@ -121,7 +120,7 @@ QByteArray rebuilt(const QByteArray& source, int channels, const QByteArray& sam
     qint64 riffSize = g_riff;
     if (!hasChunk(source, "bext")) {
         chunks.append(bextWithoutDate());
-        riffSize += g_bext;
+        riffSize += g_bextChunkSize;
     }
     for (const FoundChunk& found : chunksOf(source)) {
         riffSize += g_header;
