@@ -277,11 +277,13 @@ QStringList outputNames(Conversion conversion)
     return {u"take_bwf.wav"_s};
 }
 
-void addConversionRows()
+/// The outputs of a conversion into the folder out, without dates.
+QMap<QString, QByteArray> outputsBelow(const TempDir& dir)
 {
-    QTest::addColumn<Conversion>("conversion");
-    for (const auto& [conversion, name] : g_conversions)
-        QTest::newRow(name) << conversion;
+    QMap<QString, QByteArray> outputs;
+    for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
+        outputs[name] = withoutDate(dir.bytes(u"out/"_s + name));
+    return outputs;
 }
 
 } // namespace
@@ -537,9 +539,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
                                               [&] { return convert(converter, conversion); });
         const int made = std::exchange(g_defects, {}).calls[size_t(call)].calls;
 
-        QMap<QString, QByteArray> left;
-        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
-            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        const QMap<QString, QByteArray> left = outputsBelow(dir);
         for (auto file = sourceFiles.cbegin(); file != sourceFiles.cend(); ++file)
             QVERIFY2(dir.bytes(u"in/"_s + file.key()) == file.value(), qPrintable(file.key()));
         const auto asked = run.texts().filter(u"overwrite?"_s).size();
@@ -681,9 +681,7 @@ void tst_FailingMedia::identityThatChangesDoesNoHarm()
         const auto looks = std::exchange(g_defects, {}).looks;
         QCOMPARE(run.texts(), QStringList());
         QCOMPARE(run.result, int(ConvertOk));
-        QMap<QString, QByteArray> left;
-        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
-            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        const QMap<QString, QByteArray> left = outputsBelow(dir);
         if (!changes)
             complete = left;
         QCOMPARE(looks > 0, changes);
@@ -747,9 +745,7 @@ void tst_FailingMedia::shortCallsAreGoneOnWith()
         g_defects = {};
         QCOMPARE(run.texts(), QStringList());
         QCOMPARE(run.result, int(ConvertOk));
-        QMap<QString, QByteArray> left;
-        for (const QString& name : QDir(dir.path(u"out"_s)).entryList(QDir::Files))
-            left[name] = withoutDate(dir.bytes(u"out/"_s + name));
+        const QMap<QString, QByteArray> left = outputsBelow(dir);
         if (longest == SIZE_MAX)
             complete = left;
         QCOMPARE(left.keys(), outputNames(conversion));

@@ -87,7 +87,6 @@ private slots:
 
 private:
     static void addSourceRows();
-    static void addConversionRows();
 };
 
 namespace {
@@ -400,13 +399,6 @@ QString unreadable(const QStringList& names)
 }
 
 } // namespace
-
-void tst_Faults::addConversionRows()
-{
-    QTest::addColumn<Conversion>("conversion");
-    for (const auto& [conversion, name] : g_conversions)
-        QTest::newRow(name) << conversion;
-}
 
 void tst_Faults::addSourceRows()
 {

@@ -519,10 +519,7 @@ void tst_WavConverter::sourceListIsCopied()
 
 void tst_WavConverter::emptySourceList_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-
-    for (const auto& [conversion, name] : g_conversions)
-        QTest::newRow(name) << conversion;
+    addConversionRows();
 }
 
 void tst_WavConverter::emptySourceList()

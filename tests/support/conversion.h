@@ -92,6 +92,14 @@ constexpr std::pair<Conversion, const char*> g_conversions[] = {
     {Conversion::PlainToBwf, "plain copy"},
 };
 
+/// A row for each conversion.
+inline void addConversionRows()
+{
+    QTest::addColumn<Conversion>("conversion");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::newRow(name) << conversion;
+}
+
 /// Converts, and returns the result. A plain copy tells none, which counts as success.
 inline int convert(CWavConverter& converter, Conversion conversion)
 {
