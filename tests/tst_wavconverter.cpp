@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/support/conversion.h"
+#include "tests/support/conversionrequest.h"
 #include "tests/support/progresswatch.h"
-#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/teststreams.h"
 
@@ -35,7 +34,6 @@ private slots:
 
     void reportError_data();
     void reportError();
-    void reportNothing_data();
     void reportNothing();
     void reportErrorWithoutParent();
 
@@ -44,7 +42,7 @@ private slots:
     void outputDirectoryIsReplaced_data();
     void outputDirectoryIsReplaced();
     void sourceListIsCopied();
-    void emptySourceList_data();
+    void emptySourceList_data() { addConversionRows(); }
     void emptySourceList();
 
     void overwritePrompt_data();
@@ -55,16 +53,12 @@ private slots:
 
     void outputIsClosedBesideTheMaximum_data();
     void outputIsClosedBesideTheMaximum();
-    void errorBoxBeforeReturn_data();
-    void errorBoxBeforeReturn();
     void errorBoxBesideProgress_data();
     void errorBoxBesideProgress();
     void refusedBeforeTheProgress_data();
     void refusedBeforeTheProgress();
     void blockAlignZero_data();
     void blockAlignZero();
-    void blockAlignZeroOfAMissingSource_data() { blockAlignZero_data(); }
-    void blockAlignZeroOfAMissingSource();
 };
 
 namespace {
@@ -327,22 +321,12 @@ void tst_WavConverter::reportError()
     QCOMPARE(answer.box().parent, &parent);
 }
 
-void tst_WavConverter::reportNothing_data()
-{
-    QTest::addColumn<int>("code");
-
-    QTest::newRow("success") << 0;
-    QTest::newRow("cancelled") << 10;
-}
-
 void tst_WavConverter::reportNothing()
 {
-    QFETCH(int, code);
-    QWidget parent;
-    const CWavConverter converter(&parent, {});
-
+    const CWavConverter converter(nullptr, {});
     const MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
-    converter.reportError(code);
+    converter.reportError(ConvertOk);
+    converter.reportError(ConvertCancelled);
     QVERIFY(answer.wasAsked());
 }
 
@@ -517,22 +501,10 @@ void tst_WavConverter::sourceListIsCopied()
     QCOMPARE(work.names(), QStringList({u"take.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}));
 }
 
-void tst_WavConverter::emptySourceList_data()
-{
-    addConversionRows();
-}
-
 void tst_WavConverter::emptySourceList()
 {
     QFETCH(Conversion, conversion);
-    const TempDir work;
-    CWavConverter converter(nullptr, {});
-    converter.setOutputDirectory(work.path());
-
-    const MessageBoxAnswer noBox(QList<QMessageBox::StandardButton>{});
-    QCOMPARE(convert(converter, conversion), ConvertOk);
-    QVERIFY(noBox.wasAsked());
-    QCOMPARE(work.names(), QStringList());
+    checkRequest({.sources = {}}, conversion);
 }
 
 void tst_WavConverter::overwritePrompt_data()
@@ -563,40 +535,20 @@ void tst_WavConverter::overwritePrompt()
     QFETCH(QString, source);
     QFETCH(QString, output);
     QFETCH(QMessageBox::StandardButton, answer);
+    const QByteArray converted = conversion == Conversion::Split     ? splitBytes(1)
+                                 : conversion == Conversion::Combine ? combinedBytes(1)
+                                                                     : bwfBytes(sourceBytes(1));
+    const bool isOverwritten = answer == QMessageBox::Yes;
+    const bool isTold = isOverwritten || conversion == Conversion::PlainToBwf;
     const QByteArray old(5000, '-'); // longer than what comes
-
-    const TempDir work;
-    work.add(source, sourceBytes(1));
-    work.add(u"out/"_s + output, old);
-    Sources items;
-    items.add(work.path(source));
-    QWidget parent;
-    CWavConverter converter(&parent, items.list());
-    converter.setOutputDirectory(work.path(u"out"_s));
-
-    const MessageBoxAnswer prompt(answer);
-    const int error = convert(converter, conversion);
-    QVERIFY(prompt.wasAsked());
-    QCOMPARE(prompt.box().title, u"Splicora"_s);
-    QCOMPARE(prompt.box().text, overwriteQuestion(output, conversion));
-    QCOMPARE(prompt.box().icon, QMessageBox::Question);
-    QCOMPARE(prompt.box().buttons, QMessageBox::Yes | QMessageBox::Cancel);
-    QVERIFY(!prompt.box().hasDefaultButton);
-    QCOMPARE(prompt.box().parent, &parent);
-
-    QCOMPARE(work.names(), sorted({source, u"out/"_s + output}));
-    QCOMPARE(work.bytes(source), sourceBytes(1));
-    const QByteArray bytes = work.bytes(u"out/"_s + output);
-    if (answer == QMessageBox::Yes) {
-        QCOMPARE(error, ConvertOk);
-        const QByteArray expected = conversion == Conversion::Split     ? splitBytes(1)
-                                    : conversion == Conversion::Combine ? combinedBytes(1)
-                                                                        : bwfBytes(sourceBytes(1));
-        QCOMPARE(withoutDate(bytes), expected);
-    } else {
-        QCOMPARE(error, conversion == Conversion::PlainToBwf ? ConvertOk : ConvertCancelled);
-        QCOMPARE(bytes, old);
-    }
+    checkRequest({.before = {{source, sourceBytes(1)}, {u"out/"_s + output, old}},
+                  .sources = {source},
+                  .outputs = {{u"out/"_s + output, isOverwritten ? converted : old}},
+                  .outputDir = u"out"_s,
+                  .answers = {answer},
+                  .result = isTold ? ConvertOk : ConvertCancelled,
+                  .boxes = {overwriteQuestion(output, conversion)}},
+                 conversion);
 }
 
 void tst_WavConverter::progressDialog_data()
@@ -705,61 +657,6 @@ void tst_WavConverter::outputIsClosedBesideTheMaximum()
     QCOMPARE(openAtMaximum, QList<bool>{isOpen});
 }
 
-void tst_WavConverter::errorBoxBeforeReturn_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QByteArray>("source"); // what stands where the listed file stood
-    QTest::addColumn<QString>("outputDir");
-    QTest::addColumn<int>("error");
-    QTest::addColumn<QString>("reason");
-
-    const auto row = [](const char* name, Conversion conversion, const QByteArray& source,
-                        const QString& outputDir, int error, const QString& reason) {
-        QTest::newRow(name) << conversion << source << outputDir << error << reason;
-    };
-    const QByteArray wav = sourceBytes(1);
-    const QByteArray text = "nothing of the kind";
-    const QString open = u"Can not open file."_s;
-    const QString format = u"Illegal file format."_s;
-    row("split, source is gone", Conversion::Split, {}, u"out"_s, ConvertFileOpen, open);
-    row("combine, source is gone", Conversion::Combine, {}, u"out"_s, ConvertFileOpen, open);
-    row("split, output directory is missing", Conversion::Split, wav, u"missing"_s, ConvertFileOpen,
-        open);
-    row("combine, output directory is missing", Conversion::Combine, wav, u"missing"_s,
-        ConvertFileOpen, open);
-    row("split, source is no longer a recording", Conversion::Split, text, u"out"_s,
-        ConvertIllegalFormat, format);
-    row("combine, source is no longer a recording", Conversion::Combine, text, u"out"_s,
-        ConvertIllegalFormat, format);
-}
-
-void tst_WavConverter::errorBoxBeforeReturn()
-{
-    QFETCH(Conversion, conversion);
-    QFETCH(QByteArray, source);
-    QFETCH(QString, outputDir);
-    QFETCH(int, error);
-    QFETCH(QString, reason);
-
-    const TempDir work;
-    work.addFolder(u"out"_s);
-    if (!source.isEmpty())
-        work.add(u"take_01.wav"_s, source);
-    Sources items;
-    items.add(work.path(u"take_01.wav"_s), monoInfo());
-    QWidget parent;
-    CWavConverter converter(&parent, items.list());
-    converter.setOutputDirectory(work.path(outputDir));
-
-    const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(convert(converter, conversion), error);
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().title, u"Splicora"_s);
-    QCOMPARE(answer.box().text, errorText(qPrintable(reason)));
-    QCOMPARE(answer.box().icon, QMessageBox::Warning);
-    QCOMPARE(answer.box().parent, &parent);
-}
-
 void tst_WavConverter::errorBoxBesideProgress_data()
 {
     QTest::addColumn<Conversion>("conversion");
@@ -828,49 +725,37 @@ void tst_WavConverter::refusedBeforeTheProgress()
     QCOMPARE(shows.count(), 0);
 }
 
-void tst_WavConverter::blockAlignZeroOfAMissingSource()
-{
-    QFETCH(Conversion, conversion);
-    const TempDir work;
-    WavInfo info = monoInfo();
-    info.fmt.blockAlign = 0;
-    Sources items;
-    items.add(work.path(u"take_01.wav"_s), info);
-    CWavConverter converter(nullptr, items.list());
-    const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(convert(converter, conversion), ConvertFileOpen);
-    QVERIFY(answer.wasAsked());
-}
-
 void tst_WavConverter::blockAlignZero_data()
 {
     QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("existing"); // the output that would be asked about
-
-    QTest::newRow("split") << Conversion::Split << u"take_01_01.wav"_s;
-    QTest::newRow("combine") << Conversion::Combine << u"take_combined.wav"_s;
+    QTest::addColumn<Files>("before");
+    QTest::addColumn<int>("error");
+    const Files missing = {{u"take_combined.wav"_s, "old"}, {u"take_01_01.wav"_s, "old"}};
+    Files there = missing;
+    there[u"take_01.wav"_s] = sourceBytes(1);
+    QTest::newRow("split") << Conversion::Split << there << int(ConvertIllegalFormat);
+    QTest::newRow("combine") << Conversion::Combine << there << int(ConvertIllegalFormat);
+    QTest::newRow("split of a missing source")
+        << Conversion::Split << missing << int(ConvertFileOpen);
+    QTest::newRow("combine of a missing source")
+        << Conversion::Combine << missing << int(ConvertFileOpen);
 }
 
-/// The format is refused before anything is asked or touched.
+/// The format is refused before anything is asked or touched, but a source has to be there.
 void tst_WavConverter::blockAlignZero()
 {
     QFETCH(Conversion, conversion);
-    QFETCH(QString, existing);
-    const TempDir work;
-    work.add(u"take_01.wav"_s, sourceBytes(1));
-    work.add(existing, "old");
-    WavInfo info = monoInfo();
-    info.fmt.blockAlign = 0;
-    Sources items;
-    items.add(work.path(u"take_01.wav"_s), info);
-    CWavConverter converter(nullptr, items.list());
-
-    const MessageBoxAnswer answer(QMessageBox::Ok);
-    QCOMPARE(convert(converter, conversion), ConvertIllegalFormat);
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, errorText("Illegal file format."));
-    QCOMPARE(work.names(), sorted({u"take_01.wav"_s, existing}));
-    QCOMPARE(work.bytes(existing), "old"_ba);
+    QFETCH(Files, before);
+    QFETCH(int, error);
+    Files listed = before;
+    listed[u"take_01.wav"_s] = wavBytes({fmtChunk({.blockAlign = 0}), dataChunk("ab")});
+    checkRequest({.before = before,
+                  .sources = {u"take_01.wav"_s},
+                  .listed = listed,
+                  .result = error,
+                  .boxes = {errorText(error == ConvertFileOpen ? "Can not open file."
+                                                               : "Illegal file format.")}},
+                 conversion);
 }
 
 SPLICORA_TEST_MAIN(tst_WavConverter)
