@@ -37,24 +37,14 @@ private slots:
     void outputGoneWhileItIsWritten();
     void outputsAreOneFile_data();
     void outputsAreOneFile();
+    void outputIsReadByAnotherRequest_data();
     void outputIsReadByAnotherRequest();
-    void outputIsReadStillWhenATwinRequestHasEnded();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
-    void outputNameIsADirectory_data() { addConversionRows(); }
-    void outputNameIsADirectory();
-    void outputNameIsADanglingLink_data() { addConversionRows(); }
-    void outputNameIsADanglingLink();
-    void outputNameIsALinkToNowhere_data() { addConversionRows(); }
-    void outputNameIsALinkToNowhere();
-    void outputNameIsAPipe_data();
-    void outputNameIsAPipe();
-    void outputBecomesAPipeWhileItsQuestionStands_data() { addConversionRows(); }
-    void outputBecomesAPipeWhileItsQuestionStands();
+    void outputNameIsTaken_data();
+    void outputNameIsTaken();
     void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
     void outputDirectoryNameIsNoUnicode();
-    void outputDirectoryNameHoldsAZeroCharacter_data();
-    void outputDirectoryNameHoldsAZeroCharacter();
 
     void sourceIsNoFileAnyMore_data();
     void sourceIsNoFileAnyMore();
@@ -417,6 +407,11 @@ void tst_Faults::outputDirectoryThatTakesNoFile_data()
         QTest::addRow("%s into a regular file", name) << conversion << u"regular"_s;
         QTest::addRow("%s into a read-only directory", name) << conversion << u"read-only"_s;
         QTest::addRow("%s into a directory of the kernel", name) << conversion << u"/proc/self"_s;
+        // The system takes a name up to a zero character for the name of the output.
+        QTest::addRow("%s behind the name of its source", name)
+            << conversion << ListedTake(conversion).sourceName() + u"\0out"_s;
+        QTest::addRow("%s behind the name of a file that it has no part in", name)
+            << conversion << u"regular\0out"_s;
     }
 }
 
@@ -517,56 +512,42 @@ void tst_Faults::outputsAreOneFile()
     checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes});
 }
 
+void tst_Faults::outputIsReadByAnotherRequest_data()
+{
+    QTest::addColumn<bool>("hasTwin");
+    QTest::newRow("by one") << false;
+    QTest::newRow("by one still, when another that read it too has ended") << true;
+}
+
 /// A cancelled dialog hides before the conversion looks at it: the window can start another request
 /// meanwhile, which must not truncate what the first one still reads.
 void tst_Faults::outputIsReadByAnotherRequest()
 {
-    const TempDir dir;
-    const QString first = dir.path(u"take_01.wav"_s);
-    const QString second = dir.path(u"take.wav"_s);
-    QVERIFY(writeFile(first, stereoFile()));
-    QVERIFY(writeFile(second, stereoFile()));
-    const Sources firstSources({first});
-    const Sources secondSources({second});
-    CWavConverter firstRequest(nullptr, firstSources.list());
-    CWavConverter secondRequest(nullptr, secondSources.list());
-    int secondResult = ConvertOk;
-    const Once start(isProgressUp, [&] { secondResult = secondRequest.polyToMono(); });
+    QFETCH(const bool, hasTwin);
 
-    const ConversionRun run =
-        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return firstRequest.polyToMono(); });
-    QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
-                                       errorText("Can not open file.")}));
-    QCOMPARE(secondResult, int(ConvertFileOpen));
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(readFile(first), stereoFile());
-    QCOMPARE(withoutDate(dir.bytes(u"take_01_01.wav"_s)), splitOutput(g_left));
-    QCOMPARE(withoutDate(dir.bytes(u"take_01_02.wav"_s)), splitOutput(g_right));
-}
-
-/// Two requests read the same source, and one of them ends first.
-void tst_Faults::outputIsReadStillWhenATwinRequestHasEnded()
-{
     const TempDir dir;
     const Sources read({dir.add(u"take_01.wav"_s, stereoFile())});
     const Sources other({dir.add(u"take.wav"_s, stereoFile())});
-    CWavConverter request(nullptr, read.list());
+    CWavConverter reading(nullptr, read.list());
     CWavConverter twin(nullptr, read.list());
     CWavConverter overwriting(nullptr, other.list());
     int result = ConvertOk;
     const Once start(isProgressUp, [&] {
-        twin.plainToBwf();
+        if (hasTwin)
+            twin.plainToBwf();
         result = overwriting.polyToMono();
     });
 
     const ConversionRun run =
-        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return request.polyToMono(); });
+        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return reading.polyToMono(); });
     QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
                                        errorText("Can not open file.")}));
     QCOMPARE(result, int(ConvertFileOpen));
     QCOMPARE(run.result, int(ConvertOk));
-    QVERIFY(QFile::exists(dir.path(u"take_01_bwf.wav"_s)));
+    QCOMPARE(QFile::exists(dir.path(u"take_01_bwf.wav"_s)), hasTwin);
     QCOMPARE(dir.bytes(u"take_01.wav"_s), stereoFile());
+    QCOMPARE(withoutDate(dir.bytes(u"take_01_01.wav"_s)), splitOutput(g_left));
+    QCOMPARE(withoutDate(dir.bytes(u"take_01_02.wav"_s)), splitOutput(g_right));
 }
 
 void tst_Faults::outputReplacedWhileItIsWritten_data()
@@ -604,88 +585,64 @@ void tst_Faults::outputReplacedWhileItIsWritten()
     QCOMPARE(clicker.wasClicked(), isCancelled);
 }
 
-void tst_Faults::outputNameIsADirectory()
-{
-    QFETCH(const Conversion, conversion);
-
-    ListedTake take(conversion);
-    QVERIFY(QDir(take.dir()).mkdir(take.outputName()));
-    checkConversion(take, take.notOpened({overwriteQuestion(take.outputName(), conversion)}),
-                    {QMessageBox::Yes, QMessageBox::Ok});
-}
-
-void tst_Faults::outputNameIsADanglingLink()
-{
-    QFETCH(const Conversion, conversion);
-
-    ListedTake take(conversion);
-    QVERIFY(QFile::link(u"elsewhere"_s, take.path(take.outputName())));
-    // The link stays, and its target comes to be.
-    Entries outputs = take.outputs();
-    outputs[u"elsewhere"_s] = outputs.take(take.outputName());
-    checkConversion(take, take.success(outputs));
-}
-
-void tst_Faults::outputNameIsALinkToNowhere()
-{
-    QFETCH(const Conversion, conversion);
-
-    ListedTake take(conversion);
-    QVERIFY(QFile::link(u"missing/elsewhere"_s, take.path(take.outputName())));
-    checkConversion(take, take.notOpened());
-}
-
-void tst_Faults::outputNameIsAPipe_data()
+void tst_Faults::outputNameIsTaken_data()
 {
     QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<QString>("by");
     QTest::addColumn<QMessageBox::StandardButton>("answer");
-    QTest::addColumn<bool>("isLinked");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, to be overwritten", name) << conversion << QMessageBox::Yes << false;
-        QTest::addRow("%s, reached by a link, to be overwritten", name)
-            << conversion << QMessageBox::Yes << true;
-        QTest::addRow("%s, to be kept", name) << conversion << QMessageBox::Cancel << false;
+        for (const char* by : {"a directory", "a link to a new file", "a link to nowhere", "a pipe",
+                               "a link to a pipe", "a file that becomes a pipe"}) {
+            QTest::addRow("%s, by %s", name, by)
+                << conversion << QString::fromLatin1(by) << QMessageBox::Yes;
+        }
+        QTest::addRow("%s, by a pipe that is to be kept", name)
+            << conversion << u"a pipe"_s << QMessageBox::Cancel;
     }
 }
 
-/// Nobody reads at the other end, for which opening it would wait.
-void tst_Faults::outputNameIsAPipe()
+/// Nobody reads at the other end of a pipe, for which opening it would wait.
+void tst_Faults::outputNameIsTaken()
 {
     QFETCH(const Conversion, conversion);
+    QFETCH(const QString, by);
     QFETCH(const QMessageBox::StandardButton, answer);
-    QFETCH(const bool, isLinked);
 
     ListedTake take(conversion);
-    const QString pipe = isLinked ? u"pipe"_s : take.outputName();
-    QVERIFY(makePipe(take.path(pipe)));
-    if (isLinked)
-        QVERIFY(QFile::link(pipe, take.path(take.outputName())));
-    const QStringList asked = {overwriteQuestion(take.outputName(), conversion)};
-    checkConversion(take,
-                    answer == QMessageBox::Yes ? take.notOpened(asked)
-                                               : take.failure(ConvertCancelled, asked),
-                    {answer, QMessageBox::Ok});
+    const QString path = take.path(take.outputName());
+    const bool isLink = by.startsWith(u"a link"_s);
+    const QString target = by.endsWith(u"nowhere"_s) ? u"missing/elsewhere"_s : u"elsewhere"_s;
+    if (isLink)
+        QVERIFY(QFile::link(target, path));
+    if (by == u"a directory"_s)
+        QVERIFY(QDir().mkdir(path));
+    else if (by.startsWith(u"a file"_s))
+        QVERIFY(take.put(take.outputName(), "old"));
+    else if (by.endsWith(u"pipe"_s))
+        QVERIFY(makePipe(isLink ? take.path(target) : path));
+
+    QStringList asked;
+    if (!isLink || by.endsWith(u"pipe"_s))
+        asked.append(overwriteQuestion(take.outputName(), conversion));
+    Outcome expected =
+        answer == QMessageBox::Yes ? take.notOpened(asked) : take.failure(ConvertCancelled, asked);
+    if (by.endsWith(u"new file"_s)) {
+        // The link stays, and its target comes to be.
+        Entries outputs = take.outputs();
+        outputs[target] = outputs.take(take.outputName());
+        expected = take.success(outputs);
+    }
+    if (by.startsWith(u"a file"_s))
+        expected.entries[take.outputName()] = "neither file, directory nor link";
+    const Once replacement([&by] { return by.startsWith(u"a file"_s) && isQuestionUp(); },
+                           [&path] {
+                               QFile::remove(path);
+                               makePipe(path);
+                           });
+    checkConversion(take, expected, {answer, QMessageBox::Ok});
 }
 
 /// Half of a surrogate pair has no bytes of its own; the toolkit puts others in its place.
-void tst_Faults::outputBecomesAPipeWhileItsQuestionStands()
-{
-    QFETCH(const Conversion, conversion);
-    ListedTake take(conversion);
-    const QString path = take.path(take.outputName());
-    take.put(take.outputName(), "old");
-    const Once replacement(isQuestionUp, [&path] {
-        QFile::remove(path);
-        makePipe(path);
-    });
-    const ConversionRun run = take.convert({QMessageBox::Yes, QMessageBox::Ok});
-    QVERIFY(replacement.isDone());
-    const Outcome expected = take.notOpened({overwriteQuestion(take.outputName(), conversion)});
-    QCOMPARE(run.texts(), expected.boxes);
-    QCOMPARE(run.result, expected.result);
-    QCOMPARE(take.everything()[take.outputName()], QByteArray("neither file, directory nor link"));
-}
-
 void tst_Faults::outputDirectoryNameIsNoUnicode()
 {
     QFETCH(const Conversion, conversion);
@@ -701,29 +658,6 @@ void tst_Faults::outputDirectoryNameIsNoUnicode()
     QCOMPARE(run.texts(), QStringList{overwriteQuestion(take.outputName(), conversion)});
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(everythingIn(directory), take.outputs());
-}
-
-void tst_Faults::outputDirectoryNameHoldsAZeroCharacter_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<bool>("isSource");
-    for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("behind the name of the source of a %s", name) << conversion << true;
-        QTest::addRow("behind the name of a file that a %s has no part in", name)
-            << conversion << false;
-    }
-}
-
-/// The system takes the name up to that character for the name of the output.
-void tst_Faults::outputDirectoryNameHoldsAZeroCharacter()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const bool, isSource);
-
-    ListedTake take(conversion);
-    take.put(u"other"_s, "of another program");
-    const QString file = take.path(isSource ? take.sourceName() : u"other"_s);
-    checkConversion(take, take.notOpened(), {QMessageBox::Ok}, file + QChar::Null + u"out"_s);
 }
 
 void tst_Faults::sourceIsNoFileAnyMore_data()
