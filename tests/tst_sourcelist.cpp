@@ -21,16 +21,18 @@ const QStringList g_addButtons = {u"Add"_s, u"Add All"_s};
 const QStringList g_allButtons =
     g_addButtons + QStringList{u"Remove"_s, u"Remove All"_s, u"Convert"_s};
 
-/// Writes the files as "a.wav", "b.wav" and so on.
-void writeLetterFiles(const WindowDesk& desk, const QByteArrayList& files)
+/// The files as "a.wav", "b.wav" and so on.
+Files letterFiles(const QByteArrayList& contents)
 {
-    for (int i = 0; i < files.size(); ++i)
-        desk.dir.add(letterName(i), files[i]);
+    Files files;
+    for (int i = 0; i < contents.size(); ++i)
+        files[letterName(i)] = contents[i];
+    return files;
 }
 
-QByteArrayList equalFiles(int count)
+Files equalFiles(int count)
 {
-    return QByteArrayList(count, smallWav());
+    return letterFiles(QByteArrayList(count, smallWav()));
 }
 
 QList<int> upTo(int count)
@@ -133,9 +135,7 @@ private slots:
 
     void namesASourceAsTheFileListDoes()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(1));
-        desk.list();
+        const WindowDesk desk(equalFiles(1));
         desk.files->item(0, 0)->setText(u"shown otherwise"_s);
         desk.add({0});
         QCOMPARE(desk.sourceNames(), QStringList{u"shown otherwise"_s});
@@ -173,7 +173,7 @@ private slots:
     void addsTheSelectionOrAll_data()
     {
         QTest::addColumn<int>("function");
-        QTest::addColumn<QByteArrayList>("files");
+        QTest::addColumn<Files>("files");
         QTest::addColumn<QList<int>>("before");
         QTest::addColumn<QString>("command");
         QTest::addColumn<QList<int>>("selection");
@@ -184,151 +184,120 @@ private slots:
         const int poly = PolyToMonoFunction;
         const QString add = u"Add"_s;
         const QString addAll = u"Add All"_s;
-        const QList<int> none;
-        const QStringList noBox;
+        const auto row = [](const char* name, int function, const Files& files,
+                            const QList<int>& before, const QString& command,
+                            const QList<int>& selection, const QStringList& boxes,
+                            const QList<int>& after) {
+            QTest::newRow(name) << function << files << before << command << selection << boxes
+                                << after;
+        };
         const QByteArray usual = smallWav();
         const QByteArray longer = smallWav({}, 5);
 
-        QTest::newRow("one file") << mono << equalFiles(2) << none << add << QList<int>{1} << noBox
-                                  << QList<int>{1};
-        QTest::newRow("three files from top to bottom")
-            << mono << equalFiles(3) << none << add << upTo(3) << noBox << upTo(3);
-        QTest::newRow("three files from bottom to top come in the order of their selection")
-            << mono << equalFiles(3) << none << add << QList<int>{2, 1, 0} << noBox
-            << QList<int>{2, 1, 0};
-        QTest::newRow("files behind others, which stand at the positions of the selection")
-            << mono << equalFiles(4) << QList<int>{3, 2} << add << QList<int>{0, 1} << noBox
-            << QList<int>{3, 2, 0, 1};
-        QTest::newRow("nothing selected and no source")
-            << mono << equalFiles(1) << none << add << none << noBox << none;
-        QTest::newRow("nothing selected and one source")
-            << mono << equalFiles(2) << QList<int>{0} << add << none << noBox << QList<int>{0};
-        QTest::newRow("nothing selected and eight sources")
-            << mono << equalFiles(8) << upTo(8) << add << none << noBox << upTo(8);
-        QTest::newRow("all of three files whatever is selected")
-            << mono << equalFiles(3) << none << addAll << QList<int>{1} << noBox << upTo(3);
-        QTest::newRow("all of three files behind one of them")
-            << mono << equalFiles(3) << QList<int>{2} << addAll << none << QStringList{g_isSource}
-            << QList<int>{2, 0, 1};
+        row("one file", mono, equalFiles(2), {}, add, {1}, {}, {1});
+        row("three files from top to bottom", mono, equalFiles(3), {}, add, upTo(3), {}, upTo(3));
+        row("three files from bottom to top come in the order of their selection", mono,
+            equalFiles(3), {}, add, {2, 1, 0}, {}, {2, 1, 0});
+        row("files behind others, which stand at the positions of the selection", mono,
+            equalFiles(4), {3, 2}, add, {0, 1}, {}, {3, 2, 0, 1});
+        row("nothing selected and no source", mono, equalFiles(1), {}, add, {}, {}, {});
+        row("nothing selected and one source", mono, equalFiles(2), {0}, add, {}, {}, {0});
+        row("nothing selected and eight sources", mono, equalFiles(8), upTo(8), add, {}, {},
+            upTo(8));
+        row("all of three files whatever is selected", mono, equalFiles(3), {}, addAll, {1}, {},
+            upTo(3));
+        row("all of three files behind one of them", mono, equalFiles(3), {2}, addAll, {},
+            {g_isSource}, {2, 0, 1});
 
-        QTest::newRow("eight files at once")
-            << mono << equalFiles(9) << none << add << upTo(8) << noBox << upTo(8);
-        QTest::newRow("nine files at once")
-            << mono << equalFiles(9) << none << add << upTo(9) << QStringList{g_tooMany} << none;
-        QTest::newRow("the eighth file")
-            << mono << equalFiles(8) << upTo(7) << add << QList<int>{7} << noBox << upTo(8);
-        QTest::newRow("a ninth file") << mono << equalFiles(9) << upTo(8) << add << QList<int>{8}
-                                      << QStringList{g_tooMany} << upTo(8);
-        QTest::newRow("one of eight sources again")
-            << mono << equalFiles(8) << upTo(8) << add << QList<int>{3} << QStringList{g_tooMany}
-            << upTo(8);
-        QTest::newRow("two files to seven sources of which one is a source")
-            << mono << equalFiles(8) << upTo(7) << add << QList<int>{6, 7} << QStringList{g_tooMany}
-            << upTo(7);
-        QTest::newRow("three files to seven sources of which two are sources")
-            << mono << equalFiles(8) << upTo(7) << add << QList<int>{5, 6, 7}
-            << QStringList{g_tooMany} << upTo(7);
-        QTest::newRow("two files to seven sources of which one would fit")
-            << mono << equalFiles(9) << upTo(7) << add << QList<int>{7, 8} << QStringList{g_tooMany}
-            << upTo(7);
-        QTest::newRow("all of eight files")
-            << mono << equalFiles(8) << none << addAll << none << noBox << upTo(8);
-        QTest::newRow("all of nine files")
-            << mono << equalFiles(9) << none << addAll << none << QStringList{g_tooMany} << none;
-        QTest::newRow("all of six files to three sources that are among them")
-            << mono << equalFiles(6) << upTo(3) << addAll << none << QStringList{g_tooMany}
-            << upTo(3);
-        QTest::newRow("all of four files to four sources that are the same")
-            << mono << equalFiles(4) << upTo(4) << addAll << none
-            << QStringList{g_isSource, g_isSource, g_isSource, g_isSource} << upTo(4);
+        row("eight files at once", mono, equalFiles(9), {}, add, upTo(8), {}, upTo(8));
+        row("nine files at once", mono, equalFiles(9), {}, add, upTo(9), {g_tooMany}, {});
+        row("the eighth file", mono, equalFiles(8), upTo(7), add, {7}, {}, upTo(8));
+        row("a ninth file", mono, equalFiles(9), upTo(8), add, {8}, {g_tooMany}, upTo(8));
+        row("one of eight sources again", mono, equalFiles(8), upTo(8), add, {3}, {g_tooMany},
+            upTo(8));
+        row("two files to seven sources of which one is a source", mono, equalFiles(8), upTo(7),
+            add, {6, 7}, {g_tooMany}, upTo(7));
+        row("three files to seven sources of which two are sources", mono, equalFiles(8), upTo(7),
+            add, {5, 6, 7}, {g_tooMany}, upTo(7));
+        row("two files to seven sources of which one would fit", mono, equalFiles(9), upTo(7), add,
+            {7, 8}, {g_tooMany}, upTo(7));
+        row("all of eight files", mono, equalFiles(8), {}, addAll, {}, {}, upTo(8));
+        row("all of nine files", mono, equalFiles(9), {}, addAll, {}, {g_tooMany}, {});
+        row("all of six files to three sources that are among them", mono, equalFiles(6), upTo(3),
+            addAll, {}, {g_tooMany}, upTo(3));
+        row("all of four files to four sources that are the same", mono, equalFiles(4), upTo(4),
+            addAll, {}, {g_isSource, g_isSource, g_isSource, g_isSource}, upTo(4));
 
-        QTest::newRow("three files of which the middle one is a source")
-            << mono << equalFiles(3) << QList<int>{1} << add << upTo(3) << QStringList{g_isSource}
-            << QList<int>{1, 0, 2};
-        QTest::newRow("three files of which two are sources are refused one by one")
-            << mono << equalFiles(3) << QList<int>{0, 2} << add << upTo(3)
-            << QStringList{g_isSource, g_isSource} << QList<int>{0, 2, 1};
-        QTest::newRow("a source and no other file")
-            << mono << equalFiles(1) << QList<int>{0} << add << QList<int>{0}
-            << QStringList{g_isSource} << QList<int>{0};
-        QTest::newRow("a multichannel file that is a source")
-            << poly << QByteArrayList(2, smallWav({.channels = 2})) << QList<int>{0} << add
-            << QList<int>{0, 1} << QStringList{g_isSource} << QList<int>{0, 1};
+        row("three files of which the middle one is a source", mono, equalFiles(3), {1}, add,
+            upTo(3), {g_isSource}, {1, 0, 2});
+        row("three files of which two are sources are refused one by one", mono, equalFiles(3),
+            {0, 2}, add, upTo(3), {g_isSource, g_isSource}, {0, 2, 1});
+        row("a source and no other file", mono, equalFiles(1), {0}, add, {0}, {g_isSource}, {0});
+        row("a multichannel file that is a source", poly,
+            letterFiles(QByteArrayList(2, smallWav({.channels = 2}))), {0}, add, {0, 1},
+            {g_isSource}, {0, 1});
 
-        QTest::newRow("the first file may have any format")
-            << mono << QByteArrayList{usual, smallWav({.bits = 24, .rate = 8000}), usual} << none
-            << add << QList<int>{1} << noBox << QList<int>{1};
-        QTest::newRow("the second file is measured by the first source")
-            << mono << QByteArrayList{usual, smallWav({.bits = 24, .rate = 8000}), usual}
-            << QList<int>{1} << add << QList<int>{0} << QStringList{g_otherFormat} << QList<int>{1};
-        QTest::newRow("a longer file between two equal ones leaves a position behind the list")
-            << mono << QByteArrayList{usual, longer, usual} << none << add << upTo(3)
-            << QStringList{g_otherFormat} << QList<int>{0, 2};
-        QTest::newRow("two longer files before an equal one leave positions behind the list")
-            << mono << QByteArrayList{usual, longer, longer, usual} << none << addAll << none
-            << QStringList{g_otherFormat, g_otherFormat} << QList<int>{0, 3};
-        QTest::newRow("a file longer by one frame")
-            << mono << QByteArrayList{usual, longer} << QList<int>{0} << add << QList<int>{1}
-            << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("a file of another rate")
-            << mono << QByteArrayList{usual, smallWav({.rate = 44100})} << QList<int>{0} << add
-            << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("a file of another format tag")
-            << mono
-            << QByteArrayList{smallWav({.bits = 32, .tag = 1}), smallWav({.bits = 32, .tag = 3})}
-            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("a file of another byte rate alone")
-            << mono << QByteArrayList{usual, smallWav({.byteRate = 1})} << QList<int>{0} << add
-            << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("a file with one more chunk")
-            << mono
-            << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8)),
-                                               chunk("LIST", "INFO")})}
-            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("an equal file whose RIFF size says otherwise")
-            << mono
-            << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8))}, 45)}
-            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("a shorter data chunk in a file of the same RIFF size")
-            << mono
-            << QByteArrayList{wavBytes({fmtChunk({}), dataChunk(sampleBytes(16))}),
-                              wavBytes(
-                                  {fmtChunk({}), dataChunk(sampleBytes(4)), chunk("LIST", "INFO")})}
-            << QList<int>{0} << add << QList<int>{1} << QStringList{g_otherFormat} << QList<int>{0};
-        QTest::newRow("other samples in a file of the same format")
-            << mono << QByteArrayList{usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8, 7))})}
-            << QList<int>{0} << add << QList<int>{1} << noBox << QList<int>{0, 1};
-        QTest::newRow("a source, a longer file and an equal one are told apart in order")
-            << mono << QByteArrayList{usual, longer, usual, longer} << QList<int>{0} << add
-            << QList<int>{1, 0, 2, 3} << QStringList{g_otherFormat, g_isSource, g_otherFormat}
-            << QList<int>{0, 2};
-        QTest::newRow("multichannel files of eight formats stand together")
-            << poly
-            << QByteArrayList{smallWav({.channels = 2}),
-                              smallWav({.channels = 3}),
-                              smallWav({.channels = 2, .bits = 24}),
-                              smallWav({.channels = 2, .rate = 96000}),
-                              smallWav({.channels = 8}),
-                              smallWav({.channels = 10}),
-                              smallWav({.channels = 2, .bits = 32, .tag = 3}),
-                              smallWav({.channels = 2}, 99)}
-            << none << addAll << none << noBox << upTo(8);
-        QTest::newRow("a ninth multichannel file")
-            << poly << QByteArrayList(9, smallWav({.channels = 2})) << upTo(8) << add
-            << QList<int>{8} << QStringList{g_tooMany} << upTo(8);
+        row("the first file may have any format", mono,
+            letterFiles({usual, smallWav({.bits = 24, .rate = 8000}), usual}), {}, add, {1}, {},
+            {1});
+        row("the second file is measured by the first source", mono,
+            letterFiles({usual, smallWav({.bits = 24, .rate = 8000}), usual}), {1}, add, {0},
+            {g_otherFormat}, {1});
+        row("a longer file between two equal ones leaves a position behind the list", mono,
+            letterFiles({usual, longer, usual}), {}, add, upTo(3), {g_otherFormat}, {0, 2});
+        row("two longer files before an equal one leave positions behind the list", mono,
+            letterFiles({usual, longer, longer, usual}), {}, addAll, {},
+            {g_otherFormat, g_otherFormat}, {0, 3});
+        row("a file longer by one frame", mono, letterFiles({usual, longer}), {0}, add, {1},
+            {g_otherFormat}, {0});
+        row("a file of another rate", mono, letterFiles({usual, smallWav({.rate = 44100})}), {0},
+            add, {1}, {g_otherFormat}, {0});
+        row("a file of another format tag", mono,
+            letterFiles({smallWav({.bits = 32, .tag = 1}), smallWav({.bits = 32, .tag = 3})}), {0},
+            add, {1}, {g_otherFormat}, {0});
+        row("a file of another byte rate alone", mono,
+            letterFiles({usual, smallWav({.byteRate = 1})}), {0}, add, {1}, {g_otherFormat}, {0});
+        row("a file with one more chunk", mono,
+            letterFiles({usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8)),
+                                          chunk("LIST", "INFO")})}),
+            {0}, add, {1}, {g_otherFormat}, {0});
+        row("an equal file whose RIFF size says otherwise", mono,
+            letterFiles({usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8))}, 45)}), {0}, add,
+            {1}, {g_otherFormat}, {0});
+        row("a shorter data chunk in a file of the same RIFF size", mono,
+            letterFiles(
+                {wavBytes({fmtChunk({}), dataChunk(sampleBytes(16))}),
+                 wavBytes({fmtChunk({}), dataChunk(sampleBytes(4)), chunk("LIST", "INFO")})}),
+            {0}, add, {1}, {g_otherFormat}, {0});
+        row("other samples in a file of the same format", mono,
+            letterFiles({usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8, 7))})}), {0}, add,
+            {1}, {}, {0, 1});
+        row("a source, a longer file and an equal one are told apart in order", mono,
+            letterFiles({usual, longer, usual, longer}), {0}, add, {1, 0, 2, 3},
+            {g_otherFormat, g_isSource, g_otherFormat}, {0, 2});
+        row("multichannel files of eight formats stand together", poly,
+            letterFiles(
+                {smallWav({.channels = 2}), smallWav({.channels = 3}),
+                 smallWav({.channels = 2, .bits = 24}), smallWav({.channels = 2, .rate = 96000}),
+                 smallWav({.channels = 8}), smallWav({.channels = 10}),
+                 smallWav({.channels = 2, .bits = 32, .tag = 3}), smallWav({.channels = 2}, 99)}),
+            {}, addAll, {}, {}, upTo(8));
+        row("a ninth multichannel file", poly,
+            letterFiles(QByteArrayList(9, smallWav({.channels = 2}))), upTo(8), add, {8},
+            {g_tooMany}, upTo(8));
     }
 
     void addsTheSelectionOrAll()
     {
         QFETCH(const int, function);
-        QFETCH(const QByteArrayList, files);
+        QFETCH(const Files, files);
         QFETCH(const QList<int>, before);
         QFETCH(const QString, command);
         QFETCH(const QList<int>, selection);
         QFETCH(const QStringList, boxes);
         QFETCH(const QList<int>, after);
         const WindowDesk desk(function);
-        writeLetterFiles(desk, files);
+        desk.dir.add(files);
         QCOMPARE(desk.list(), QStringList());
         if (!before.isEmpty())
             QCOMPARE(desk.add(before), QStringList());
@@ -360,9 +329,7 @@ private slots:
 
     void refusesBeforeItTouchesTheButtons()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(9));
-        desk.list();
+        const WindowDesk desk(equalFiles(9));
         desk.add(upTo(8));
         findButton(&desk.window, u"Remove All"_s)->setEnabled(false);
         QCOMPARE(desk.add({8}), QStringList{g_tooMany});
@@ -388,7 +355,7 @@ private slots:
         const WindowDesk desk(PolyToMonoFunction);
         const QByteArray stereo = smallWav({.channels = 2});
         const QByteArray quad = smallWav({.channels = 4});
-        writeLetterFiles(desk, {stereo, quad, stereo, quad});
+        desk.dir.add(letterFiles({stereo, quad, stereo, quad}));
         desk.list();
         QCOMPARE(desk.add({0, 1}), QStringList());
         {
@@ -405,7 +372,7 @@ private slots:
         const WindowDesk desk;
         functionCombo(&desk.window)->addItem(u"third"_s);
         functionCombo(&desk.window)->setCurrentIndex(2);
-        writeLetterFiles(desk, {smallWav(), smallWav({.channels = 2})});
+        desk.dir.add(letterFiles({smallWav(), smallWav({.channels = 2})}));
         desk.list();
         QCOMPARE(desk.press(u"Add All"_s), QStringList());
         QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
@@ -413,9 +380,7 @@ private slots:
 
     void measuresByTheNewFirstSourceOnceTheOldOneIsRemoved()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, {smallWav(), smallWav({.bits = 24})});
-        desk.list();
+        const WindowDesk desk(letterFiles({smallWav(), smallWav({.bits = 24})}));
         desk.add({0});
         QCOMPARE(desk.add({1}), QStringList{g_otherFormat});
         desk.press(u"Remove All"_s);
@@ -427,7 +392,7 @@ private slots:
     void rowsAre20PixelsHighUntilTheyAreFitted()
     {
         const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(3));
+        desk.dir.add(equalFiles(3));
         const CurrentDirectory shortPath(desk.dir.path());
         desk.list(u"."_s);
         desk.add({1});
@@ -495,9 +460,7 @@ private slots:
         QFETCH(const int, column);
         QFETCH(const Qt::KeyboardModifiers, modifiers);
         QFETCH(const QList<int>, after);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(4));
-        desk.list();
+        const WindowDesk desk(equalFiles(4));
         selectRows(desk.files, selectedBefore);
         MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
         doubleClick(desk.files, row, column, modifiers);
@@ -509,9 +472,7 @@ private slots:
 
     void takesTheSelectionNotTheDoubleClickedCell()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(3));
-        desk.list();
+        const WindowDesk desk(equalFiles(3));
         selectRows(desk.files, {0, 2});
         emit desk.files->cellDoubleClicked(1, 3);
         QCOMPARE(desk.sourceNames(), letterNames({0, 2}));
@@ -570,9 +531,7 @@ private slots:
         QFETCH(const int, key);
         QFETCH(const Qt::KeyboardModifiers, modifiers);
         QFETCH(const QList<int>, after);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(5));
-        desk.list();
+        const WindowDesk desk(equalFiles(5));
         desk.add({0, 1, 2});
         selectRows(desk.files, {3, 4});
         selectRows(desk.sources, {0, 2});
@@ -585,9 +544,7 @@ private slots:
 
     void followsAKeyThatRepeatsItself()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(3));
-        desk.list();
+        const WindowDesk desk(equalFiles(3));
         selectRows(desk.files, {1});
         QKeyEvent add(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
         QCoreApplication::sendEvent(desk.files, &add);
@@ -610,9 +567,7 @@ private slots:
     {
         QFETCH(const bool, onFileList);
         QFETCH(const int, key);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
-        desk.list();
+        const WindowDesk desk(equalFiles(2));
         desk.add({0});
         selectRows(desk.files, {1});
         selectRows(desk.sources, {0});
@@ -626,9 +581,7 @@ private slots:
     {
         QFETCH(const bool, onFileList);
         QFETCH(const int, key);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
-        desk.list();
+        const WindowDesk desk(equalFiles(2));
         desk.add({0});
         selectRows(desk.files, {1});
         selectRows(desk.sources, {0});
@@ -668,9 +621,7 @@ private slots:
         QFETCH(const int, sources);
         QFETCH(const QList<int>, selection);
         QFETCH(const QList<int>, after);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(sources));
-        desk.list();
+        const WindowDesk desk(equalFiles(sources));
         desk.add(upTo(sources));
         selectRows(desk.sources, selection);
         QCOMPARE(selectedRows(desk.sources), selection);
@@ -689,9 +640,7 @@ private slots:
 
     void removesARangeSelectedWithShift()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(5));
-        desk.list();
+        const WindowDesk desk(equalFiles(5));
         desk.press(u"Add All"_s);
         selectRows(desk.sources, {3});
         const QRect second = desk.sources->visualItemRect(desk.sources->item(1, 0));
@@ -703,9 +652,7 @@ private slots:
 
     void putsAReturningSourceAtTheEnd()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(3));
-        desk.list();
+        const WindowDesk desk(equalFiles(3));
         desk.press(u"Add All"_s);
         selectRows(desk.sources, {0});
         desk.press(u"Remove"_s);
@@ -715,9 +662,7 @@ private slots:
 
     void removeAllOnAnEmptyTableLeavesItsButtonsDisabled()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(1));
-        desk.list();
+        const WindowDesk desk(equalFiles(1));
         desk.press(u"Remove All"_s);
         QCOMPARE(desk.enabledButtons(), g_addButtons);
         findButton(&desk.window, u"Remove All"_s)->setEnabled(true);
@@ -730,9 +675,7 @@ private slots:
 
     void nothingIsRemovedWithoutASelectionModel()
     {
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
-        desk.list();
+        const WindowDesk desk(equalFiles(2));
         desk.press(u"Add All"_s);
         const QStringList names = desk.sourceNames();
         const QStringList buttons = desk.enabledButtons();
@@ -748,7 +691,7 @@ private slots:
         QCOMPARE(desk.enabledButtons(), QStringList());
         QCOMPARE(desk.list(), QStringList{u"No wav files found."_s});
         QCOMPARE(desk.enabledButtons(), QStringList());
-        writeLetterFiles(desk, equalFiles(2));
+        desk.dir.add(equalFiles(2));
         desk.list();
         QCOMPARE(desk.enabledButtons(), g_addButtons);
         desk.add({0});
@@ -782,7 +725,7 @@ private slots:
     {
         QFETCH(const QString, entered);
         const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
+        desk.dir.add(equalFiles(2));
         desk.dir.add(u"mono/x.wav"_s, smallWav());
         desk.list();
         desk.press(u"Add All"_s);
@@ -805,7 +748,7 @@ private slots:
         QFETCH(const bool, withPolyFile);
         QFETCH(const QStringList, after);
         const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
+        desk.dir.add(equalFiles(2));
         if (withPolyFile)
             desk.dir.add(u"poly.wav"_s, smallWav({.channels = 2}));
         desk.list();
@@ -825,9 +768,7 @@ private slots:
     void addingFromAnEmptiedFileListChangesNothing()
     {
         QFETCH(const QString, command);
-        const WindowDesk desk;
-        writeLetterFiles(desk, equalFiles(2));
-        desk.list();
+        const WindowDesk desk(equalFiles(2));
         desk.press(u"Add All"_s);
         desk.list(desk.path(u"missing"_s));
         QCOMPARE(desk.files->rowCount(), 0);
@@ -874,7 +815,7 @@ private slots:
         WindowDesk desk;
         for (const QString& name : {u"none"_s, u"one"_s, u"two"_s})
             desk.dir.addFolder(name);
-        writeLetterFiles(desk, equalFiles(4));
+        desk.dir.add(equalFiles(4));
         for (const QString& name : {u"one/x.wav"_s, u"two/x.wav"_s, u"two/y.wav"_s})
             desk.dir.add(name, smallWav());
         desk.list();

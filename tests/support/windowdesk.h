@@ -20,6 +20,14 @@ struct WindowDesk
         functionCombo(&window)->setCurrentIndex(function);
     }
 
+    /// With these files in its directory, which is listed.
+    explicit WindowDesk(const Files& listed, int function = MonoToPolyFunction)
+        : WindowDesk(function)
+    {
+        dir.add(listed);
+        list();
+    }
+
     QString path(const QString& name) const { return dir.path(name); }
 
     /// Enters the directory. Returns the texts of the boxes that came up; all were closed.
