@@ -11,12 +11,9 @@
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <csignal>
 
 using namespace Qt::Literals::StringLiterals;
@@ -39,69 +36,18 @@ private slots:
     void initTestCase();
     void oneOutput_data();
     void oneOutput();
-    void finishedOutputsStay_data();
+    void finishedOutputsStay_data() { addMediumRows(); }
     void finishedOutputsStay();
-    void plainCopyTellsAFailedFlushOfItsSource_data();
+    void plainCopyTellsAFailedFlushOfItsSource_data() { addMediumRows(); }
     void plainCopyTellsAFailedFlushOfItsSource();
     void deviceThatTakesNothing_data();
     void deviceThatTakesNothing();
-    void plainCopyEndsAtAHeaderThatFails();
-    void everyWriteThatFailsIsTold_data();
-    void everyWriteThatFailsIsTold();
-    void failureToCloseIsTold_data();
-    void failureToCloseIsTold();
 
 private:
     static void addMediumRows();
 
     bool m_canMount = false;
 };
-
-namespace {
-
-/// A disk with defects: which of the writes into one directory fail, counted from 1.
-struct Defects
-{
-    QByteArray dir;
-    int first = 0;
-    int last = 0;
-    int writes = 0; ///< made so far
-    bool failsToClose = false;
-
-    bool isBelowDir(int descriptor) const
-    {
-        char path[PATH_MAX] = {};
-        const QByteArray link = "/proc/self/fd/" + QByteArray::number(descriptor);
-        return readlink(link.constData(), path, sizeof path - 1) > 0
-               && QByteArray(path).startsWith(dir);
-    }
-} g_defects;
-
-} // namespace
-
-/// Takes the place of the system call for the whole process.
-extern "C" ssize_t write(int descriptor, const void* bytes, size_t size)
-{
-    if (!g_defects.dir.isEmpty() && g_defects.isBelowDir(descriptor)) {
-        ++g_defects.writes;
-        if (g_defects.writes >= g_defects.first && g_defects.writes <= g_defects.last) {
-            errno = EIO;
-            return -1;
-        }
-    }
-    return syscall(SYS_write, descriptor, bytes, size);
-}
-
-/// The same for the call that some file systems, over a network, tell an earlier failure by.
-extern "C" int close(int descriptor)
-{
-    const bool fails = g_defects.failsToClose && g_defects.isBelowDir(descriptor);
-    const auto result = int(syscall(SYS_close, descriptor));
-    if (!fails)
-        return result;
-    errno = ENOSPC;
-    return -1;
-}
 
 namespace {
 
@@ -190,13 +136,7 @@ struct Layout
     }
 };
 
-struct SourceFile
-{
-    QString name;
-    QByteArray bytes;
-};
-
-QList<SourceFile> sourceFiles(Conversion conversion, Layout layout)
+Files sourceFiles(Conversion conversion, Layout layout)
 {
     switch (conversion) {
     case Conversion::Split:
@@ -221,29 +161,19 @@ QString textOf(int code)
 class SourceDir
 {
 public:
-    explicit SourceDir(const QList<SourceFile>& files)
+    explicit SourceDir(const Files& files)
         : m_files(files)
-    {
-        for (const SourceFile& file : m_files) {
-            if (!writeFile(m_dir.path(file.name), file.bytes))
-                qFatal("\"%s\" cannot be written.", qPrintable(file.name));
-            m_sources.add(m_dir.path(file.name));
-        }
-    }
+        , m_dir(files)
+        , m_sources(m_dir.paths(files.keys()))
+    { }
 
     QList<CWavFileItem*> list() const { return m_sources.list(); }
 
     /// Nothing was changed, added or removed.
-    bool isUntouched() const
-    {
-        return QDir(m_dir.path()).entryList(QDir::Files).size() == m_files.size()
-               && std::all_of(m_files.cbegin(), m_files.cend(), [this](const SourceFile& file) {
-                      return readFile(m_dir.path(file.name)) == file.bytes;
-                  });
-    }
+    bool isUntouched() const { return m_dir.files() == m_files; }
 
 private:
-    QList<SourceFile> m_files;
+    Files m_files;
     TempDir m_dir;
     Sources m_sources;
 };
@@ -270,84 +200,40 @@ void tst_DiskFull::oneOutput_data()
     const auto chunkOf = [](const char* id, qsizetype bytes) {
         return chunk(id, sampleBytes(bytes));
     };
-    struct Case
-    {
-        const char* name;
-        Layout layout;
-        qsizetype room;
-        int code;
-        int plainCode; // of the plain copy, which copies `fmt ` and `data` as any other chunk
-    };
-    const QList<Case> cases = {
-        {"at the header, which a short file holds back",
-         {{fmt}, 6000, {}},
-         0,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"at the header of a file that is longer than what is held back",
-         {{fmt}, 40000, {}},
-         0,
-         ConvertDataWrite,
-         ConvertDataCopy},
-        {"only at the flush", {{fmt}, 6000, {}}, g_page, ConvertDataWrite, ConvertDataWrite},
-        {"in the first block of the data, the last chunk",
-         {{fmt}, 40000, {}},
-         2 * g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"in the first block of the data, before another chunk",
-         {{fmt}, 40000, {chunkOf("note", 10)}},
-         2 * g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"in a later block of the data",
-         {{fmt}, 2000000, {chunkOf("note", 10)}},
-         400 * g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"just before the body of a copied chunk",
-         {{fmt, chunkOf("note", g_page - g_outputStart - g_fmtChunkSize - 8 - 8),
-           chunkOf("tail", 20000)},
-          8,
-          {}},
-         g_page,
-         ConvertDataCopy,
-         ConvertDataCopy},
-        {"within the body of a copied chunk",
-         {{fmt, chunkOf("note", 20000)}, 8, {}},
-         g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"within the body of the last chunk",
-         {{fmt}, 8, {chunkOf("note", 20000)}},
-         g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"at a chunk header",
-         {{fmt, chunkOf("note", g_heldBack - 4 - g_outputStart - g_fmtChunkSize - 8),
-           chunkOf("tail", 20)},
-          8,
-          {}},
-         g_page,
-         ConvertDataWrite,
-         ConvertDataWrite},
-        {"within the fmt body",
-         {{chunkOf("note", g_heldBack - 4 - g_outputStart - 8 - 8), fmt}, 8, {}},
-         g_page,
-         ConvertDataWrite,
-         ConvertDataCopy},
-    };
-    for (const auto& [medium, mediumName] : g_media) {
-        const QByteArray where = ", "_ba + mediumName + ": ";
-        for (const Case& row : cases) {
-            QTest::newRow(("split" + where + row.name).constData())
-                << medium << Conversion::Split << row.layout << row.room << row.code;
-            QTest::newRow(("combine" + where + row.name).constData())
-                << medium << Conversion::Combine << row.layout << row.room << row.code;
-            QTest::newRow(("plain copy" + where + row.name).constData())
-                << medium << Conversion::PlainToBwf << row.layout << row.room << row.plainCode;
+    constexpr int write = ConvertDataWrite;
+    constexpr int copy = ConvertDataCopy;
+    // The plain copy has a code of its own where it copies `fmt ` and `data` as any other chunk.
+    const auto add = [](const char* what, qsizetype room, int code, int plainCode,
+                        const Layout& layout) {
+        for (const auto& [medium, mediumName] : g_media) {
+            for (const auto& [conversion, name] : g_conversions) {
+                const bool isPlain = conversion == Conversion::PlainToBwf;
+                QTest::addRow("%s, %s: %s", name, mediumName, what)
+                    << medium << conversion << layout << room << (isPlain ? plainCode : code);
+            }
         }
-    }
+    };
+    add("at the header, which a short file holds back", 0, write, write, {{fmt}, 6000, {}});
+    add("at the header of a file that is longer than what is held back", 0, write, copy,
+        {{fmt}, 40000, {}});
+    add("only at the flush", g_page, write, write, {{fmt}, 6000, {}});
+    add("in the first block of the data, the last chunk", 2 * g_page, write, write,
+        {{fmt}, 40000, {}});
+    add("in the first block of the data, before another chunk", 2 * g_page, write, write,
+        {{fmt}, 40000, {chunkOf("note", 10)}});
+    add("in a later block of the data", 400 * g_page, write, write,
+        {{fmt}, 2000000, {chunkOf("note", 10)}});
+    const QByteArray toPage = chunkOf("note", g_page - g_outputStart - g_fmtChunkSize - 8 - 8);
+    add("just before the body of a copied chunk", g_page, copy, copy,
+        {{fmt, toPage, chunkOf("tail", 20000)}, 8, {}});
+    add("within the body of a copied chunk", g_page, write, write,
+        {{fmt, chunkOf("note", 20000)}, 8, {}});
+    add("within the body of the last chunk", g_page, write, write,
+        {{fmt}, 8, {chunkOf("note", 20000)}});
+    const qsizetype toHeader = g_heldBack - 4 - g_outputStart - 8;
+    add("at a chunk header", g_page, write, write,
+        {{fmt, chunkOf("note", toHeader - g_fmtChunkSize), chunkOf("tail", 20)}, 8, {}});
+    add("within the fmt body", g_page, write, copy, {{chunkOf("note", toHeader - 8), fmt}, 8, {}});
 }
 
 void tst_DiskFull::oneOutput()
@@ -386,11 +272,6 @@ void tst_DiskFull::addMediumRows()
         QTest::newRow(name) << medium;
 }
 
-void tst_DiskFull::finishedOutputsStay_data()
-{
-    addMediumRows();
-}
-
 void tst_DiskFull::finishedOutputsStay()
 {
     QFETCH(Medium, medium);
@@ -422,11 +303,6 @@ void tst_DiskFull::finishedOutputsStay()
                           g_outputStart + (8 + 4) + (8 + 2000)));
     }
     QVERIFY(sources.isUntouched());
-}
-
-void tst_DiskFull::plainCopyTellsAFailedFlushOfItsSource_data()
-{
-    addMediumRows();
 }
 
 /// Only the copies that fail have a box and keep RIFF size 0: the two behind the first fail where
@@ -466,153 +342,45 @@ void tst_DiskFull::deviceThatTakesNothing_data()
 {
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QStringList>("errors");
     QTest::addColumn<int>("code");
     QTest::addColumn<bool>("isLeft");
-
-    const QString question = u"\n\nDo you want to overwrite?"_s;
-    const QString exists = u"Output file already exists.\n"_s;
     QTest::newRow("split: the RIFF header fails as code 6, the output stays")
-        << Conversion::Split << u"take_01.wav"_s
-        << QStringList{exists + u"take_01.wav"_s + question, errorText("Data write error.")}
+        << Conversion::Split << u"take_01.wav"_s << QStringList{errorText("Data write error.")}
         << int(ConvertDataWrite) << true;
     QTest::newRow("combine: the RIFF header fails as code 5, the output goes")
         << Conversion::Combine << u"take_combined.wav"_s
-        << QStringList{exists + u"\ntake_combined.wav"_s + question, errorText("File write error.")}
-        << int(ConvertFileWrite) << false;
+        << QStringList{errorText("File write error.")} << int(ConvertFileWrite) << false;
     QTest::newRow("plain copy: the RIFF header fails in silence, the output stays")
-        << Conversion::PlainToBwf << u"take_bwf.wav"_s
-        << QStringList{exists + u"take_bwf.wav"_s + question} << int(ConvertOk) << true;
+        << Conversion::PlainToBwf << u"take_bwf.wav"_s << QStringList() << int(ConvertOk) << true;
 }
 
 /// A device cannot be positioned, so that already the RIFF header fails, which a file holds back.
+/// The request ends with it.
 void tst_DiskFull::deviceThatTakesNothing()
 {
     QFETCH(Conversion, conversion);
     QFETCH(QString, name);
-    QFETCH(QStringList, texts);
+    QFETCH(QStringList, errors);
     QFETCH(int, code);
     QFETCH(bool, isLeft);
     const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
-    const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
+    Files files = sourceFiles(conversion, {{fmtChunk({})}, 40, {}});
+    files[u"the next take.wav"_s] = files.first();
+    const SourceDir sources(files);
     const TempDir out;
-    const QString output = out.path(name);
-    QVERIFY(QFile::link(u"/dev/full"_s, output));
+    QVERIFY(QFile::link(u"/dev/full"_s, out.path(name)));
     CWavConverter converter(nullptr, sources.list());
     converter.setOutputDirectory(out.path());
 
     const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
                                           [&] { return convert(converter, conversion); });
 
-    QCOMPARE(run.texts(), texts);
+    QCOMPARE(run.texts(), QStringList{overwriteQuestion(name, conversion)} + errors);
     QCOMPARE(run.result, code);
-    QCOMPARE(QFileInfo(output).isSymLink(), isLeft);
+    QCOMPARE(QDir(out.path()).entryList(QDir::Files | QDir::System),
+             isLeft ? QStringList{name} : QStringList());
     QVERIFY(QFile::exists(u"/dev/full"_s));
-    QVERIFY(sources.isUntouched());
-}
-
-void tst_DiskFull::plainCopyEndsAtAHeaderThatFails()
-{
-    const ExpectedMessages seeks(u"QIODevice::seek (QFile, "_s);
-    const QByteArray file = wavBytes({fmtChunk({}), dataChunk("abcd")});
-    const SourceDir sources({{u"a.wav"_s, file}, {u"b.wav"_s, file}});
-    const TempDir out;
-    QVERIFY(QFile::link(u"/dev/full"_s, out.path(u"a_bwf.wav"_s)));
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(out.path());
-    const ConversionRun run = runAnswered({QMessageBox::Yes}, [&] {
-        converter.plainToBwf();
-        return 0;
-    });
-    QCOMPARE(run.boxes.size(), 1);
-    QVERIFY(!QFile::exists(out.path(u"b_bwf.wav"_s)));
-}
-
-void tst_DiskFull::everyWriteThatFailsIsTold_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<bool>("isOnce");
-    QTest::newRow("split, a single write fails") << Conversion::Split << true;
-    QTest::newRow("split, all writes from one on fail") << Conversion::Split << false;
-    QTest::newRow("combine, a single write fails") << Conversion::Combine << true;
-    QTest::newRow("combine, all writes from one on fail") << Conversion::Combine << false;
-    QTest::newRow("plain copy, a single write fails") << Conversion::PlainToBwf << true;
-    QTest::newRow("plain copy, all writes from one on fail") << Conversion::PlainToBwf << false;
-}
-
-/// The conversion runs once for each write that it makes, up to the last four bytes.
-void tst_DiskFull::everyWriteThatFailsIsTold()
-{
-    QFETCH(Conversion, conversion);
-    QFETCH(bool, isOnce);
-    const Layout layout = {{fmtChunk({}), chunk("note", sampleBytes(20000))},
-                           600000,
-                           {chunk("tail", sampleBytes(10)), chunk("last", sampleBytes(20000)),
-                            chunk("end ", sampleBytes(10))}};
-    const SourceDir sources(sourceFiles(conversion, layout));
-    QMap<QString, QByteArray> complete;
-    int writes = 1;
-    for (int failing = 0; failing <= writes; ++failing) { // the first run has no defects
-        const TempDir out;
-        CWavConverter converter(nullptr, sources.list());
-        converter.setOutputDirectory(out.path());
-        const int last = isOnce || failing == 0 ? failing : INT_MAX;
-        g_defects = {QFile::encodeName(out.path()), failing, last};
-        const ConversionRun run =
-            runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
-        const int made = std::exchange(g_defects, {}).writes;
-
-        QMap<QString, QByteArray> left;
-        for (const QString& name : QDir(out.path()).entryList(QDir::Files))
-            left[name] = withoutDate(out.bytes(name));
-        QVERIFY(sources.isUntouched());
-        if (failing == 0) {
-            QCOMPARE(run.texts(), QStringList());
-            complete = left;
-            writes = made;
-            QVERIFY(writes >= 6);
-            continue;
-        }
-        QVERIFY2(run.texts() == QStringList{textOf(ConvertDataWrite)}
-                     || run.texts() == QStringList{textOf(ConvertDataCopy)},
-                 qPrintable(
-                     u"write %1 of %2: %3"_s.arg(failing).arg(writes).arg(run.texts().join(u'|'))));
-        if (conversion == Conversion::PlainToBwf)
-            continue; // leaves what it has written
-        QVERIFY(run.result != ConvertOk);
-        QVERIFY(left.size() < complete.size());
-        for (auto file = left.cbegin(); file != left.cend(); ++file)
-            QVERIFY(file.value() == complete[file.key()]);
-    }
-}
-
-void tst_DiskFull::failureToCloseIsTold_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QStringList>("names");
-    QTest::newRow("split") << Conversion::Split << QStringList();
-    QTest::newRow("combine") << Conversion::Combine << QStringList();
-    QTest::newRow("plain copy, which leaves what it wrote")
-        << Conversion::PlainToBwf << QStringList{u"take_bwf.wav"_s};
-}
-
-void tst_DiskFull::failureToCloseIsTold()
-{
-    QFETCH(Conversion, conversion);
-    QFETCH(QStringList, names);
-    const SourceDir sources(sourceFiles(conversion, {{fmtChunk({})}, 40, {}}));
-    const TempDir out;
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(out.path());
-    g_defects = {.dir = QFile::encodeName(out.path()), .failsToClose = true};
-
-    const ConversionRun run =
-        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
-    g_defects = {};
-
-    QCOMPARE(run.texts(), QStringList{textOf(ConvertDataWrite)});
-    QCOMPARE(run.result, int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertDataWrite));
-    QCOMPARE(QDir(out.path()).entryList(QDir::Files), names);
     QVERIFY(sources.isUntouched());
 }
 
