@@ -30,6 +30,20 @@ void addSources(const WindowDesk& desk, const QByteArrayList& files)
         qFatal("The files did not become sources.");
 }
 
+/// A desk for the split whose sources have that many channels each; the first one is selected.
+struct PolyDesk : WindowDesk
+{
+    explicit PolyDesk(const QList<int>& channels)
+        : WindowDesk(PolyToMonoFunction)
+    {
+        QByteArrayList takes;
+        for (const int count : channels)
+            takes.append(poly(count));
+        addSources(*this, takes);
+        selectRows(sources, {0});
+    }
+};
+
 void toggle(const WindowDesk& desk, int channel)
 {
     QCheckBox* check = desk.channelCheck(channel);
@@ -143,9 +157,7 @@ private slots:
     void clearsWithTheList()
     {
         QFETCH(const QString, command);
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(4)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({4});
         QCOMPARE(desk.checkedChannels(), u"11110000"_s);
         desk.press(command);
         QCOMPARE(desk.sources->rowCount(), 0);
@@ -253,9 +265,7 @@ private slots:
     {
         QFETCH(const int, channel);
         QFETCH(const QString, checked);
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(8), poly(8)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({8, 8});
         toggle(desk, channel);
         QCOMPARE(desk.checkedChannels(), checked);
         selectRows(desk.sources, {1});
@@ -283,9 +293,7 @@ private slots:
     {
         QFETCH(const int, state);
         QFETCH(const QString, checked);
-        WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(2), poly(2)});
-        selectRows(desk.sources, {0});
+        PolyDesk desk({2, 2});
         toggle(desk, 2);
         callSlot(&desk.window, "ch2StateChanged", state);
         selectRows(desk.sources, {1});
@@ -335,9 +343,7 @@ private slots:
         QFETCH(const int, channels);
         QFETCH(const QList<int>, off);
         QFETCH(const QStringList, written);
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(channels)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({channels});
         for (const int channel : off)
             toggle(desk, channel);
         convertInto(desk, desk.dir.path());
@@ -346,9 +352,7 @@ private slots:
 
     void eachSourceKeepsItsOwnChannels()
     {
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(2), poly(2)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({2, 2});
         toggle(desk, 2);
         selectRows(desk.sources, {1});
         QCOMPARE(desk.checkedChannels(), u"11000000"_s);
@@ -386,9 +390,7 @@ private slots:
 
     void channelsStayWithoutASelectionModel()
     {
-        WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(2)});
-        selectRows(desk.sources, {0});
+        PolyDesk desk({2});
         toggle(desk, 2);
         QCOMPARE(desk.checkedChannels(), u"10000000"_s);
         delete desk.sources->selectionModel();
@@ -407,9 +409,7 @@ private slots:
     void aReturningSourceHasItsChannels()
     {
         QFETCH(const QString, command);
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(4), poly(4)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({4, 4});
         toggle(desk, 3);
         desk.press(command);
         QCOMPARE(desk.add({0}), QStringList());
@@ -421,9 +421,7 @@ private slots:
 
     void aNewListingSwitchesEveryChannelOn()
     {
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(4)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({4});
         toggle(desk, 1);
         QCOMPARE(desk.checkedChannels(), u"01110000"_s);
         desk.list();
@@ -466,9 +464,7 @@ private slots:
 
     void theCurrentRowIsShownAnewWhenItLeavesTheSelection()
     {
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(2), poly(2)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({2, 2});
         desk.choose(MonoToPolyFunction);
         QCOMPARE(desk.enabledChannels(), u"11000000"_s);
         const QRect cell = desk.sources->visualItemRect(desk.sources->item(0, 0));
@@ -480,9 +476,7 @@ private slots:
 
     void aBoxLeftEnabledByAChangeOfFunctionStillSwitches()
     {
-        const WindowDesk desk(PolyToMonoFunction);
-        addSources(desk, {poly(2), poly(2)});
-        selectRows(desk.sources, {0});
+        const PolyDesk desk({2, 2});
         desk.choose(MonoToPolyFunction);
         toggle(desk, 1);
         selectRows(desk.sources, {1});
