@@ -22,6 +22,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
 TREE = WORK / "tree"
 SECONDS_PER_MUTANT = 240
+# A test function in which a mutant never ends fails after this time.
+ENVIRONMENT = {**os.environ, "QTEST_FUNCTION_TIMEOUT": "60000"}  # milliseconds
 
 MUTANTS = [
     # wave/
@@ -141,7 +143,7 @@ MUTANTS = [
 def run(command, timeout=None):
     """The command's result, or None when it was ended after `timeout` seconds."""
     with subprocess.Popen(command, cwd=TREE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          text=True, start_new_session=True) as process:
+                          text=True, start_new_session=True, env=ENVIRONMENT) as process:
         try:
             output, _ = process.communicate(timeout=timeout)
         except subprocess.TimeoutExpired:
