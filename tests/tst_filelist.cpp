@@ -1,12 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
-#include "tests/support/messageboxanswer.h"
-#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
-#include "tests/support/wavbuilder.h"
-#include "tests/support/windowprobe.h"
-#include "ui/mainwindow.h"
+#include "tests/support/windowdesk.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -74,8 +70,8 @@ private slots:
 
 namespace {
 
-constexpr int g_monoToPoly = 0;
-constexpr int g_polyToMono = 1;
+constexpr int g_monoToPoly = MonoToPolyFunction;
+constexpr int g_polyToMono = PolyToMonoFunction;
 
 const auto g_noDirectory = u"The directory does not exist."_s;
 const auto g_noWavFiles = u"No wav files found."_s;
@@ -156,7 +152,28 @@ private:
     std::function<void()> m_look;
 };
 
-const QList<QMessageBox::StandardButton> g_noBox;
+/// A window, and a directory with these files.
+struct Desk : WindowDesk
+{
+    explicit Desk(const Files& contents, int function = g_monoToPoly)
+        : WindowDesk(function)
+    {
+        dir.add(contents);
+    }
+
+    /// Enters a directory. Tells all of the boxes that came up.
+    QStringList enter(const QString& directory) const
+    {
+        const MessageBoxAnswer answer(QMessageBox::Ok);
+        enterDirectory(&window, directory);
+        return describe(answer.boxes(), &window);
+    }
+
+    QStringList enter() const { return enter(dir.path()); }
+    QStringList names() const { return columnTexts(files, 0); }
+};
+
+const QStringList g_noBox;
 
 } // namespace
 
@@ -261,27 +278,20 @@ void tst_FileList::row()
     QFETCH(QByteArray, bytes);
     QFETCH(QStringList, texts);
 
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, bytes}});
-    CMainWindow window;
-    functionCombo(&window)->setCurrentIndex(function);
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, dir.path());
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(fileTable(&window)->rowCount(), 1);
-    QCOMPARE(rowTexts(fileTable(&window), 0), texts);
+    const Desk desk({{u"a.wav"_s, bytes}}, function);
+    QCOMPARE(desk.enter(), g_noBox);
+    QCOMPARE(desk.files->rowCount(), 1);
+    QCOMPARE(rowTexts(desk.files, 0), texts);
 }
 
 void tst_FileList::alignment()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    QCOMPARE(fileTable(&window)->rowCount(), 2);
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
+    desk.enter();
+    QCOMPARE(desk.files->rowCount(), 2);
     for (int row = 0; row < 2; ++row) {
         for (int column = 0; column < 6; ++column) {
-            const QTableWidgetItem* cell = fileTable(&window)->item(row, column);
+            const QTableWidgetItem* cell = desk.files->item(row, column);
             const Qt::Alignment side = column == 0 ? Qt::Alignment() : Qt::AlignRight;
             QCOMPARE(cell->data(Qt::TextAlignmentRole).toInt(), int(side | Qt::AlignVCenter));
             QCOMPARE(cell->toolTip(), QString());
@@ -291,13 +301,11 @@ void tst_FileList::alignment()
 
 void tst_FileList::fileOfOneMegabyte()
 {
-    const TempDir dir;
     const QByteArray bytes = wav(1, 1048584 - 44); // RIFF header, format and data header: 44
     QCOMPARE(bytes.size(), 1048584);
-    dir.add({{u"a.wav"_s, bytes}});
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    QCOMPARE(columnTexts(fileTable(&window), 5), QStringList(u"1024.0KB"_s));
+    const Desk desk({{u"a.wav"_s, bytes}});
+    desk.enter();
+    QCOMPARE(columnTexts(desk.files, 5), QStringList(u"1024.0KB"_s));
 }
 
 void tst_FileList::listing_data()
@@ -367,17 +375,10 @@ void tst_FileList::listing()
     QFETCH(int, function);
     QFETCH(QStringList, names);
 
-    const TempDir dir;
-    dir.add(files);
-    CMainWindow window;
-    functionCombo(&window)->setCurrentIndex(function);
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, dir.path());
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(columnTexts(fileTable(&window), 0), names);
-    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
-    QVERIFY(findButton(&window, u"Add All"_s)->isEnabled());
-    QVERIFY(!findButton(&window, u"Convert"_s)->isEnabled());
+    const Desk desk(files, function);
+    QCOMPARE(desk.enter(), g_noBox);
+    QCOMPARE(desk.names(), names);
+    QCOMPARE(desk.enabledButtons(), g_addButtons);
 }
 
 void tst_FileList::links_data()
@@ -397,14 +398,10 @@ void tst_FileList::links()
     QFETCH(QString, target);
     QFETCH(QStringList, names);
 
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"inner/target"_s, wav(1)}});
-    QVERIFY(QFile::link(target, dir.path(u"link.wav"_s)));
-    CMainWindow window;
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, dir.path());
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(columnTexts(fileTable(&window), 0), names);
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"inner/target"_s, wav(1)}});
+    QVERIFY(QFile::link(target, desk.path(u"link.wav"_s)));
+    QCOMPARE(desk.enter(), g_noBox);
+    QCOMPARE(desk.names(), names);
 }
 
 void tst_FileList::fileNames_data()
@@ -432,22 +429,17 @@ void tst_FileList::fileNames()
 {
     QFETCH(QString, name);
 
-    const TempDir dir;
-    dir.add({{name, damaged()}, {u"good.wav"_s, wav(1)}});
-    CMainWindow window;
-    MessageBoxAnswer unreadable(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(unreadable.boxes(), &window), QStringList(unreadableBox({name})));
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"good.wav"_s));
+    const Desk desk({{name, damaged()}, {u"good.wav"_s, wav(1)}});
+    QCOMPARE(desk.enter(), QStringList(unreadableBox({name})));
+    QCOMPARE(desk.names(), QStringList(u"good.wav"_s));
 
-    QVERIFY(QFile::remove(dir.path(u"good.wav"_s)));
-    dir.add(name, wav(1));
-    enterDirectory(&window, dir.path());
-    QCOMPARE(unreadable.boxes().size(), 1);
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(name));
-    clickButton(&window, u"Add All"_s);
-    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(name));
-    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(dir.path()));
+    QVERIFY(QFile::remove(desk.path(u"good.wav"_s)));
+    desk.dir.add(name, wav(1));
+    QCOMPARE(desk.enter(), g_noBox);
+    QCOMPARE(desk.names(), QStringList(name));
+    desk.press(u"Add All"_s);
+    QCOMPARE(desk.sourceNames(), QStringList(name));
+    QCOMPARE(columnTexts(desk.sources, 4), QStringList(desk.dir.path()));
 }
 
 void tst_FileList::directoryNames_data()
@@ -471,15 +463,11 @@ void tst_FileList::directoryNames()
 {
     QFETCH(QString, name);
 
-    const TempDir dir;
-    dir.add({{name + u"/a.wav"_s, wav(1)}, {u"other.wav"_s, wav(1)}});
-    CMainWindow window;
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, dir.path(name));
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    clickButton(&window, u"Add All"_s);
-    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(dir.path(name)));
+    const Desk desk({{name + u"/a.wav"_s, wav(1)}, {u"other.wav"_s, wav(1)}});
+    QCOMPARE(desk.enter(desk.path(name)), g_noBox);
+    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
+    desk.press(u"Add All"_s);
+    QCOMPARE(columnTexts(desk.sources, 4), QStringList(desk.path(name)));
 }
 
 void tst_FileList::directoryTexts_data()
@@ -502,35 +490,26 @@ void tst_FileList::directoryTexts()
     QFETCH(QString, text);
     QFETCH(QString, path);
 
-    const TempDir dir;
-    dir.add({{u"takes/a.wav"_s, wav(1)}, {u"outside.wav"_s, wav(1)}});
-    QVERIFY(QFile::link(u"takes"_s, dir.path(u"link"_s)));
-    const CurrentDirectory here(dir.path());
-    text.replace(u"DIR"_s, dir.path());
-    path.replace(u"DIR"_s, dir.path());
+    const Desk desk({{u"takes/a.wav"_s, wav(1)}, {u"outside.wav"_s, wav(1)}});
+    QVERIFY(QFile::link(u"takes"_s, desk.path(u"link"_s)));
+    const CurrentDirectory here(desk.dir.path());
+    text.replace(u"DIR"_s, desk.dir.path());
+    path.replace(u"DIR"_s, desk.dir.path());
 
-    CMainWindow window;
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, text);
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(currentDirEdit(&window)->text(), text);
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    clickButton(&window, u"Add All"_s);
-    QCOMPARE(columnTexts(sourceTable(&window), 4), QStringList(path));
+    QCOMPARE(desk.enter(text), g_noBox);
+    QCOMPARE(currentDirEdit(&desk.window)->text(), text);
+    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
+    desk.press(u"Add All"_s);
+    QCOMPARE(columnTexts(desk.sources, 4), QStringList(path));
 }
 
 void tst_FileList::rootDirectory()
 {
-    const TempDir dir;
-    dir.add(u"only here.wav"_s, wav(1));
-    const CurrentDirectory here(dir.path());
-    CMainWindow window;
-    const MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, u"/"_s);
+    const Desk desk({{u"only here.wav"_s, wav(1)}});
+    const CurrentDirectory here(desk.dir.path());
     // What lies there is the machine's business.
-    for (const SeenBox& box : answer.boxes())
-        QVERIFY(box.text != g_noDirectory);
-    QVERIFY(!columnTexts(fileTable(&window), 0).contains(u"only here.wav"_s));
+    QVERIFY(!desk.enter(u"/"_s).contains(informationBox(g_noDirectory)));
+    QVERIFY(!desk.names().contains(u"only here.wav"_s));
 }
 
 void tst_FileList::nothingListed_data()
@@ -577,16 +556,11 @@ void tst_FileList::nothingListed()
     QFETCH(int, function);
     QFETCH(QString, text);
 
-    const TempDir dir;
-    dir.add(files);
-    CMainWindow window;
-    functionCombo(&window)->setCurrentIndex(function);
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, directory == u" "_s ? directory : dir.path(directory));
-    QCOMPARE(describe(answer.boxes(), &window), QStringList(informationBox(text)));
-    QCOMPARE(fileTable(&window)->rowCount(), 0);
-    QVERIFY(!findButton(&window, u"Add"_s)->isEnabled());
-    QVERIFY(!findButton(&window, u"Add All"_s)->isEnabled());
+    const Desk desk(files, function);
+    QCOMPARE(desk.enter(directory == u" "_s ? directory : desk.path(directory)),
+             QStringList(informationBox(text)));
+    QCOMPARE(desk.files->rowCount(), 0);
+    QCOMPARE(desk.enabledButtons(), QStringList());
 }
 
 void tst_FileList::unreadableFiles_data()
@@ -618,96 +592,69 @@ void tst_FileList::unreadableFiles()
 {
     QFETCH(QByteArray, bytes);
 
-    const TempDir dir;
-    dir.add({{u"bad.wav"_s, bytes}, {u"good.wav"_s, wav(1)}});
-    CMainWindow window;
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"bad.wav"_s})));
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"good.wav"_s));
-    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
+    const Desk desk({{u"bad.wav"_s, bytes}, {u"good.wav"_s, wav(1)}});
+    QCOMPARE(desk.enter(), QStringList(unreadableBox({u"bad.wav"_s})));
+    QCOMPARE(desk.names(), QStringList(u"good.wav"_s));
+    QCOMPARE(desk.enabledButtons(), g_addButtons);
 }
 
 void tst_FileList::unreadableFilesAreToldLast()
 {
-    const TempDir first;
-    first.add({{u"1.wav"_s, wav(1)}});
-    const TempDir dir;
-    dir.add({{u"d.wav"_s, damaged()},
-             {u"B.wav"_s, damaged()},
-             {u"a.wav"_s, QByteArray()},
-             {u"c.wav"_s, wav(1)},
-             {u"e.wav"_s, wav(2)}});
-    CMainWindow window;
-    enterDirectory(&window, first.path());
-    clickButton(&window, u"Add All"_s);
-    QCOMPARE(sourceTable(&window)->rowCount(), 1);
+    const Desk desk({{u"first/1.wav"_s, wav(1)},
+                     {u"d.wav"_s, damaged()},
+                     {u"B.wav"_s, damaged()},
+                     {u"a.wav"_s, QByteArray()},
+                     {u"c.wav"_s, wav(1)},
+                     {u"e.wav"_s, wav(2)}});
+    desk.enter(desk.path(u"first"_s));
+    desk.press(u"Add All"_s);
+    QCOMPARE(desk.sources->rowCount(), 1);
 
     QStringList listed;
     int sources = -1;
-    bool canAdd = false, canConvert = true;
+    QStringList enabled;
     const BoxWatcher watcher([&] {
-        listed = columnTexts(fileTable(&window), 0);
-        sources = sourceTable(&window)->rowCount();
-        canAdd = findButton(&window, u"Add"_s)->isEnabled();
-        canConvert = findButton(&window, u"Convert"_s)->isEnabled();
+        listed = desk.names();
+        sources = desk.sources->rowCount();
+        enabled = desk.enabledButtons();
     });
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(answer.boxes(), &window),
-             QStringList(unreadableBox({u"B.wav"_s, u"a.wav"_s, u"d.wav"_s})));
+    QCOMPARE(desk.enter(), QStringList(unreadableBox({u"B.wav"_s, u"a.wav"_s, u"d.wav"_s})));
     QCOMPARE(listed, QStringList(u"c.wav"_s));
     QCOMPARE(sources, 0);
-    QVERIFY(canAdd);
-    QVERIFY(!canConvert);
+    QCOMPARE(enabled, g_addButtons);
 }
 
 void tst_FileList::fileWithoutPermissionIsTold()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
-    QCOMPARE(chmod(QFile::encodeName(dir.path()).constData(), 0755), 0);
-    QCOMPARE(chmod(QFile::encodeName(dir.path(u"a.wav"_s)).constData(), 0644), 0);
-    QCOMPARE(chmod(QFile::encodeName(dir.path(u"b.wav"_s)).constData(), 0), 0);
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
+    QCOMPARE(chmod(QFile::encodeName(desk.dir.path()).constData(), 0755), 0);
+    QCOMPARE(chmod(QFile::encodeName(desk.path(u"a.wav"_s)).constData(), 0644), 0);
+    QCOMPARE(chmod(QFile::encodeName(desk.path(u"b.wav"_s)).constData(), 0), 0);
     const uid_t kept = geteuid();
     if (kept == 0)
         QCOMPARE(seteuid(65534), 0);
     const auto back = qScopeGuard([kept] { (void)!seteuid(kept); });
-    CMainWindow window;
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"b.wav"_s})));
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
 }
 
 void tst_FileList::unreadablePipeDoesNotBlock()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}});
-    const QString pipe = dir.path(u"pipe.wav"_s);
+    const Desk desk({{u"a.wav"_s, wav(1)}});
+    const QString pipe = desk.path(u"pipe.wav"_s);
     QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    QVERIFY(QFile::link(pipe, dir.path(u"link.wav"_s)));
-    CMainWindow window;
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(answer.boxes(), &window), QStringList(unreadableBox({u"link.wav"_s})));
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
+    QVERIFY(QFile::link(pipe, desk.path(u"link.wav"_s)));
+    QCOMPARE(desk.enter(), QStringList(unreadableBox({u"link.wav"_s})));
+    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
 }
 
 void tst_FileList::emptyTextKeepsEverything()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}});
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    MessageBoxAnswer answer(g_noBox);
-    enterDirectory(&window, QString());
-    QVERIFY(answer.wasAsked());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"a.wav"_s));
-    QVERIFY(findButton(&window, u"Add"_s)->isEnabled());
-    QVERIFY(findButton(&window, u"Convert"_s)->isEnabled());
+    const Desk desk({{u"a.wav"_s, wav(1)}});
+    desk.enter();
+    desk.press(u"Add All"_s);
+    QCOMPARE(desk.enter(QString()), g_noBox);
+    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
+    QCOMPARE(desk.sourceNames(), QStringList(u"a.wav"_s));
+    QCOMPARE(desk.enabledButtons(), g_allButtons);
 }
 
 void tst_FileList::failedListingEmptiesTheTable_data()
@@ -730,66 +677,52 @@ void tst_FileList::failedListingEmptiesTheTable()
     QFETCH(QString, directory);
     QFETCH(QString, text);
 
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
-    dir.add(files);
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path(directory));
-    QCOMPARE(describe(answer.boxes(), &window), QStringList(informationBox(text)));
-    QCOMPARE(fileTable(&window)->rowCount(), 0);
-    QCOMPARE(fileTable(&window)->columnCount(), 6);
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
+    desk.dir.add(files);
+    desk.enter();
+    desk.press(u"Add All"_s);
+    QCOMPARE(desk.enter(desk.path(directory)), QStringList(informationBox(text)));
+    QCOMPARE(desk.files->rowCount(), 0);
+    QCOMPARE(desk.files->columnCount(), 6);
     // The sources survive, and no button changes.
-    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList({u"a.wav"_s, u"b.wav"_s}));
-    for (const QString& button :
-         {u"Add"_s, u"Add All"_s, u"Remove"_s, u"Remove All"_s, u"Convert"_s})
-        QVERIFY2(findButton(&window, button)->isEnabled(), qPrintable(button));
+    QCOMPARE(desk.sourceNames(), QStringList({u"a.wav"_s, u"b.wav"_s}));
+    QCOMPARE(desk.enabledButtons(), g_allButtons);
 }
 
 void tst_FileList::sameDirectoryListedAgain()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    QVERIFY(QFile::remove(dir.path(u"a.wav"_s)));
-    dir.add({{u"b.wav"_s, wav(1, 2000)}, {u"c.wav"_s, wav(1)}});
-    enterDirectory(&window, dir.path());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList({u"b.wav"_s, u"c.wav"_s}));
-    QCOMPARE(columnTexts(fileTable(&window), 5), QStringList({u"2.0KB"_s, u"100.0B"_s}));
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
+    desk.enter();
+    QVERIFY(QFile::remove(desk.path(u"a.wav"_s)));
+    desk.dir.add({{u"b.wav"_s, wav(1, 2000)}, {u"c.wav"_s, wav(1)}});
+    desk.enter();
+    QCOMPARE(desk.names(), QStringList({u"b.wav"_s, u"c.wav"_s}));
+    QCOMPARE(columnTexts(desk.files, 5), QStringList({u"2.0KB"_s, u"100.0B"_s}));
 }
 
 void tst_FileList::functionChangeReadsTheDirectoryAgain()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(2)}});
-    CMainWindow window;
-    enterDirectory(&window, dir.path());
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"a.wav"_s));
-    dir.add({{u"a.wav"_s, wav(4)}, {u"new.wav"_s, wav(3)}});
-    functionCombo(&window)->setCurrentIndex(g_polyToMono);
-    QCOMPARE(columnTexts(fileTable(&window), 0),
-             QStringList({u"a.wav"_s, u"b.wav"_s, u"new.wav"_s}));
-    QCOMPARE(columnTexts(fileTable(&window), 2), QStringList({u"4"_s, u"2"_s, u"3"_s}));
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(2)}});
+    desk.enter();
+    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
+    desk.dir.add({{u"a.wav"_s, wav(4)}, {u"new.wav"_s, wav(3)}});
+    desk.choose(g_polyToMono);
+    QCOMPARE(desk.names(), QStringList({u"a.wav"_s, u"b.wav"_s, u"new.wav"_s}));
+    QCOMPARE(columnTexts(desk.files, 2), QStringList({u"4"_s, u"2"_s, u"3"_s}));
 }
 
 void tst_FileList::functionChangeShowsTheOtherFiles()
 {
-    const TempDir dir;
-    dir.add({{u"1.wav"_s, wav(1)}, {u"2.wav"_s, wav(2)}});
-    CMainWindow window;
-    window.show();
-    enterDirectory(&window, dir.path());
-    clickButton(&window, u"Add All"_s);
-    QCOMPARE(columnTexts(sourceTable(&window), 0), QStringList(u"1.wav"_s));
-    MessageBoxAnswer answer(g_noBox);
-    QTest::keyClick(functionCombo(&window), Qt::Key_Down);
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"2.wav"_s));
-    QCOMPARE(sourceTable(&window)->rowCount(), 0);
-    QTest::keyClick(functionCombo(&window), Qt::Key_Up);
-    QCOMPARE(columnTexts(fileTable(&window), 0), QStringList(u"1.wav"_s));
+    const Desk desk({{u"1.wav"_s, wav(1)}, {u"2.wav"_s, wav(2)}});
+    desk.enter();
+    desk.press(u"Add All"_s);
+    QCOMPARE(desk.sourceNames(), QStringList(u"1.wav"_s));
+    const MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+    QTest::keyClick(functionCombo(&desk.window), Qt::Key_Down);
+    QCOMPARE(desk.names(), QStringList(u"2.wav"_s));
+    QCOMPARE(desk.sources->rowCount(), 0);
+    QTest::keyClick(functionCombo(&desk.window), Qt::Key_Up);
+    QCOMPARE(desk.names(), QStringList(u"1.wav"_s));
     QVERIFY(answer.wasAsked());
 }
 
@@ -840,29 +773,23 @@ void tst_FileList::furtherFunctions()
     QFETCH(QStringList, listed);
     QFETCH(QStringList, boxes);
 
-    const TempDir dir;
-    dir.add(files);
-    CMainWindow window;
-    functionCombo(&window)->addItems({u"third"_s, u"fourth"_s});
-    functionCombo(&window)->setCurrentIndex(function);
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QCOMPARE(describe(answer.boxes(), &window), boxes);
-    QCOMPARE(columnTexts(fileTable(&window), 0), listed);
-    QCOMPARE(findButton(&window, u"Add"_s)->isEnabled(), !listed.isEmpty());
+    const Desk desk(files);
+    functionCombo(&desk.window)->addItems({u"third"_s, u"fourth"_s});
+    functionCombo(&desk.window)->setCurrentIndex(function);
+    QCOMPARE(desk.enter(), boxes);
+    QCOMPARE(desk.names(), listed);
+    QCOMPARE(desk.enabledButtons(), listed.isEmpty() ? QStringList() : g_addButtons);
 }
 
 void tst_FileList::waitCursor()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
-    CMainWindow window;
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
     QList<Qt::CursorShape> shapes;
-    connect(fileTable(&window)->model(), &QAbstractItemModel::rowsInserted, this, [&shapes] {
+    connect(desk.files->model(), &QAbstractItemModel::rowsInserted, this, [&shapes] {
         const QCursor* cursor = QGuiApplication::overrideCursor();
         shapes.append(cursor ? cursor->shape() : Qt::ArrowCursor);
     });
-    enterDirectory(&window, dir.path());
+    desk.enter();
     QCOMPARE(shapes, QList<Qt::CursorShape>({Qt::WaitCursor, Qt::WaitCursor}));
     QVERIFY(!QGuiApplication::overrideCursor());
 }
@@ -884,31 +811,25 @@ void tst_FileList::cursorIsRestoredBeforeEveryBox()
     QFETCH(Files, files);
     QFETCH(QString, directory);
 
-    const TempDir dir;
-    dir.add(files);
-    CMainWindow window;
+    const Desk desk(files);
     QList<bool> overridden;
     const BoxWatcher watcher(
         [&overridden] { overridden.append(QGuiApplication::overrideCursor() != nullptr); });
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path(directory));
-    QVERIFY(answer.wasAsked());
+    QCOMPARE(desk.enter(desk.path(directory)).size(), 1);
     QCOMPARE(overridden, QList<bool>({false}));
 }
 
 void tst_FileList::listedFilesStayClosed()
 {
-    const TempDir dir;
-    dir.add({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, damaged()}});
-    CMainWindow window;
-    MessageBoxAnswer answer(QMessageBox::Ok);
-    enterDirectory(&window, dir.path());
-    QVERIFY(answer.wasAsked());
+    const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, damaged()}});
+    QCOMPARE(desk.enter().size(), 1);
     const QDir open(u"/proc/self/fd"_s);
     if (!open.exists())
         QSKIP("Open files cannot be seen here.");
-    for (const QFileInfo& file : open.entryInfoList(QDir::Files | QDir::System))
-        QVERIFY2(!file.symLinkTarget().startsWith(dir.path()), qPrintable(file.symLinkTarget()));
+    for (const QFileInfo& file : open.entryInfoList(QDir::Files | QDir::System)) {
+        QVERIFY2(!file.symLinkTarget().startsWith(desk.dir.path()),
+                 qPrintable(file.symLinkTarget()));
+    }
 }
 
 SPLICORA_TEST_MAIN(tst_FileList)

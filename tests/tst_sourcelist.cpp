@@ -17,10 +17,6 @@ const QString g_tooMany = u"Can not add to source more than 8 files."_s;
 const QString g_isSource = u"The file already exists on source."_s;
 const QString g_otherFormat = u"Can not add to source due to different format."_s;
 
-const QStringList g_addButtons = {u"Add"_s, u"Add All"_s};
-const QStringList g_allButtons =
-    g_addButtons + QStringList{u"Remove"_s, u"Remove All"_s, u"Convert"_s};
-
 /// The files as "a.wav", "b.wav" and so on.
 Files letterFiles(const QByteArrayList& contents)
 {

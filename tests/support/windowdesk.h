@@ -8,6 +8,13 @@
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
+/// The buttons that a list of files enables, and those that sources enable, from top to bottom.
+inline const QStringList g_addButtons = {QStringLiteral("Add"), QStringLiteral("Add All")};
+inline const QStringList g_allButtons =
+    g_addButtons
+    + QStringList{QStringLiteral("Remove"), QStringLiteral("Remove All"),
+                  QStringLiteral("Convert")};
+
 /// The real window, shown, and a directory of its own.
 struct WindowDesk
 {
@@ -76,11 +83,8 @@ struct WindowDesk
     /// The buttons that can be pressed, from top to bottom.
     QStringList enabledButtons() const
     {
-        const QStringList buttons = {QStringLiteral("Add"), QStringLiteral("Add All"),
-                                     QStringLiteral("Remove"), QStringLiteral("Remove All"),
-                                     QStringLiteral("Convert")};
         QStringList enabled;
-        for (const QString& text : buttons) {
+        for (const QString& text : g_allButtons) {
             if (findButton(&window, text)->isEnabled())
                 enabled.append(text);
         }
