@@ -181,8 +181,7 @@ private slots:
         FolderRecorder desktop;
         const WindowDesk desk;
         addMonoTakes(desk);
-        desk.dir.addFolder(u"out"_s);
-        setOutput(desk, desk.path(u"out"_s));
+        setOutput(desk, desk.dir.addFolder(u"out"_s));
         selectRows(desk.sources, {1});
         const QStringList before = shown(desk);
 
@@ -218,8 +217,7 @@ private slots:
         FolderRecorder desktop;
         const WindowDesk desk;
         addPolyTakes(desk);
-        desk.dir.addFolder(u"out"_s);
-        setOutput(desk, desk.path(u"out"_s));
+        setOutput(desk, desk.dir.addFolder(u"out"_s));
         selectRows(desk.sources, {1});
         QCheckBox* second = desk.channelCheck(2);
         QTest::mouseClick(second, Qt::LeftButton, Qt::NoModifier, QPoint(5, second->height() / 2));
@@ -282,8 +280,7 @@ private slots:
         FolderRecorder desktop;
         const WindowDesk desk;
         addTakes(desk, function);
-        desk.dir.addFolder(u"out"_s);
-        setOutput(desk, desk.path(u"out"_s));
+        setOutput(desk, desk.dir.addFolder(u"out"_s));
         desk.press(u"Convert"_s);
         const QString url = folderUrl(desk.path(u"out"_s));
         QCOMPARE(desktop.opened, QStringList{url});
@@ -555,8 +552,7 @@ private slots:
         FolderRecorder desktop;
         const WindowDesk desk;
         addTakes(desk, function);
-        desk.dir.addFolder(u"out"_s);
-        setOutput(desk, desk.path(u"out"_s));
+        setOutput(desk, desk.dir.addFolder(u"out"_s));
         const QStringList before = shown(desk);
         {
             const CancelClicker cancel([](QProgressDialog&) { return true; });
@@ -664,8 +660,7 @@ private slots:
         offerMoreFunctions(desk);
         addMonoTakes(desk);
         addAll(desk, PlainToBwfFunction + 1);
-        desk.dir.addFolder(u"out"_s);
-        setOutput(desk, desk.path(u"out"_s));
+        setOutput(desk, desk.dir.addFolder(u"out"_s));
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
         QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
