@@ -312,12 +312,17 @@ private slots:
         const WindowDesk desk;
         addMonoTakes(desk);
         setOutput(desk, desk.dir.path());
-        for (const QString& text :
-             {u"Convert"_s, u"Remove"_s, u"Remove All"_s, u"Add"_s, u"Add All"_s}) {
-            QPushButton* button = findButton(&desk.window, text);
-            const QStringList before = shown(desk);
+        selectRows(desk.files, {0});
+        selectRows(desk.sources, {0});
+        const auto buttons = desk.window.findChildren<QPushButton*>();
+        QCOMPARE(buttons.size(), 7);
+        const QStringList before = shown(desk);
+        for (QPushButton* button : buttons) {
+            QVERIFY(button->isEnabled());
             QTest::mousePress(button, Qt::LeftButton);
             QCOMPARE(shown(desk), before);
+            QTest::mouseMove(button, QPoint(-50, -50));
+            QVERIFY(!button->isDown());
             QTest::mouseRelease(button, Qt::LeftButton, {}, QPoint(-50, -50));
             QCOMPARE(shown(desk), before);
         }
