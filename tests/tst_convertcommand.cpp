@@ -690,6 +690,11 @@ private slots:
         QCOMPARE(edit->cursorPosition(), 0);
         QCOMPARE(columnTexts(desk.files, 0), QStringList{u"take_01.wav"_s});
         QCOMPARE(outputDirEdit(&desk.window)->text(), QString());
+
+        // The same directory again may have other files.
+        desk.dir.add(u"rec/take_02.wav"_s, takeWith(1, sampleBytes(8)));
+        clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+        QCOMPARE(columnTexts(desk.files, 0), QStringList({u"take_01.wav"_s, u"take_02.wav"_s}));
     }
 
     void aChosenDirectoryIsListedWithItsBoxes()
