@@ -428,6 +428,10 @@ private slots:
         desk.add({});
         QCOMPARE(desk.sources->columnWidth(0), narrow);
         QCOMPARE(desk.sources->horizontalHeader()->length(), desk.sources->viewport()->width());
+
+        desk.add({1});
+        desk.press(u"Remove All"_s);
+        QCOMPARE(desk.sources->columnWidth(0), wide);
     }
 
     void addsByDoubleClick_data()
