@@ -5,6 +5,7 @@
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
+#include <QAbstractItemView>
 #include <QHeaderView>
 #include <QSignalBlocker>
 #include <QSignalSpy>
@@ -756,6 +757,19 @@ private slots:
         QCOMPARE(desk.choose(PolyToMonoFunction).isEmpty(), withPolyFile);
         QCOMPARE(desk.sourceNames(), after);
         QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
+    }
+
+    void theSameFunctionChosenAgainKeepsTheList()
+    {
+        const WindowDesk desk(equalFiles(2));
+        desk.press(u"Add All"_s);
+        QComboBox* combo = functionCombo(&desk.window);
+        const ExpectedMessages popup(u"This plugin does not support "_s);
+        const QSignalSpy chosen(combo, &QComboBox::activated);
+        combo->showPopup();
+        QTest::keyClick(combo->view(), Qt::Key_Return);
+        QCOMPARE(chosen.count(), 1);
+        QCOMPARE(desk.sourceNames(), letterNames({0, 1}));
     }
 
     void addingFromAnEmptiedFileListChangesNothing_data()
