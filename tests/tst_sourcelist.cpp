@@ -794,6 +794,7 @@ private slots:
     void aListingWhileARefusalIsShown_data()
     {
         QTest::addColumn<QString>("command");
+        QTest::addColumn<QList<int>>("selection");
         QTest::addColumn<QString>("directory"); // that is listed while the refusal is shown
         QTest::addColumn<QStringList>("boxes"); // of that listing
         QTest::addColumn<QStringList>("listed");
@@ -806,7 +807,7 @@ private slots:
                                         const QStringList& boxes, const QStringList& listed,
                                         const QStringList& after) {
                 QTest::addRow("%s: %s", qPrintable(command), name)
-                    << command << directory << boxes << listed << after;
+                    << command << upTo(4) << directory << boxes << listed << after;
             };
             row("a missing directory leaves nothing to add", u"missing"_s, noDirectory, {}, kept);
             row("a directory without files leaves nothing to add", u"none"_s, noFiles, {}, kept);
@@ -816,12 +817,16 @@ private slots:
             row("the same directory leaves the other files", u"."_s, {}, letterNames({0, 1, 2, 3}),
                 letterNames({1, 2, 3}));
         }
+        QTest::newRow("Add: a row that is gone ends it, whatever was selected behind it")
+            << u"Add"_s << QList<int>{0, 3, 1} << u"two"_s << QStringList()
+            << QStringList{u"x.wav"_s, u"y.wav"_s} << QStringList();
     }
 
     /// The first of four files is a source already, so that its refusal comes before the others.
     void aListingWhileARefusalIsShown()
     {
         QFETCH(const QString, command);
+        QFETCH(const QList<int>, selection);
         QFETCH(const QString, directory);
         QFETCH(const QStringList, boxes);
         QFETCH(const QStringList, listed);
@@ -834,7 +839,7 @@ private slots:
             desk.dir.add(name, smallWav());
         desk.list();
         desk.add({0});
-        selectRows(desk.files, upTo(4));
+        selectRows(desk.files, selection);
         currentDirEdit(&desk.window)->setText(desk.path(directory));
 
         QStringList boxesOfListing;
