@@ -17,11 +17,14 @@ using namespace Qt::Literals::StringLiterals;
 namespace {
 
 QStringList g_debugLines;
+QtMessageHandler g_testHandler = nullptr;
 
-void keepDebugLines(QtMsgType type, const QMessageLogContext&, const QString& text)
+void keepDebugLines(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     if (type == QtDebugMsg)
         g_debugLines.append(text);
+    else
+        g_testHandler(type, context, text);
 }
 
 } // namespace
@@ -39,9 +42,6 @@ private slots:
     void oneDebugLine();
     void windowOpens();
     void functionRowHasNoPicture();
-
-private:
-    QtMessageHandler m_testHandler = nullptr;
 };
 
 void tst_NoLogo::initTestCase()
@@ -53,12 +53,12 @@ void tst_NoLogo::initTestCase()
 void tst_NoLogo::init()
 {
     g_debugLines.clear();
-    m_testHandler = qInstallMessageHandler(keepDebugLines);
+    g_testHandler = qInstallMessageHandler(keepDebugLines);
 }
 
 void tst_NoLogo::cleanup()
 {
-    qInstallMessageHandler(m_testHandler);
+    qInstallMessageHandler(g_testHandler);
 }
 
 void tst_NoLogo::oneDebugLine()
