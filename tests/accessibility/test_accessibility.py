@@ -132,7 +132,8 @@ class AccessibilityTest(ProgramTest):
                  if node.getRole() in CONTROL_ROLES]
         self.assertCountEqual(found, CONTROLS)
 
-    def test_the_logo_has_a_name(self):
+    def test_the_program_and_its_logo_have_names(self):
+        self.assertEqual(self.application().name, "splicora")
         self.assertIn("VELMAR", [node.name for node in descendants(self.window)])
 
     def test_the_window_takes_its_size_from_its_contents(self):
