@@ -56,7 +56,8 @@ class ProgramTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.process = subprocess.Popen([self.program], env={**os.environ, **self.environment()})
+        self.process = subprocess.Popen([self.program], cwd=self.folder,
+                                        env={**os.environ, **self.environment()})
         self.addCleanup(self.end_program)
         self.window = wait_for("window", self.find_window)
         wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
