@@ -56,7 +56,8 @@ class ProgramTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.process = subprocess.Popen([self.program], cwd=self.folder,
+        # The program has no options: it passes over this one.
+        self.process = subprocess.Popen([self.program, "--help"], cwd=self.folder,
                                         env={**os.environ, **self.environment()})
         self.addCleanup(self.end_program)
         self.window = wait_for("window", self.find_window)
