@@ -133,10 +133,27 @@ MUTANTS = [
     ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
     ("ui/filetable.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "mainwindow"),
     ("ui/filetable.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
+    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setSectionsMovable(true);\n", "mainwindow"),
+    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setResizeContentsPrecision(0);\n", "mainwindow"),
+    ("ui/filetable.cpp", "    table->setTabKeyNavigation(false);\n", "    table->setTabKeyNavigation(false);\n    table->setDragDropMode(QAbstractItemView::InternalMove);\n", "mainwindow"),
+    ("ui/filetable.cpp", "    table->setTabKeyNavigation(false);\n", "    table->setTabKeyNavigation(false);\n    table->setWordWrap(false);\n", "mainwindow"),
+    ("ui/mainwindow.cpp", "    m_removeAllButton = new QPushButton", "    m_removeButton->setAutoRepeat(true);\n    m_removeAllButton = new QPushButton", "mainwindow"),
+    ("ui/mainwindow.cpp", "        return;\n    }\n    m_logoLabel->setPixmap", "    }\n    m_logoLabel->setPixmap", "nologo"),
+    ("ui/mainwindow.cpp", "connect(m_addButton, SIGNAL(clicked())", "connect(m_addButton, SIGNAL(pressed())", "convertcommand"),
+    ("ui/mainwindow.cpp", "connect(m_removeAllButton, SIGNAL(clicked())", "connect(m_removeAllButton, SIGNAL(released())", "convertcommand"),
+    ("ui/mainwindow.cpp", "connect(m_outputDirBrowseButton, SIGNAL(clicked())", "connect(m_outputDirBrowseButton, SIGNAL(released())", "convertcommand"),
+    ("ui/mainwindow.cpp", "    connect(m_functionCombo, ", "    connect(m_functionCombo, SIGNAL(activated(int)), this, SLOT(showFileList()));\n    connect(m_functionCombo, ", "sourcelist"),
+    ("ui/mainwindow_convert.cpp", "    m_currentDir = dir;\n", "    if (dir == m_currentDir)\n        return;\n    m_currentDir = dir;\n", "convertcommand"),
+    ("ui/mainwindow_sources.cpp", "    m_sourceTable->setRowCount(0);\n", "    m_sourceTable->setRowCount(0);\n    fitSourceTable();\n", "sourcelist"),
+    ("ui/mainwindow_sources.cpp", "break; // The directory", "continue; // The directory", "sourcelist"),
     # app/
     ("app/apptexts.h", "\"Splicora\"", "\"splicora\"", "mainwindow"),
     ("app/apptexts.h", "\"1.00\"", "\"1.0\"", "mainwindow"),
     ("app/main.cpp", "    window.show();\n", "", "accessibility"),
+    ("app/main.cpp", "    CMainWindow window;\n", "    app.setApplicationDisplayName(QStringLiteral(\"Splicora\"));\n    CMainWindow window;\n", "endtoend"),
+    ("app/main.cpp", "    CMainWindow window;\n", "    app.setApplicationName(QStringLiteral(\"Splicora\"));\n    CMainWindow window;\n", "accessibility"),
+    ("app/main.cpp", "#include <QApplication>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n", "#include <QApplication>\n#include <QDir>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n    QDir::setCurrent(QDir::homePath());\n", "accessibility"),
+    ("app/main.cpp", "#include <QApplication>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n", "#include <QApplication>\n#include <QCommandLineParser>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n    QCommandLineParser parser;\n    parser.addHelpOption();\n    parser.process(app);\n", "accessibility"),
 ]
 
 
