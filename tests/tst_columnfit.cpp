@@ -197,6 +197,7 @@ void tst_ColumnFit::lists()
         enterDirectory(&window, directory(count, longNames));
         QCOMPARE(fileTable(&window)->rowCount(), count);
         QCOMPARE(faults(window), QString());
+        QCOMPARE(fileTable(&window)->verticalScrollBar()->value(), 0);
     }
 }
 
@@ -335,6 +336,7 @@ void tst_ColumnFit::growingWindow()
     clickButton(&window, u"Add All"_s);
     QCOMPARE(faults(window), QString());
     QVERIFY(table->verticalScrollBar()->isVisible());
+    QCOMPARE(table->verticalScrollBar()->value(), 0);
 }
 
 SPLICORA_TEST_MAIN(tst_ColumnFit)

@@ -1031,8 +1031,11 @@ void tst_MainWindow::leavingTheDirectoryFieldListsNothing()
     QTest::keyClick(edit, Qt::Key_Tab);
     QVERIFY(!edit->hasFocus());
     QCOMPARE(desk.files->rowCount(), 0);
+    const QWidget* focused = QApplication::focusWidget();
     QTest::keyClick(edit, Qt::Key_Return);
     QCOMPARE(desk.files->rowCount(), 1);
+    QCOMPARE(QApplication::focusWidget(), focused);
+    QVERIFY(!desk.files->currentIndex().isValid());
 }
 
 void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
