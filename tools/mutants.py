@@ -146,6 +146,11 @@ MUTANTS = [
     ("ui/mainwindow_convert.cpp", "    m_currentDir = dir;\n", "    if (dir == m_currentDir)\n        return;\n    m_currentDir = dir;\n", "convertcommand"),
     ("ui/mainwindow_sources.cpp", "    m_sourceTable->setRowCount(0);\n", "    m_sourceTable->setRowCount(0);\n    fitSourceTable();\n", "sourcelist"),
     ("ui/mainwindow_sources.cpp", "break; // The directory", "continue; // The directory", "sourcelist"),
+    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->selectRow(0);\n    if (!m_source", "mainwindow"),
+    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->setFocus();\n    if (!m_source", "mainwindow"),
+    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->scrollToBottom();\n    if (!m_source", "columnfit"),
+    ("ui/mainwindow_filelist.cpp", "unreadable.join(", "unreadable.mid(0, 20).join(", "filelist"),
+    ("ui/mainwindow_sources.cpp", "    fitSourceTable();\n}\n\n/// Adds", "    fitSourceTable();\n    m_sourceTable->scrollToBottom();\n}\n\n/// Adds", "columnfit"),
     # app/
     ("app/apptexts.h", "\"Splicora\"", "\"splicora\"", "mainwindow"),
     ("app/apptexts.h", "\"1.00\"", "\"1.0\"", "mainwindow"),
