@@ -359,6 +359,10 @@ void tst_PolyToMono::chunks_data()
         << chunkedTake({fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
                        outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
 
+    QTest::newRow("a further fmt of 14 bytes comes out with 16")
+        << chunkedTake({fmt, data, chunk("fmt ", QByteArray(14, '\0'))},
+                       outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
+
     QTest::newRow("a bext at the start is copied, none is generated")
         << chunkedTake({bext, fmt, data}, wavBytes({bext, g_monoFmt, dataChunk(g_first)},
                                                    g_riffHeaderSize + audio + g_chunk));

@@ -85,6 +85,7 @@ MUTANTS = [
     ("convert/conversionpass.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
     ("convert/conversionpass.cpp", "dialog.value() == bytes", "true", "polling"),
     ("convert/conversionpass.cpp", "    if (!m_out.device()->seek(g_riffSizeOffset))\n        return false;\n", "    m_out.device()->seek(g_riffSizeOffset);\n", "failingmedia|diskfull"),
+    ("convert/conversionpass.cpp", "    if (isFmt)\n", "    if (isFmt && source.size > g_fmtBodySize)\n", "polytomono"),
     ("convert/polytomono.cpp", "g_countedBodyBytes = 4", "g_countedBodyBytes = 8", "polytomono"),
     ("convert/polytomono.cpp", "sampleBytes * (channel - 1)", "sampleBytes * channel", "polytomono"),
     ("convert/polytomono.cpp", "    if (fmt.blockAlign == 0)\n        return ConvertIllegalFormat;\n", "    if (fmt.blockAlign == 0)\n        return ConvertFileOpen;\n", "polytomono|wavconverter"),
