@@ -92,6 +92,7 @@ MUTANTS = [
     ("convert/polytomono.cpp", "isChannelEnabled(channel - 1)", "isChannelEnabled(channel)", "polytomono"),
     ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1)", "    if (dataSize & 1)", "polytomono"),
     ("convert/polytomono.cpp", "        remaining -= quint32(count);\n", "        remaining -= quint32(readSize < remaining ? readSize : remaining);\n", "endlesssources"),
+    ("convert/polytomono.cpp", "pass.sourceRiffSize() / fmt.channels", "pass.sourceRiffSize() / std::min<quint32>(fmt.channels, g_maxChannels)", "polytomono"),
     ("convert/monotopoly.cpp", "qint32(quint32(count) * riffSize) >= 0", "qint64(count) * riffSize <= 0x7FFFFFFF", "monotopoly"),
     ("convert/monotopoly.cpp", "file.seek(position) ?", "file.seek(position - position) ?", "monotopoly"),
     ("convert/monotopoly.cpp", "        position += count;\n", "", "monotopoly"),
