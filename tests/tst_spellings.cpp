@@ -27,6 +27,8 @@ void tst_Spellings::otherFileIsOverwritten_data()
     QTest::newRow("the source has another case") << u"rec/TAKE_01.WAV"_s << true;
     QTest::newRow("the directory of the source has another case") << u"REC/take_01.wav"_s << true;
     QTest::newRow("the source has another case and is gone") << u"rec/TAKE_01.WAV"_s << false;
+    QTest::newRow("the hidden directory of the source has another case")
+        << u".REC/take_01.wav"_s << true;
     QTest::newRow("the source is of the same name in another directory")
         << u"old/take_01.wav"_s << true;
     QTest::newRow("the source is of the same name in a directory below")
@@ -38,11 +40,12 @@ void tst_Spellings::otherFileIsOverwritten()
     QFETCH(const QString, source);
     QFETCH(const bool, isThere);
 
+    const QString output = (source.startsWith(u'.') ? u".rec"_s : u"rec"_s) + u"/take_01.wav"_s;
     const TempDir dir;
     const QByteArray take = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(400))});
-    Sources sources({dir.add(u"rec/take.wav"_s, take), dir.add(source, take)});
+    Sources sources({dir.add(output.chopped(7) + u".wav"_s, take), dir.add(source, take)});
     const QByteArray earlier = "an earlier file";
-    dir.add(u"rec/take_01.wav"_s, earlier);
+    dir.add(output, earlier);
     if (dir.bytes(source) == earlier)
         QSKIP("This directory takes both names for one.");
     if (!isThere)
@@ -56,7 +59,7 @@ void tst_Spellings::otherFileIsOverwritten()
         runAnswered({QMessageBox::Yes}, [&converter] { return converter.polyToMono(); });
     QCOMPARE(run.boxes.size(), 1);
     QCOMPARE(run.result, int(ConvertOk));
-    QVERIFY(dir.bytes(u"rec/take_01.wav"_s).startsWith("RIFF"));
+    QVERIFY(dir.bytes(output).startsWith("RIFF"));
     QCOMPARE(dir.bytes(source), isThere ? take : QByteArray());
 }
 
