@@ -5,7 +5,11 @@
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 
+#include <QScopeGuard>
 #include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -18,6 +22,8 @@ class tst_Spellings : public QObject
 private slots:
     void otherFileIsOverwritten_data();
     void otherFileIsOverwritten();
+    void unlistedNamesCountAsOne_data();
+    void unlistedNamesCountAsOne();
 };
 
 void tst_Spellings::otherFileIsOverwritten_data()
@@ -61,6 +67,45 @@ void tst_Spellings::otherFileIsOverwritten()
     QCOMPARE(run.result, int(ConvertOk));
     QVERIFY(dir.bytes(output).startsWith("RIFF"));
     QCOMPARE(dir.bytes(source), isThere ? take : QByteArray());
+}
+
+void tst_Spellings::unlistedNamesCountAsOne_data()
+{
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<QString>("source");
+    QTest::newRow("another case") << u"take_01.wav"_s << u"TAKE_01.WAV"_s;
+    QTest::newRow("another composition of an accent")
+        << u"t\u00e4ke_01.wav"_s << u"ta\u0308ke_01.wav"_s;
+}
+
+/// In a directory that may be entered but not listed, nobody can tell whether it keeps both apart.
+void tst_Spellings::unlistedNamesCountAsOne()
+{
+    QFETCH(const QString, output);
+    QFETCH(const QString, source);
+
+    const TempDir dir;
+    const QByteArray take = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(400))});
+    Sources sources({dir.add(output.chopped(7) + u".wav"_s, take), dir.add(source, take)});
+    dir.add(output, "an earlier file");
+    const Files before = dir.files();
+    const QByteArray path = QFile::encodeName(dir.path());
+    for (const QString& name : before.keys())
+        QCOMPARE(::chmod(QFile::encodeName(dir.path(name)).constData(), 0666), 0);
+    QCOMPARE(::chmod(path.constData(), 0333), 0);
+    const uid_t kept = ::geteuid();
+    if (kept == 0)
+        QCOMPARE(::seteuid(65534), 0);
+    const auto back = qScopeGuard([kept, path] {
+        (void)!::seteuid(kept);
+        ::chmod(path.constData(), 0700);
+    });
+    CWavConverter converter(nullptr, sources.list());
+    const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
+                                          [&converter] { return converter.polyToMono(); });
+    QCOMPARE(run.result, int(ConvertFileOpen));
+    for (auto file = before.cbegin(); file != before.cend(); ++file)
+        QCOMPARE(dir.bytes(file.key()), file.value());
 }
 
 SPLICORA_TEST_MAIN(tst_Spellings)

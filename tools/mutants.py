@@ -69,6 +69,7 @@ MUTANTS = [
     ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        Q_UNUSED(name)\n", "polytomono|faults"),
     ("convert/outputfile.cpp", "namesInWork().removeOne(name)", "namesInWork().removeAll(name)", "faults"),
     ("convert/outputfile.cpp", "!m_file.flush() || !hasItsName()", "!m_file.flush()", "faults"),
+    ("convert/outputfile.cpp", "name.normalized(QString::NormalizationForm_C).toCaseFolded()", "name.toCaseFolded()", "spellings"),
     ("convert/outputfile.cpp", "QDir::AllEntries | QDir::Hidden | ", "QDir::AllEntries | ", "spellings"),
     ("convert/outputfile.cpp", "m_file.error() == QFileDevice::NoError", "true", "failingmedia"),
     ("convert/outputfile.cpp", "!m_file.isOpen() || hasItsName()", "true", "faults"),
