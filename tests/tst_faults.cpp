@@ -554,31 +554,42 @@ void tst_Faults::outputReplacedWhileItIsWritten_data()
 {
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isCancelled");
+    QTest::addColumn<QByteArray>("other");
+    const QByteArray shorter = aFile("of another program");
+    const QByteArray longer = aFile(QByteArray(100000, 'x'));
     for (const auto& [conversion, name] : g_conversions)
-        QTest::addRow("a %s that goes on to its end", name) << conversion << false;
-    QTest::newRow("a split that is cancelled then") << Conversion::Split << true;
-    QTest::newRow("a combine that is cancelled then") << Conversion::Combine << true;
+        QTest::addRow("a %s that goes on to its end", name) << conversion << false << shorter;
+    QTest::newRow("a split that is cancelled then") << Conversion::Split << true << shorter;
+    QTest::newRow("a combine that is cancelled then") << Conversion::Combine << true << shorter;
+    QTest::newRow("a split, by a longer file") << Conversion::Split << false << longer;
+    QTest::newRow("a split, by a directory")
+        << Conversion::Split << false << QByteArray("directory");
 }
 
-/// Another program puts a file of its own in the place of the output. That one is no result of the
-/// conversion, nor the conversion's to remove.
+/// Another program puts something of its own in the place of the output. That one is no result of
+/// the conversion, nor the conversion's to remove.
 void tst_Faults::outputReplacedWhileItIsWritten()
 {
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isCancelled);
+    QFETCH(const QByteArray, other);
 
     ListedTake take(conversion);
     Outcome expected = isCancelled
                            ? take.failure(ConvertCancelled, {})
                            : take.failure(ConvertDataWrite, {errorText("Data write error.")});
-    expected.entries[take.outputName()] = aFile("of another program");
-    take.put(u"other"_s, "of another program");
-    const QByteArray other = QFile::encodeName(take.path(u"other"_s));
+    expected.entries[take.outputName()] = other;
+    QVERIFY(other == "directory" ? QDir().mkdir(take.path(u"other"_s))
+                                 : take.put(u"other"_s, other.mid(aFile({}).size())));
+    const QByteArray otherName = QFile::encodeName(take.path(u"other"_s));
     const QByteArray output = QFile::encodeName(take.path(take.outputName()));
     bool isReplaced = false;
-    const Once replacement(
-        [&output] { return ::access(output.constData(), F_OK) == 0; },
-        [&] { isReplaced = ::rename(other.constData(), output.constData()) == 0; });
+    const Once replacement([&output] { return ::access(output.constData(), F_OK) == 0; },
+                           [&] {
+                               isReplaced =
+                                   ::unlink(output.constData()) == 0
+                                   && ::rename(otherName.constData(), output.constData()) == 0;
+                           });
     const CancelClicker clicker([&](QProgressDialog&) { return isCancelled && isReplaced; });
 
     checkConversion(take, expected);
