@@ -22,6 +22,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <functional>
 #include <utility>
 
 using namespace Qt::Literals::StringLiterals;
@@ -39,6 +40,7 @@ private slots:
     void combineWhoseReadFails();
     void outputThatCannotBeRemovedIsTold_data() { addConversionRows(); }
     void outputThatCannotBeRemovedIsTold();
+    void emptyOutputReplacedIsNotRemoved();
     void failingLookNeverTruncatesALinkedSource_data();
     void failingLookNeverTruncatesALinkedSource();
     void identityThatChangesDoesNoHarm_data() { addConversionRows(); }
@@ -83,6 +85,7 @@ struct Defects
     qint64 firstReadByte = 0; ///< reads that start before it do not count
     size_t longestRead = SIZE_MAX; ///< bytes that a read of any file yields at most
     size_t longestWrite = SIZE_MAX; ///< bytes that a write takes at most
+    std::function<void()> atFirstRead = {}; ///< done once, before it
     bool changeIdentity = false; ///< each look finds another number and another time
     quint64 looks = 0; ///< so far, with changing identity
 
@@ -126,6 +129,8 @@ long failed()
 
 extern "C" ssize_t read(int descriptor, void* bytes, size_t size)
 {
+    if (g_defects.atFirstRead && g_defects.isBelowPath(descriptor))
+        std::exchange(g_defects.atFirstRead, {})();
     if (g_defects.takeRead(descriptor))
         return failed();
     return syscall(SYS_read, descriptor, bytes, std::min(size, g_defects.longestRead));
@@ -484,6 +489,23 @@ void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
     QCOMPARE(outcome.result, int(isCopy ? ConvertOk : ConvertDataWrite));
     QCOMPARE(outcome.told.size(), 1);
     QCOMPARE(outcome.outputs.keys(), outputNames(conversion).mid(0, 1)); // as far as written
+}
+
+/// The combine removes what it has not begun to write, but no file of another program.
+void tst_FailingMedia::emptyOutputReplacedIsNotRemoved()
+{
+    Workplace work(Conversion::Combine);
+    QVERIFY(writeFile(work.firstSource(), "no RIFF header"));
+    const QByteArray other = "of another program";
+    QVERIFY(writeFile(work.path(u"other"_s), other));
+    const auto replace = [&work] {
+        QCOMPARE(::rename(QFile::encodeName(work.path(u"other"_s)).constData(),
+                          QFile::encodeName(work.firstOutput()).constData()),
+                 0);
+    };
+    const Outcome outcome = work.convert({.atFirstRead = replace}, u"in"_s);
+    QCOMPARE(outcome.result, int(ConvertIllegalFormat));
+    QCOMPARE(outcome.outputs, (Files{{u"take_combined.wav"_s, other}}));
 }
 
 void tst_FailingMedia::failingLookNeverTruncatesALinkedSource_data()
