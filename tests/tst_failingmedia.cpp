@@ -315,11 +315,12 @@ private:
     Sources m_sources;
 };
 
-/// The @p n-th call fails, or all from there on; none for 0.
-Defects failing(Call call, int n, bool isOnce)
+/// The call of number @p first fails and those behind it, as often as @p times says; none for 0.
+Defects failing(Call call, int first, int times)
 {
     Defects defects;
-    defects.calls[call] = {n, isOnce || n == 0 ? n : INT_MAX};
+    const int last = times == INT_MAX ? INT_MAX : first + times - 1;
+    defects.calls[call] = {first, first == 0 ? 0 : last};
     return defects;
 }
 
@@ -334,7 +335,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
 {
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("call");
-    QTest::addColumn<bool>("isOnce");
+    QTest::addColumn<int>("times");
     QTest::addColumn<QString>("place");
     QTest::addColumn<bool>("outputsExist");
     QTest::addColumn<Layout>("layout");
@@ -350,12 +351,17 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
     };
     for (const auto& [conversion, name] : g_conversions) {
         for (const auto& [call, callName] : calls) {
-            for (const bool isOnce : {true, false}) {
+            for (const int times : {1, 2, INT_MAX}) {
+                // The toolkit passes over the first failed read behind bytes that it has.
+                if (times == 2 && call != Read)
+                    continue;
                 const auto add = [&](const char* what, const QString& place,
                                      bool outputsExist = false, const Layout& layout = {}) {
                     QTest::addRow("%s, each %s%s fails %s", name, callName, what,
-                                  isOnce ? "once" : "from then on")
-                        << conversion << int(call) << isOnce << place << outputsExist << layout;
+                                  times == 1   ? "once"
+                                  : times == 2 ? "twice"
+                                               : "from then on")
+                        << conversion << int(call) << times << place << outputsExist << layout;
                 };
                 add("", u""_s);
                 if (call != Write)
@@ -378,7 +384,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
 {
     QFETCH(const Conversion, conversion);
     QFETCH(const int, call);
-    QFETCH(const bool, isOnce);
+    QFETCH(const int, times);
     QFETCH(const QString, place);
     QFETCH(const bool, outputsExist);
     QFETCH(const Layout, layout);
@@ -393,7 +399,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
             if (outputsExist)
                 QVERIFY(writeFile(work.path(name), earlier));
         }
-        const Outcome outcome = work.convert(failing(Call(call), failed, isOnce), place);
+        const Outcome outcome = work.convert(failing(Call(call), failed, times), place);
         QVERIFY(work.areSourcesUntouched());
         if (failed == 0) {
             sound = outcome;
@@ -418,7 +424,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
                      qPrintable(which));
         }
         // The last looks are at a finished file, which they must not deny.
-        if (call == Stat && isOnce && place == u"out"_s && !outputsExist && failed > calls - 3)
+        if (call == Stat && times == 1 && place == u"out"_s && !outputsExist && failed > calls - 3)
             QVERIFY2(!isTold && isRight, qPrintable(which));
         int changed = 0;
         for (auto file = outcome.outputs.cbegin(); file != outcome.outputs.cend(); ++file) {
@@ -463,7 +469,7 @@ void tst_FailingMedia::combineWhoseReadFails()
 
     const Outcome sound = Workplace(Conversion::Combine, g_longLayout).convert();
     Workplace work(Conversion::Combine, g_longLayout);
-    Defects defects = failing(Read, 1, isOnce);
+    Defects defects = failing(Read, 1, isOnce ? 1 : INT_MAX);
     defects.firstReadByte =
         g_sampleStart + g_chunkHeaderSize + g_longLayout.noteBytes + (block - 1) * g_blockBytes;
     const Outcome outcome = work.convert(defects, u"in/take_0%1.wav"_s.arg(file));
@@ -480,7 +486,7 @@ void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
     QFETCH(const Conversion, conversion);
 
     Workplace work(conversion);
-    Defects defects = failing(Write, 2, false);
+    Defects defects = failing(Write, 2, INT_MAX);
     defects.calls[Remove] = {1, INT_MAX};
     const Outcome outcome = work.convert(defects, u"out"_s);
     ++m_tries;
@@ -529,7 +535,7 @@ void tst_FailingMedia::failingLookNeverTruncatesALinkedSource()
         QCOMPARE(::link(QFile::encodeName(work.firstSource()).constData(),
                         QFile::encodeName(work.firstOutput()).constData()),
                  0);
-        const Outcome outcome = work.convert(failing(Stat, failed, isOnce));
+        const Outcome outcome = work.convert(failing(Stat, failed, isOnce ? 1 : INT_MAX));
         if (failed == 0)
             calls = outcome.defects.calls[Stat].calls;
         else
