@@ -45,7 +45,7 @@ private slots:
     void failingLookNeverTruncatesALinkedSource();
     void identityThatChangesDoesNoHarm_data() { addConversionRows(); }
     void identityThatChangesDoesNoHarm();
-    void sourceOfChangingIdentityIsRefused_data() { addConversionRows(); }
+    void sourceOfChangingIdentityIsRefused_data();
     void sourceOfChangingIdentityIsRefused();
     void shortCallsAreGoneOnWith_data();
     void shortCallsAreGoneOnWith();
@@ -561,13 +561,27 @@ void tst_FailingMedia::identityThatChangesDoesNoHarm()
     QVERIFY(outcome.outputs == sound.outputs);
 }
 
+void tst_FailingMedia::sourceOfChangingIdentityIsRefused_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<bool>("isLink");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("%s onto a source", name) << conversion << false;
+        QTest::addRow("%s onto a link to a source", name) << conversion << true;
+    }
+}
+
 void tst_FailingMedia::sourceOfChangingIdentityIsRefused()
 {
     QFETCH(const Conversion, conversion);
+    QFETCH(const bool, isLink);
 
     Workplace work(conversion);
     const QString output = outputNames(conversion).first();
-    work.addSource(u"out/"_s + output, readFile(work.firstSource()));
+    if (isLink)
+        QVERIFY(QFile::link(work.firstSource(), work.firstOutput()));
+    else
+        work.addSource(u"out/"_s + output, readFile(work.firstSource()));
     const Outcome outcome = work.convert({.changeIdentity = true});
     ++m_tries;
     const bool isCopy = conversion == Conversion::PlainToBwf;

@@ -70,6 +70,7 @@ MUTANTS = [
     ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        Q_UNUSED(name)\n", "polytomono|faults"),
     ("convert/outputfile.cpp", "namesInWork().removeOne(name)", "namesInWork().removeAll(name)", "faults"),
     ("convert/outputfile.cpp", "!m_file.flush() || !hasItsName()", "!m_file.flush()", "faults"),
+    ("convert/outputfile.cpp", "return path.isEmpty() ?", "return path.isEmpty() || path.contains(u'/') ?", "failingmedia"),
     ("convert/outputfile.cpp", "ownLength != 0 || m_file.pos() == 0", "ownLength != 0", "failingmedia"),
     ("convert/outputfile.cpp", "length == std::uintmax_t(ownLength)", "length >= std::uintmax_t(ownLength)", "faults"),
     ("convert/outputfile.cpp", "    case std::filesystem::file_type::directory:\n", "", "faults"),
