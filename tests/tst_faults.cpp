@@ -602,8 +602,9 @@ void tst_Faults::outputNameIsTaken_data()
     QTest::addColumn<QString>("by");
     QTest::addColumn<QMessageBox::StandardButton>("answer");
     for (const auto& [conversion, name] : g_conversions) {
-        for (const char* by : {"a directory", "a link to a new file", "a link to nowhere", "a pipe",
-                               "a link to a pipe", "a file that becomes a pipe"}) {
+        for (const char* by :
+             {"a directory", "a link to a new file", "a link to nowhere", "a pipe",
+              "a link to a pipe", "a file that becomes a pipe", "a file that becomes the source"}) {
             QTest::addRow("%s, by %s", name, by)
                 << conversion << QString::fromLatin1(by) << QMessageBox::Yes;
         }
@@ -644,11 +645,18 @@ void tst_Faults::outputNameIsTaken()
         expected = take.success(outputs);
     }
     if (by.startsWith(u"a file"_s))
-        expected.entries[take.outputName()] = "neither file, directory nor link";
+        expected.entries[take.outputName()] = by.endsWith(u"pipe"_s)
+                                                  ? "neither file, directory nor link"
+                                                  : take.everything()[take.sourceName()];
     const Once replacement([&by] { return by.startsWith(u"a file"_s) && isQuestionUp(); },
-                           [&path] {
+                           [&] {
                                QFile::remove(path);
-                               makePipe(path);
+                               if (by.endsWith(u"pipe"_s))
+                                   makePipe(path);
+                               else
+                                   ::link(
+                                       QFile::encodeName(take.path(take.sourceName())).constData(),
+                                       QFile::encodeName(path).constData());
                            });
     checkConversion(take, expected, {answer, QMessageBox::Ok});
 }
