@@ -182,6 +182,7 @@ void tst_WavConverter::channelNumber_data()
     QTest::newRow("nothing behind the underscore") << u"/rec/take_"_s << 0;
     QTest::newRow("letters") << u"/rec/take_left.wav"_s << 0;
     QTest::newRow("digit and letter") << u"/rec/take_1a.wav"_s << 0;
+    QTest::newRow("sign and digit") << u"/rec/take_-3.wav"_s << -3;
     QTest::newRow("start of a hexadecimal number") << u"/rec/take_0x1.wav"_s << 0;
     QTest::newRow("last of several underscores") << u"/rec/05_take_06.wav"_s << 6;
     QTest::newRow("underscore only in a folder") << u"/rec_04/take.wav"_s << 4;

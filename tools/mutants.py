@@ -56,6 +56,7 @@ MUTANTS = [
     ("wave/wavfileitem.cpp", "m_info.riff.size == other->m_info.riff.size", "m_info.riff.size != 1", "wavfileitem"),
     # convert/
     ("convert/wavconverter.cpp", "lastIndexOf(u'_') + 1, 2", "lastIndexOf(u'_') + 1, 3", "wavconverter"),
+    ("convert/wavconverter.cpp", "2).toInt()", "2).toUInt()", "wavconverter"),
     ("convert/wavconverter.cpp", "m_outputDir = dir;", "m_outputDir = dir.trimmed();", "wavconverter"),
     ("convert/wavconverter.cpp", "QFileInfo(stem).fileName()", "QFileInfo(stem).completeBaseName()", "wavconverter"),
     ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
