@@ -32,6 +32,11 @@ private slots:
     void growingNames();
     void growingWindow_data();
     void growingWindow();
+    void tooNarrowTablesKeepTheirContents();
+    void nothingIsLeftForTheFillColumn();
+    void columnsFitBeforeTheWindowIsShown();
+    void tableWithoutColumns_data();
+    void tableWithoutColumns();
 
 private:
     QString directory(int files, bool longNames);
@@ -104,6 +109,22 @@ QString faults(const CMainWindow& window, Fit sources = Fit::ToTheContents)
         faults(fileTable(&window), FileListColumn::FileName, Fit::ToTheContents)
         + faults(sourceTable(&window), SourceColumn::Path, sources);
     return found.join(u", "_s);
+}
+
+/// Which of the two tables are wider than what is seen of them: a digit each, '1' for too wide.
+QString tooWide(const CMainWindow& window)
+{
+    QString digits;
+    for (const QTableWidget* table : {fileTable(&window), sourceTable(&window)})
+        digits += table->horizontalScrollBar()->isVisible() ? u'1' : u'0';
+    return digits;
+}
+
+void setFontHeight(QTableWidget* table, int pixels)
+{
+    QFont font = table->font();
+    font.setPixelSize(pixels);
+    table->setFont(font);
 }
 
 QByteArray monoFile()
@@ -337,6 +358,74 @@ void tst_ColumnFit::growingWindow()
     QCOMPARE(faults(window), QString());
     QVERIFY(table->verticalScrollBar()->isVisible());
     QCOMPARE(table->verticalScrollBar()->value(), 0);
+}
+
+void tst_ColumnFit::tooNarrowTablesKeepTheirContents()
+{
+    WindowDesk desk;
+    desk.dir.add(u"a.wav"_s, monoFile());
+    const CurrentDirectory shortPath(desk.dir.path());
+    desk.list(u"."_s);
+    desk.press(u"Add All"_s);
+    setFontHeight(desk.files, 90);
+    setFontHeight(desk.sources, 90);
+    const std::pair<QSize, QString> sizes[] = {
+        {desk.window.size() + QSize(1, 0), u"11"_s},
+        {QSize(4000, 800), u"00"_s},
+        {desk.window.minimumSizeHint(), u"11"_s},
+    };
+    for (const auto& [size, wide] : sizes) {
+        desk.window.resize(size);
+        QCOMPARE(faults(desk.window), QString());
+        QCOMPARE(tooWide(desk.window), wide);
+    }
+}
+
+void tst_ColumnFit::nothingIsLeftForTheFillColumn()
+{
+    WindowDesk desk(Files{{u"a.wav"_s, monoFile()}});
+    setFontHeight(desk.files, 40);
+    const auto others = [&desk] {
+        return desk.files->horizontalHeader()->length() - desk.files->columnWidth(0);
+    };
+    for (int round = 0; round < 5; ++round) {
+        desk.window.resize(desk.window.width() + others() - desk.files->viewport()->width(), 600);
+        rest();
+    }
+    QCOMPARE(desk.files->viewport()->width(), others());
+    QCOMPARE(faults(desk.window), QString());
+}
+
+void tst_ColumnFit::columnsFitBeforeTheWindowIsShown()
+{
+    CMainWindow window;
+    for (const QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
+        for (int column = 0; column < table->columnCount() - 1; ++column)
+            QCOMPARE(table->columnWidth(column), contentWidth(table, column));
+    }
+}
+
+void tst_ColumnFit::tableWithoutColumns_data()
+{
+    QTest::addColumn<bool>("isFileList");
+    QTest::newRow("file list without columns") << true;
+    QTest::newRow("source table without columns") << false;
+}
+
+void tst_ColumnFit::tableWithoutColumns()
+{
+    QFETCH(bool, isFileList);
+
+    WindowDesk desk;
+    QTableWidget* table = isFileList ? desk.files : desk.sources;
+    table->setColumnCount(0);
+    desk.window.resize(1000, 600);
+    rest();
+    QCOMPARE(table->horizontalHeader()->length(), 0);
+    // The other table is fitted all the same.
+    QCOMPARE(isFileList ? faults(desk.sources, SourceColumn::Path, Fit::ToTheContents)
+                        : faults(desk.files, FileListColumn::FileName, Fit::ToTheContents),
+             QStringList());
 }
 
 SPLICORA_TEST_MAIN(tst_ColumnFit)

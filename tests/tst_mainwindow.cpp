@@ -67,15 +67,7 @@ private slots:
     void quitEndsTheProgram();
     void closingTheWindowEndsTheProgram();
 
-    void columnsFit_data();
-    void columnsFit();
-    void extraWidthGoesToOneColumn();
-    void tooNarrowTablesKeepTheirContents();
-    void nothingIsLeftForTheFillColumn();
-    void columnsFitBeforeTheWindowIsShown();
     void rowsFit();
-    void tableWithoutColumns_data();
-    void tableWithoutColumns();
 
     void functionWithoutDirectory();
     void functionWithoutDirectoryKeepsTheList();
@@ -299,36 +291,6 @@ QStringList describe(const QLayout* layout)
             lines.append(u"    "_s + line);
     }
     return lines;
-}
-
-int widthOfOthers(const QTableWidget* table, int fillColumn)
-{
-    int width = 0;
-    for (int column = 0; column < table->columnCount(); ++column) {
-        if (column != fillColumn)
-            width += contentWidth(table, column);
-    }
-    return width;
-}
-
-QList<int> columnWidths(const QTableWidget* table)
-{
-    QList<int> widths;
-    for (int column = 0; column < table->columnCount(); ++column)
-        widths.append(table->columnWidth(column));
-    return widths;
-}
-
-/// Widths of a table whose columns have what they need and whose @p fillColumn has the rest.
-QList<int> fittedWidths(const QTableWidget* table, int fillColumn)
-{
-    QList<int> widths;
-    for (int column = 0; column < table->columnCount(); ++column)
-        widths.append(contentWidth(table, column));
-    const int rest = table->viewport()->width() - widthOfOthers(table, fillColumn);
-    if (rest > 0)
-        widths[fillColumn] = rest;
-    return widths;
 }
 
 QAction* menuAction(const QMainWindow* window, const QString& text)
@@ -836,116 +798,6 @@ void tst_MainWindow::closingTheWindowEndsTheProgram()
     QVERIFY(!window.isVisible());
 }
 
-void tst_MainWindow::columnsFit_data()
-{
-    QTest::addColumn<QList<int>>("windowWidths");
-
-    QTest::newRow("wider window") << QList<int>({1200});
-    QTest::newRow("narrower window") << QList<int>({1200, 700});
-    QTest::newRow("window as narrow as it gets") << QList<int>({1200, 1});
-    QTest::newRow("window widened after it was narrow") << QList<int>({1200, 1, 900});
-    QTest::newRow("window one pixel wider") << QList<int>({900, 901});
-}
-
-void tst_MainWindow::columnsFit()
-{
-    QFETCH(QList<int>, windowWidths);
-
-    WindowDesk desk;
-    desk.dir.add(u"a file with a name.wav"_s, monoFile());
-    desk.list();
-    desk.press(u"Add All"_s);
-    for (const int width : windowWidths)
-        desk.window.resize(width, 600);
-
-    QVERIFY(widthOfOthers(desk.files, 0) < desk.files->viewport()->width());
-    QCOMPARE(columnWidths(desk.files), fittedWidths(desk.files, 0));
-    QVERIFY(widthOfOthers(desk.sources, 4) < desk.sources->viewport()->width());
-    QCOMPARE(columnWidths(desk.sources), fittedWidths(desk.sources, 4));
-}
-
-void tst_MainWindow::extraWidthGoesToOneColumn()
-{
-    WindowDesk desk;
-    desk.dir.add(u"a file with a name.wav"_s, monoFile());
-    desk.window.resize(900, 600);
-    desk.list();
-    desk.press(u"Add All"_s);
-    desk.window.grab(); // the header has settled when it was painted
-    QList<int> files = columnWidths(desk.files);
-    QList<int> sources = columnWidths(desk.sources);
-
-    desk.window.resize(1050, 600);
-    desk.window.grab();
-    files.first() += 150;
-    QCOMPARE(columnWidths(desk.files), files);
-    sources.last() += 150;
-    QCOMPARE(columnWidths(desk.sources), sources);
-}
-
-void tst_MainWindow::tooNarrowTablesKeepTheirContents()
-{
-    const TempDir dir;
-    dir.add(u"a.wav"_s, monoFile());
-    const CurrentDirectory shortPath(dir.path());
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTableWidget* files = fileTable(&window);
-    QTableWidget* sources = sourceTable(&window);
-    enterDirectory(&window, u"."_s);
-    clickButton(&window, u"Add All"_s);
-    for (QTableWidget* table : {files, sources}) {
-        QFont large = table->font();
-        large.setPixelSize(90);
-        table->setFont(large);
-    }
-    window.resize(window.width() + 1, window.height());
-
-    QVERIFY(widthOfOthers(files, 0) > files->viewport()->width());
-    QVERIFY(widthOfOthers(sources, 4) > sources->viewport()->width());
-    for (const QTableWidget* table : {files, sources}) {
-        for (int column = 0; column < table->columnCount(); ++column)
-            QCOMPARE(table->columnWidth(column), contentWidth(table, column));
-    }
-
-    window.resize(4000, 800);
-    QVERIFY(columnWidths(files).first() > contentWidth(files, 0));
-    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
-    QVERIFY(columnWidths(sources).last() > contentWidth(sources, 4));
-    QCOMPARE(columnWidths(sources), fittedWidths(sources, 4));
-
-    window.resize(window.minimumSizeHint());
-    QVERIFY(widthOfOthers(files, 0) > files->viewport()->width());
-    QCOMPARE(columnWidths(files), fittedWidths(files, 0));
-    QCOMPARE(columnWidths(files).first(), contentWidth(files, 0));
-}
-
-void tst_MainWindow::nothingIsLeftForTheFillColumn()
-{
-    WindowDesk desk;
-    desk.dir.add(u"a.wav"_s, monoFile());
-    desk.list();
-    QFont large = desk.files->font();
-    large.setPixelSize(40);
-    desk.files->setFont(large);
-    for (int round = 0; round < 5; ++round)
-        desk.window.resize(desk.window.width() + widthOfOthers(desk.files, 0)
-                               - desk.files->viewport()->width(),
-                           600);
-    QCOMPARE(desk.files->viewport()->width(), widthOfOthers(desk.files, 0));
-    QCOMPARE(desk.files->columnWidth(0), contentWidth(desk.files, 0));
-}
-
-void tst_MainWindow::columnsFitBeforeTheWindowIsShown()
-{
-    CMainWindow window;
-    for (const QTableWidget* table : {fileTable(&window), sourceTable(&window)}) {
-        for (int column = 0; column < table->columnCount() - 1; ++column)
-            QCOMPARE(table->columnWidth(column), contentWidth(table, column));
-    }
-}
-
 void tst_MainWindow::rowsFit()
 {
     WindowDesk desk;
@@ -963,31 +815,6 @@ void tst_MainWindow::rowsFit()
                  std::max(view->sizeHintForRow(0), table->verticalHeader()->sectionSizeHint(0)));
         QVERIFY(table->rowHeight(0) > height);
     }
-}
-
-void tst_MainWindow::tableWithoutColumns_data()
-{
-    QTest::addColumn<QString>("group");
-    QTest::newRow("file list without columns") << u"File List"_s;
-    QTest::newRow("source table without columns") << u"Source File"_s;
-}
-
-void tst_MainWindow::tableWithoutColumns()
-{
-    QFETCH(QString, group);
-
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    auto* table = findGroup(&window, group)->findChild<QTableWidget*>();
-    table->setColumnCount(0);
-    window.resize(900, 600);
-    QCOMPARE(table->columnCount(), 0);
-    QCOMPARE(table->horizontalHeader()->length(), 0);
-    // The other table is fitted all the same.
-    const bool isFileList = table == fileTable(&window);
-    const QTableWidget* other = isFileList ? sourceTable(&window) : fileTable(&window);
-    QCOMPARE(columnWidths(other), fittedWidths(other, isFileList ? 4 : 0));
 }
 
 void tst_MainWindow::functionWithoutDirectory()

@@ -114,7 +114,7 @@ MUTANTS = [
     ("convert/samplecopy.h", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
     ("convert/samplecopy.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes - 0 * blockAlign", "monotopoly|polytomono"),
     # ui/
-    ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "mainwindow"),
+    ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "columnfit"),
     ("ui/mainwindow.cpp", "g_logoWidth = 100", "g_logoWidth = 101", "mainwindow"),
     ("ui/mainwindow.cpp", "grid->addLayout(addColumn, 0, 1)", "grid->addLayout(addColumn, 1, 1)", "mainwindow"),
     ("ui/mainwindow.cpp", "    setSourceButtonsEnabled(false);\n", "", "mainwindow"),
@@ -141,7 +141,7 @@ MUTANTS = [
     ("ui/mainwindow_convert.cpp", "        outDir = m_currentDirEdit->text();\n", "", "convertcommand"),
     ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "", "convertcommand"),
     ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
-    ("ui/filetable.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "mainwindow"),
+    ("ui/filetable.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "columnfit"),
     ("ui/filetable.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
     ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setSectionsMovable(true);\n", "mainwindow"),
     ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setResizeContentsPrecision(0);\n", "mainwindow"),
