@@ -23,8 +23,7 @@ QByteArray poly(int channels)
 /// A desk whose sources are these files, "a.wav", "b.wav" and so on, in this order.
 void addSources(const WindowDesk& desk, const QByteArrayList& files)
 {
-    for (int i = 0; i < files.size(); ++i)
-        desk.dir.add(letterName(i), files[i]);
+    desk.dir.add(letterFiles(files));
     desk.list();
     if (!desk.press(u"Add All"_s).isEmpty() || desk.sources->rowCount() != files.size())
         qFatal("The files did not become sources.");

@@ -411,6 +411,8 @@ private slots:
             << u"%1/out"_s << QString() << false << u"out"_s << u"%1/out"_s;
         QTest::newRow("a folder with blanks in its name")
             << u"%1/o u t"_s << rec << false << u"o u t"_s << u"%1/o u t"_s;
+        QTest::newRow("a folder with the name of a take")
+            << u"%1/out.wav"_s << rec << false << u"out.wav"_s << u"%1/out.wav"_s;
         QTest::newRow("a number sign starts the fragment of the URL")
             << u"%1/out#1"_s << rec << false << u"out#1"_s << u"%1/out#1"_s;
         QTest::newRow("a lone percent sign is tolerated in the URL")
@@ -448,8 +450,8 @@ private slots:
         FolderRecorder desktop;
         const WindowDesk desk;
         const CurrentDirectory work(desk.dir.addFolder(u"work"_s));
-        for (const QString& name :
-             {u"out"_s, u"o u t"_s, u"out#1"_s, u"50%"_s, u"work/here"_s, u"rec/inrec"_s})
+        for (const QString& name : {u"out"_s, u"o u t"_s, u"out.wav"_s, u"out#1"_s, u"50%"_s,
+                                    u"work/here"_s, u"rec/inrec"_s})
             desk.dir.addFolder(name);
         addMonoTakes(desk);
         for (QString* text : {&output, &current, &opened})

@@ -18,15 +18,6 @@ const QString g_tooMany = u"Can not add to source more than 8 files."_s;
 const QString g_isSource = u"The file already exists on source."_s;
 const QString g_otherFormat = u"Can not add to source due to different format."_s;
 
-/// The files as "a.wav", "b.wav" and so on.
-Files letterFiles(const QByteArrayList& contents)
-{
-    Files files;
-    for (int i = 0; i < contents.size(); ++i)
-        files[letterName(i)] = contents[i];
-    return files;
-}
-
 Files equalFiles(int count)
 {
     return letterFiles(QByteArrayList(count, smallWav()));
@@ -672,6 +663,22 @@ private slots:
         desk.press(u"Remove All"_s);
         QCOMPARE(desk.enabledButtons(), g_addButtons);
         QCOMPARE(desk.sources->rowCount(), 0);
+    }
+
+    void removeAllLeavesTheFileListUnsorted()
+    {
+        const WindowDesk desk(
+            letterFiles({smallWav(), smallWav({.rate = 96000}), smallWav({.rate = 44100})}));
+        desk.add({0});
+        desk.press(u"Remove All"_s);
+        const QHeaderView* header = desk.files->horizontalHeader();
+        const int rate = 4;
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                          QPoint(header->sectionViewportPosition(rate) + 10, header->height() / 2));
+        QCOMPARE(columnTexts(desk.files, 0), letterNames({0, 1, 2}));
+        QCOMPARE(desk.add({1}), QStringList());
+        QCOMPARE(desk.sourceNames(), letterNames({1}));
+        QCOMPARE(columnTexts(desk.sources, 3), QStringList{u"96000"_s});
     }
 
     void nothingIsRemovedWithoutASelectionModel()

@@ -366,6 +366,8 @@ void tst_WavConverter::outputNames_data()
          u"out/take_05.wav"_s, u"out/take_06.wav"_s, u"out/take_07.wav"_s, u"out/take_08.wav"_s});
     row("split of a name with two dots", Conversion::Split, 2, {u"take.v2.wav"_s}, {},
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s});
+    row("split of a name with two dots in a row", Conversion::Split, 2, {u"my..take.wav"_s}, {},
+        {u"my..take_01.wav"_s, u"my..take_02.wav"_s});
     row("split of a name with two dots into an output directory", Conversion::Split, 2,
         {u"rec/take.v2.wav"_s}, u"out"_s, {u"out/take.v2_01.wav"_s, u"out/take.v2_02.wav"_s});
     row("split into an output directory with blanks at both ends", Conversion::Split, 2,

@@ -130,6 +130,15 @@ inline QString letterName(int index)
     return QChar(u'a' + index) + QStringLiteral(".wav");
 }
 
+/// The files as "a.wav", "b.wav" and so on.
+inline Files letterFiles(const QByteArrayList& contents)
+{
+    Files files;
+    for (int i = 0; i < contents.size(); ++i)
+        files[letterName(i)] = contents[i];
+    return files;
+}
+
 inline QStringList letterNames(const QList<int>& indexes)
 {
     QStringList names;
