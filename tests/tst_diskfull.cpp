@@ -53,6 +53,27 @@ namespace {
 
 constexpr qsizetype g_page = 4096;
 
+/// Sources in a directory of their own.
+class SourceDir
+{
+public:
+    explicit SourceDir(const Files& files)
+        : m_files(files)
+        , m_dir(files)
+        , m_sources(m_dir.paths(files.keys()))
+    { }
+
+    const Sources& list() const { return m_sources; }
+
+    /// Nothing was changed, added or removed.
+    bool isUntouched() const { return m_dir.files() == m_files; }
+
+private:
+    Files m_files;
+    TempDir m_dir;
+    Sources m_sources;
+};
+
 /// An output directory with room for @p bytes, a multiple of the page size: in each file under a
 /// file size limit, in all files together on a small file system. A file system has at least one
 /// page; without room a hidden file takes it.
@@ -81,15 +102,15 @@ public:
     QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files); }
     QByteArray file(const QString& name) const { return m_dir.bytes(name); }
 
-    ConversionRun run(const std::function<int()>& convert) const
+    ConversionRun run(Conversion conversion, const SourceDir& sources) const
     {
         const QList<QMessageBox::StandardButton> answers(4, QMessageBox::Ok);
         if (m_medium == Medium::SmallFileSystem)
-            return runAnswered(answers, convert);
+            return runConversion(conversion, sources.list(), answers, path());
         // Without the signal a write beyond the limit fails as on a full disk.
         const auto kept = std::signal(SIGXFSZ, SIG_IGN);
         const SoftLimit limit(RLIMIT_FSIZE, m_bytes);
-        const ConversionRun run = runAnswered(answers, convert);
+        const ConversionRun run = runConversion(conversion, sources.list(), answers, path());
         std::signal(SIGXFSZ, kept);
         return run;
     }
@@ -156,27 +177,6 @@ QString textOf(int code)
 {
     return errorText(code == ConvertDataCopy ? "Data copy error." : "Data write error.");
 }
-
-/// Sources in a directory of their own.
-class SourceDir
-{
-public:
-    explicit SourceDir(const Files& files)
-        : m_files(files)
-        , m_dir(files)
-        , m_sources(m_dir.paths(files.keys()))
-    { }
-
-    QList<CWavFileItem*> list() const { return m_sources.list(); }
-
-    /// Nothing was changed, added or removed.
-    bool isUntouched() const { return m_dir.files() == m_files; }
-
-private:
-    Files m_files;
-    TempDir m_dir;
-    Sources m_sources;
-};
 
 } // namespace
 
@@ -248,10 +248,7 @@ void tst_DiskFull::oneOutput()
     const SourceDir sources(sourceFiles(conversion, layout));
     const SmallDisk disk(medium, rlim_t(room));
     QVERIFY(disk.isReady());
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(disk.path());
-
-    const ConversionRun run = disk.run([&] { return convert(converter, conversion); });
+    const ConversionRun run = disk.run(conversion, sources);
 
     QCOMPARE(run.texts(), QStringList{textOf(code)});
     QCOMPARE(run.boxes.first().icon, QMessageBox::Warning);
@@ -285,10 +282,7 @@ void tst_DiskFull::finishedOutputsStay()
          {u"c.wav"_s, wavBytes({fmtChunk(stereo), dataChunk(sampleBytes(400, 3))})}});
     const SmallDisk disk(medium, 4 * g_page);
     QVERIFY(disk.isReady());
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(disk.path());
-
-    const ConversionRun run = disk.run([&] { return converter.polyToMono(); });
+    const ConversionRun run = disk.run(Conversion::Split, sources);
 
     QCOMPARE(run.texts(), QStringList{textOf(ConvertDataWrite)});
     QCOMPARE(run.result, int(ConvertDataWrite));
@@ -319,13 +313,7 @@ void tst_DiskFull::plainCopyTellsAFailedFlushOfItsSource()
                              {u"c.wav"_s, small.file(2000)}});
     const SmallDisk disk(medium, g_page);
     QVERIFY(disk.isReady());
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(disk.path());
-
-    const ConversionRun run = disk.run([&] {
-        converter.plainToBwf();
-        return ConvertOk;
-    });
+    const ConversionRun run = disk.run(Conversion::PlainToBwf, sources);
 
     const bool isFull = medium == Medium::SmallFileSystem;
     QCOMPARE(run.texts(), QStringList(isFull ? 3 : 1, textOf(ConvertDataWrite)));
@@ -370,11 +358,9 @@ void tst_DiskFull::deviceThatTakesNothing()
     const SourceDir sources(files);
     const TempDir out;
     QVERIFY(QFile::link(u"/dev/full"_s, out.path(name)));
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(out.path());
 
-    const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Ok},
-                                          [&] { return convert(converter, conversion); });
+    const ConversionRun run =
+        runConversion(conversion, sources.list(), {QMessageBox::Yes, QMessageBox::Ok}, out.path());
 
     QCOMPARE(run.texts(), QStringList{overwriteQuestion(name, conversion)} + errors);
     QCOMPARE(run.result, code);

@@ -283,12 +283,10 @@ public:
     /// Converts while a medium has defects: what lies below @p place. All questions get a Yes.
     Outcome convert(Defects defects = {}, const QString& place = {})
     {
-        CWavConverter converter(nullptr, m_sources.list());
-        converter.setOutputDirectory(path({}));
         defects.path = QFile::encodeName(m_dir.path(place));
         g_defects = defects;
-        const ConversionRun run = runAnswered({QMessageBox::Yes, QMessageBox::Yes},
-                                              [&] { return ::convert(converter, m_conversion); });
+        const ConversionRun run =
+            runConversion(m_conversion, m_sources, {QMessageBox::Yes, QMessageBox::Yes}, path({}));
         Outcome outcome = {.result = run.result, .defects = std::exchange(g_defects, {})};
         for (const QString& text : run.texts()) {
             if (text.endsWith(u"overwrite?"_s))

@@ -220,9 +220,7 @@ public:
     ConversionRun convert(const QList<QMessageBox::StandardButton>& answers = {QMessageBox::Ok},
                           const QString& outputDir = {})
     {
-        CWavConverter converter(nullptr, m_sources.list());
-        converter.setOutputDirectory(outputDir);
-        return runAnswered(answers, [&] { return ::convert(converter, m_conversion); });
+        return runConversion(m_conversion, m_sources, answers, outputDir);
     }
 
     /// These outputs come to all that is there now, without a box.
@@ -745,8 +743,6 @@ void tst_Faults::splitWhoseReadsFail()
                       wavBytes({fmtChunk(g_stereo), dataChunk(interleaved({left, right}, 2))})));
     auto expected = everythingIn(dir.path());
     expected[u"take_01.wav"_s] = aFile(splitOutput(left));
-    const Sources sources({source});
-    CWavConverter converter(nullptr, sources.list());
     const int dataStart = g_outputStart + (8 + 4) + 8;
     bool isBroken = false;
     const ProgressWatch watch([&](QProgressDialog& dialog) {
@@ -755,7 +751,7 @@ void tst_Faults::splitWhoseReadsFail()
     });
 
     const ConversionRun run =
-        runAnswered({QMessageBox::Ok}, [&converter] { return converter.polyToMono(); });
+        runConversion(Conversion::Split, Sources({source}), {QMessageBox::Ok});
     QVERIFY(isBroken);
     QCOMPARE(run.result, int(ConvertFileRead));
     QCOMPARE(run.texts(), QStringList{errorText("File read error.")});
@@ -1026,10 +1022,7 @@ void tst_Faults::oddNameIsListedAndConverted()
         {Conversion::Combine, {base + u"_01.wav"_s, base + u"_02.wav"_s}},
     };
     for (const auto& [conversion, paths] : steps) {
-        const Sources sources(paths);
-        CWavConverter converter(nullptr, sources.list());
-        const ConversionRun run =
-            runAnswered({}, [&, step = conversion] { return convert(converter, step); });
+        const ConversionRun run = runConversion(conversion, Sources(paths));
         QCOMPARE(run.result, int(ConvertOk));
         QCOMPARE(run.texts(), QStringList());
     }
@@ -1051,10 +1044,7 @@ void tst_Faults::longestNameHasNoRoomForAnOutput()
     const QString path = dir.path(QString(248, u'x') + u"_01.wav"_s);
     QVERIFY(writeFile(path, stereoFile()));
     const Entries before = everythingIn(dir.path());
-    const Sources sources({path});
-    CWavConverter converter(nullptr, sources.list());
-    const ConversionRun run =
-        runAnswered({QMessageBox::Ok}, [&] { return convert(converter, conversion); });
+    const ConversionRun run = runConversion(conversion, Sources({path}), {QMessageBox::Ok});
     const bool isCopy = conversion == Conversion::PlainToBwf;
     QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
     QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText("Can not open file.")});

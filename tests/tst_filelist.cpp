@@ -1,16 +1,15 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/plainuser.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QScopeGuard>
 #include <QtTest>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <functional>
 #include <limits>
@@ -635,10 +634,9 @@ void tst_FileList::fileWithoutPermissionIsTold()
     QCOMPARE(chmod(QFile::encodeName(desk.dir.path()).constData(), 0755), 0);
     QCOMPARE(chmod(QFile::encodeName(desk.path(u"a.wav"_s)).constData(), 0644), 0);
     QCOMPARE(chmod(QFile::encodeName(desk.path(u"b.wav"_s)).constData(), 0), 0);
-    const uid_t kept = geteuid();
-    if (kept == 0)
-        QCOMPARE(seteuid(65534), 0);
-    const auto back = qScopeGuard([kept] { (void)!seteuid(kept); });
+    const PlainUser user;
+    if (!PlainUser::canEnter(desk.dir.path()))
+        QSKIP("Nobody may enter the directory for temporary files.");
 }
 
 void tst_FileList::unreadablePipeDoesNotBlock()

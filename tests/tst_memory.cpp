@@ -193,9 +193,7 @@ void tst_Memory::initTestCase()
     const TempDir dir;
     const QString path = dir.path(u"take.wav"_s);
     QVERIFY(writeSource(path, {}, 1));
-    const Sources sources({path});
-    CWavConverter converter(nullptr, sources.list());
-    QCOMPARE(converter.polyToMono(), int(ConvertOk));
+    QCOMPARE(runConversion(Conversion::Split, Sources({path})).result, int(ConvertOk));
     if (!areBytesCounted())
         qInfo("The buffers alone are counted here, not the bytes beside them.");
 }
@@ -278,13 +276,9 @@ void tst_Memory::largestCopyAsksForItsMemory()
     QVERIFY(
         writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
     const Sources sources({path});
-    CWavConverter converter(nullptr, sources.list());
     g_bufferLog = {true, {}};
     g_arrayWithoutMemory = 3; // behind the bodies of fmt and data
-    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] {
-        converter.plainToBwf();
-        return 0;
-    });
+    const ConversionRun run = runConversion(Conversion::PlainToBwf, sources, {QMessageBox::Ok});
     g_bufferLog.isOn = false;
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
     QCOMPARE(run.texts(), QStringList{errorText("Data copy error.")});
@@ -324,12 +318,10 @@ void tst_Memory::missingMemoryIsTold()
         dir.add(name, file);
         sources.add(dir.path(name));
     }
-    CWavConverter converter(nullptr, sources.list());
 
     g_arrayWithoutMemory = array;
-    const ConversionRun run = runAnswered({QMessageBox::Ok}, [&] {
-        return channels == 1 ? converter.monoToPoly() : converter.polyToMono();
-    });
+    const ConversionRun run = runConversion(channels == 1 ? Conversion::Combine : Conversion::Split,
+                                            sources, {QMessageBox::Ok});
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
     QCOMPARE(run.result, code);
     QCOMPARE(run.texts(), QStringList{errorText(code == ConvertNoMemory ? "Can not allocate memory."

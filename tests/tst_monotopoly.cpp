@@ -95,13 +95,10 @@ QByteArray framesOf(const QByteArrayList& inputs, int sampleBytes, int blockAlig
     return out.left(count * inputs.size());
 }
 
-ConversionRun combine(const Sources& sources, const QString& outputDir = {},
-                      const QList<QMessageBox::StandardButton>& answers = {},
-                      QWidget* parent = nullptr)
+ConversionRun combine(const Sources& sources,
+                      const QList<QMessageBox::StandardButton>& answers = {})
 {
-    CWavConverter converter(parent, sources.list());
-    converter.setOutputDirectory(outputDir);
-    return runAnswered(answers, [&converter] { return converter.monoToPoly(); });
+    return runConversion(Conversion::Combine, sources, answers);
 }
 
 } // namespace
@@ -710,7 +707,7 @@ void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
     const ProgressWatch watch;
 
     const ConversionRun run =
-        combine(Sources(dir.paths({u"a_01.wav"_s, u"other/b_02.wav"_s})), {}, {QMessageBox::Ok});
+        combine(Sources(dir.paths({u"a_01.wav"_s, u"other/b_02.wav"_s})), {QMessageBox::Ok});
 
     QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
     QCOMPARE(run.result, int(ConvertFileOpen));
@@ -766,7 +763,7 @@ void tst_MonoToPoly::channelFileMissingForOneBlock()
         [&watch] { return watch.value() == g_sampleStart + 2 * int(g_blockBytes); },
         [&dir] { QFile::rename(dir.path(u"elsewhere.wav"_s), dir.path(u"take_02.wav"_s)); });
 
-    const ConversionRun run = combine(sources, {}, {QMessageBox::Ok});
+    const ConversionRun run = combine(sources, {QMessageBox::Ok});
 
     QVERIFY(away.isDone());
     QVERIFY(back.isDone());
@@ -798,7 +795,7 @@ void tst_MonoToPoly::failureRemovesTheOverwrittenFile()
     Sources sources(dir.paths({u"take_01.wav"_s}));
     sources.add(dir.path(u"take_02.wav"_s), monoInfo());
 
-    const ConversionRun run = combine(sources, {}, {QMessageBox::Yes, QMessageBox::Ok});
+    const ConversionRun run = combine(sources, {QMessageBox::Yes, QMessageBox::Ok});
 
     QCOMPARE(run.boxes.size(), 2);
     QCOMPARE(run.result, int(ConvertFileOpen));

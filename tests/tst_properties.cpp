@@ -224,22 +224,15 @@ QByteArray padded(const QByteArray& samples)
 
 /// A directory with one recording, take.wav, and what is converted from it. Every step returns
 /// false when it did not succeed without a box.
-class TakeDirectory
+class TakeDirectory : public TempDir
 {
 public:
-    explicit TakeDirectory(const QByteArray& recording) { write(u"take.wav"_s, recording); }
+    explicit TakeDirectory(const QByteArray& recording) { add(u"take.wav"_s, recording); }
 
-    QString path(const QString& name) const { return m_dir.path(name); }
-    QByteArray read(const QString& name) const { return readFile(path(name)); }
-    bool write(const QString& name, const QByteArray& bytes) const
-    {
-        return writeFile(path(name), bytes);
-    }
     QByteArray mono(const QString& stem, int channel) const
     {
-        return read(monoName(stem, channel));
+        return bytes(monoName(stem, channel));
     }
-    QStringList names() const { return QDir(m_dir.path()).entryList(QDir::Files, QDir::Name); }
 
     static QString monoName(const QString& stem, int channel)
     {
@@ -248,11 +241,10 @@ public:
 
     bool split(const QString& name, const QList<int>& disabledChannels = {}) const
     {
-        Sources sources({path(name)});
+        const Sources sources({path(name)});
         for (const int channel : disabledChannels)
             sources.at(0)->setChannelEnabled(channel - 1, false);
-        CWavConverter converter(nullptr, sources.list());
-        return succeeds([&] { return converter.polyToMono(); });
+        return succeeds(Conversion::Split, sources);
     }
 
     bool combine(const QList<int>& numbers) const
@@ -260,28 +252,20 @@ public:
         Sources sources;
         for (const int number : numbers)
             sources.add(path(monoName(u"take"_s, number)));
-        CWavConverter converter(nullptr, sources.list());
-        return succeeds([&] { return converter.monoToPoly(); });
+        return succeeds(Conversion::Combine, sources);
     }
 
     bool copy(const QString& name) const
     {
-        Sources sources({path(name)});
-        CWavConverter converter(nullptr, sources.list());
-        return succeeds([&] {
-            converter.plainToBwf();
-            return int(ConvertOk);
-        });
+        return succeeds(Conversion::PlainToBwf, Sources({path(name)}));
     }
 
 private:
-    static bool succeeds(const std::function<int()>& convert)
+    static bool succeeds(Conversion conversion, const Sources& sources)
     {
-        const ConversionRun run = runAnswered({}, convert);
+        const ConversionRun run = runConversion(conversion, sources);
         return run.result == ConvertOk && run.boxes.isEmpty();
     }
-
-    TempDir m_dir;
 };
 
 /// The numbers 1 to @p count.
@@ -328,11 +312,11 @@ void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
         QVERIFY2(take.combine(firstNumbers(channels)), random.name());
         // The pad byte of an odd channel comes back as well, behind the samples.
         const bool isOdd = recording.channels.first().size() % 2 != 0;
-        QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+        QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
                      == interleaved(recording.channels, width / 8)
                             + QByteArray(isOdd ? channels : 0, '\0'),
                  random.name());
-        QVERIFY2(take.read(u"take.wav"_s) == recording.file(), random.name());
+        QVERIFY2(take.bytes(u"take.wav"_s) == recording.file(), random.name());
 
         QVERIFY2(take.split(u"take_combined.wav"_s), random.name());
         for (int c = 1; c <= channels; ++c) {
@@ -381,7 +365,7 @@ void tst_Properties::recordingLongerThanABlockComesBack()
                  random.name());
     }
     QVERIFY2(take.combine(firstNumbers(channels)), random.name());
-    QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+    QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
                  == interleaved(recording.channels, width / 8),
              random.name());
 }
@@ -402,11 +386,11 @@ void tst_Properties::combineOrderIsListOrder()
         for (const int number : numbers) {
             mono.channels = {random.bytes(int(mono.channels.first().size()))};
             inListOrder += mono.channels.first();
-            take.write(TakeDirectory::monoName(u"take"_s, number), mono.file());
+            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
         }
 
         QVERIFY2(take.combine(numbers), random.name());
-        QVERIFY2(bodyOf(take.read(u"take_combined.wav"_s), "data")
+        QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
                      == interleaved(inListOrder, width / 8),
                  random.name());
     }
@@ -439,7 +423,7 @@ void tst_Properties::disabledChannelsWriteNothing()
                 disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
             QVERIFY2(samples == padded(wanted), random.name());
         }
-        QVERIFY2(take.read(u"take.wav"_s) == recording.file(), random.name());
+        QVERIFY2(take.bytes(u"take.wav"_s) == recording.file(), random.name());
     }
 }
 
@@ -461,9 +445,9 @@ void tst_Properties::otherChunkBodiesComeThroughUnchanged()
 
         const Recording mono = randomRecording(random, 1, width);
         for (const int number : {1, 2})
-            take.write(TakeDirectory::monoName(u"take"_s, number), mono.file());
+            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
         QVERIFY2(take.combine({1, 2}), random.name());
-        QVERIFY2(otherChunks(take.read(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
+        QVERIFY2(otherChunks(take.bytes(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
                      == otherChunks(mono.file(), WithPadBytes, false),
                  random.name());
 
@@ -471,9 +455,9 @@ void tst_Properties::otherChunkBodiesComeThroughUnchanged()
         Recording plain = randomRecording(random, channels, width);
         plain.chunksBehind = {randomChunk(random, 2 * random.between(0, 40) + 1),
                               randomChunk(random, random.between(0, 80))};
-        take.write(u"plain.wav"_s, plain.file());
+        take.add(u"plain.wav"_s, plain.file());
         QVERIFY2(take.copy(u"plain.wav"_s), random.name());
-        const QByteArray copied = take.read(u"plain_bwf.wav"_s);
+        const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);
         QVERIFY2(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
                      == chunksOf(plain.file(), WithoutPadBytes),
                  random.name());

@@ -153,3 +153,14 @@ inline ConversionRun runAnswered(const QList<QMessageBox::StandardButton>& answe
     const int result = convert();
     return {result, answer.boxes()};
 }
+
+/// Converts @p sources, next to them or into @p outputDir, while the boxes get the planned @p
+/// answers.
+inline ConversionRun runConversion(Conversion conversion, const Sources& sources,
+                                   const QList<QMessageBox::StandardButton>& answers = {},
+                                   const QString& outputDir = {})
+{
+    CWavConverter converter(nullptr, sources.list());
+    converter.setOutputDirectory(outputDir);
+    return runAnswered(answers, [&] { return convert(converter, conversion); });
+}
