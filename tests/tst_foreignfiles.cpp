@@ -36,42 +36,12 @@ private:
 namespace {
 
 constexpr int g_monoCount = 3; // mono files of a take
-constexpr qint64 g_riff = 12;
-constexpr qint64 g_header = 8;
 
 constexpr int g_extensibleTag = 0xFFFE;
-
-/// A chunk of a RIFF file with the pad byte that lies behind an odd body.
-struct FoundChunk
-{
-    QByteArray id;
-    QByteArray body;
-    QByteArray pad;
-
-    QByteArray bytes() const { return chunk(id.constData(), body) + pad; }
-};
 
 quint16 le16At(const QByteArray& bytes, qsizetype offset)
 {
     return qFromLittleEndian<quint16>(bytes.constData() + offset);
-}
-
-quint32 le32At(const QByteArray& bytes, qsizetype offset)
-{
-    return qFromLittleEndian<quint32>(bytes.constData() + offset);
-}
-
-QList<FoundChunk> chunksOf(const QByteArray& file)
-{
-    QList<FoundChunk> chunks;
-    qsizetype at = g_riff;
-    while (at + g_header <= file.size()) {
-        const qsizetype size = le32At(file, at + 4);
-        const qsizetype behind = at + g_header + size;
-        chunks.append({file.mid(at, 4), file.mid(at + g_header, size), file.mid(behind, size % 2)});
-        at = behind + size % 2;
-    }
-    return chunks;
 }
 
 bool hasChunk(const QByteArray& file, const QByteArray& id)
@@ -79,15 +49,6 @@ bool hasChunk(const QByteArray& file, const QByteArray& id)
     const QList<FoundChunk> chunks = chunksOf(file);
     return std::any_of(chunks.cbegin(), chunks.cend(),
                        [&id](const FoundChunk& found) { return found.id == id; });
-}
-
-QByteArray bodyOf(const QByteArray& file, const QByteArray& id)
-{
-    for (const FoundChunk& found : chunksOf(file)) {
-        if (found.id == id)
-            return found.body;
-    }
-    return {};
 }
 
 /// The `fmt ` chunk of @p body with @p channels instead of its own.
@@ -117,20 +78,21 @@ template <typename SizeOf>
 QByteArray rebuilt(const QByteArray& source, int channels, const QByteArray& samples, SizeOf sizeOf)
 {
     QByteArrayList chunks;
-    qint64 riffSize = g_riff;
+    qint64 riffSize = g_riffHeaderSize;
     if (!hasChunk(source, "bext")) {
         chunks.append(bextWithoutDate());
         riffSize += g_bextChunkSize;
     }
     for (const FoundChunk& found : chunksOf(source)) {
-        riffSize += g_header;
+        riffSize += g_chunkHeaderSize;
         if (found.id == "data") {
             const QByteArray padded = samples + QByteArray(samples.size() % 2, '\0');
             chunks.append(dataChunk(padded));
             riffSize += padded.size();
             continue;
         }
-        chunks.append(found.id == "fmt " ? formatChunk(found.body, channels) : found.bytes());
+        chunks.append(found.id == "fmt " ? formatChunk(found.body, channels)
+                                         : chunk(found.id.constData(), found.body, found.size));
         riffSize += sizeOf(found);
     }
     return wavBytes(chunks, riffSize);
@@ -144,7 +106,7 @@ QByteArray splitFile(const QByteArray& source, const QByteArray& samples)
 QByteArray combinedFile(const QByteArray& first, int channels, const QByteArray& samples)
 {
     return rebuilt(first, channels, samples,
-                   [](const FoundChunk& found) { return found.body.size() + found.pad.size(); });
+                   [](const FoundChunk& found) { return found.body.size(); });
 }
 
 QByteArray bwfFile(const QByteArray& source)
@@ -153,8 +115,8 @@ QByteArray bwfFile(const QByteArray& source)
     if (!hasChunk(source, "bext"))
         chunks.append(bextWithoutDate());
     for (const FoundChunk& found : chunksOf(source))
-        chunks.append(found.bytes());
-    return wavBytes(chunks, g_riff + chunks.join().size());
+        chunks.append(chunk(found.id.constData(), found.body, found.size));
+    return wavBytes(chunks, g_riffHeaderSize + chunks.join().size());
 }
 
 /// Runs an installed program to its end. Tells what went wrong, nothing when all went well.

@@ -96,53 +96,14 @@ private:
     QRandomGenerator m_generator;
 };
 
-struct Chunk
-{
-    QByteArray id;
-    quint32 size = 0; ///< as the header says
-    QByteArray body; ///< with the pad byte of an odd size, if the walk counts one
-
-    friend bool operator==(const Chunk&, const Chunk&) = default;
-};
-
-/// How a walk over a file moves on from a chunk of odd size.
-enum Padding { WithPadBytes, WithoutPadBytes };
-
-QList<Chunk> chunksOf(const QByteArray& file, Padding padding)
-{
-    QList<Chunk> chunks;
-    for (qsizetype at = g_riffHeaderSize; at < file.size();) {
-        Chunk found = {file.mid(at, 4), qFromLittleEndian<quint32>(file.constData() + at + 4), {}};
-        const qsizetype length = found.size + (padding == WithPadBytes ? found.size % 2 : 0);
-        found.body = file.mid(at + 8, length);
-        chunks.append(found);
-        at += 8 + length;
-    }
-    return chunks;
-}
-
-QByteArray bodyOf(const QByteArray& file, const QByteArray& id)
-{
-    for (const Chunk& found : chunksOf(file, WithPadBytes)) {
-        if (found.id == id)
-            return found.body;
-    }
-    return {};
-}
-
 /// The chunks but `fmt ` and `data`, and but a leading `bext` if it was generated.
-QList<Chunk> otherChunks(const QByteArray& file, Padding padding, bool isBextGenerated)
+QList<FoundChunk> otherChunks(const QByteArray& file, Padding padding, bool isBextGenerated)
 {
-    QList<Chunk> chunks = chunksOf(file, padding);
+    QList<FoundChunk> chunks = chunksOf(file, padding);
     if (isBextGenerated)
         chunks.removeFirst();
-    chunks.removeIf([](const Chunk& any) { return any.id == "fmt " || any.id == "data"; });
+    chunks.removeIf([](const FoundChunk& any) { return any.id == "fmt " || any.id == "data"; });
     return chunks;
-}
-
-quint32 riffSize(const QByteArray& file)
-{
-    return qFromLittleEndian<quint32>(file.constData() + 4);
 }
 
 /// A recording with random samples and chunks.
@@ -324,7 +285,7 @@ void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
             QByteArray second = take.mono(u"take_combined"_s, c);
             // The first split counts the whole of a `bext` that it made itself.
             const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
-            QVERIFY2(riffSize(second) + more == riffSize(first), random.name());
+            QVERIFY2(le32At(second, 4) + more == le32At(first, 4), random.name());
             // Each channel's is of its own moment, and the combine takes over the first one's.
             if (!recording.hasBext) {
                 first = withoutDate(first);

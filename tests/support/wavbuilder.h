@@ -139,6 +139,47 @@ inline QByteArray withoutDate(QByteArray file, qsizetype bextOffset = 12)
     return file.size() < date + 18 ? file : file.replace(date, 18, QByteArray(18, '\0'));
 }
 
+/// A number of four bytes as it was read.
+inline quint32 le32At(const QByteArray& bytes, qsizetype offset)
+{
+    return qFromLittleEndian<quint32>(bytes.constData() + offset);
+}
+
+/// How a walk over a file moves on from a chunk of odd size.
+enum Padding { WithPadBytes, WithoutPadBytes };
+
+/// A chunk as it was found in a file.
+struct FoundChunk
+{
+    QByteArray id;
+    quint32 size = 0; ///< as the header says
+    QByteArray body; ///< with the pad byte of an odd size, if the walk counts one
+
+    friend bool operator==(const FoundChunk&, const FoundChunk&) = default;
+};
+
+inline QList<FoundChunk> chunksOf(const QByteArray& file, Padding padding = WithPadBytes)
+{
+    QList<FoundChunk> chunks;
+    for (qsizetype at = g_riffHeaderSize; at + g_chunkHeaderSize <= file.size();) {
+        const quint32 size = le32At(file, at + 4);
+        const qsizetype length = size + (padding == WithPadBytes ? size % 2 : 0);
+        chunks.append({file.mid(at, 4), size, file.mid(at + g_chunkHeaderSize, length)});
+        at += g_chunkHeaderSize + length;
+    }
+    return chunks;
+}
+
+/// The body of the first chunk of that id; empty when there is none.
+inline QByteArray bodyOf(const QByteArray& file, const QByteArray& id)
+{
+    for (const FoundChunk& found : chunksOf(file)) {
+        if (found.id == id)
+            return found.body;
+    }
+    return {};
+}
+
 inline bool writeFile(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
