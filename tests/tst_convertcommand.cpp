@@ -76,6 +76,25 @@ QStringList shown(const WindowDesk& desk)
     return all;
 }
 
+void setOutput(const WindowDesk& desk, const QString& text)
+{
+    outputDirEdit(&desk.window)->setText(text);
+}
+
+/// Makes the two takes in the folder "rec" the sources.
+void addAll(const WindowDesk& desk)
+{
+    desk.list(desk.path(u"rec"_s));
+    desk.press(u"Add All"_s);
+    if (desk.sources->rowCount() != 2)
+        qFatal("The takes did not become sources.");
+}
+
+QByteArray stereoSamples()
+{
+    return interleaved({sampleBytes(8, 3), sampleBytes(8, 4)}, 2);
+}
+
 using Step = void (*)(const WindowDesk&);
 
 } // namespace
@@ -98,60 +117,38 @@ public slots:
     void open(const QUrl& url) { opened.append(url.toString()); }
 };
 
+/// A desk with two takes in the folder "rec" as its sources, and the folder "out" to write to. The
+/// desktop opens nothing.
+struct ConvertDesk : WindowDesk
+{
+    explicit ConvertDesk(int function = MonoToPolyFunction)
+        : WindowDesk(function)
+    {
+        if (function == MonoToPolyFunction) {
+            dir.add(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8, 1)));
+            dir.add(u"rec/take_02.wav"_s, takeWith(1, sampleBytes(8, 2)));
+        } else {
+            dir.add(u"rec/one.wav"_s, takeWith(2, stereoSamples()));
+            dir.add(u"rec/two.wav"_s, takeWith(3, sampleBytes(12, 5)));
+        }
+        addAll(*this);
+        setOutput(*this, dir.addFolder(u"out"_s));
+    }
+
+    FolderRecorder desktop;
+};
+
 class tst_ConvertCommand : public QObject
 {
     Q_OBJECT
 
 private:
-    /// Two mono takes in the folder "rec", which are the sources of a combine.
-    static void addMonoTakes(const WindowDesk& desk)
-    {
-        desk.dir.add(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8, 1)));
-        desk.dir.add(u"rec/take_02.wav"_s, takeWith(1, sampleBytes(8, 2)));
-        addAll(desk, MonoToPolyFunction);
-    }
-
-    /// Two multichannel takes in the folder "rec", which are the sources of a split.
-    static void addPolyTakes(const WindowDesk& desk)
-    {
-        desk.dir.add(u"rec/one.wav"_s, takeWith(2, stereoSamples()));
-        desk.dir.add(u"rec/two.wav"_s, takeWith(3, sampleBytes(12, 5)));
-        addAll(desk, PolyToMonoFunction);
-    }
-
-    static QByteArray stereoSamples()
-    {
-        return interleaved({sampleBytes(8, 3), sampleBytes(8, 4)}, 2);
-    }
-
-    static void addAll(const WindowDesk& desk, int function)
-    {
-        functionCombo(&desk.window)->setCurrentIndex(function);
-        desk.list(desk.path(u"rec"_s));
-        desk.press(u"Add All"_s);
-        if (desk.sources->rowCount() != 2)
-            qFatal("The takes did not become sources.");
-    }
-
-    static void addTakes(const WindowDesk& desk, int function)
-    {
-        if (function == MonoToPolyFunction)
-            addMonoTakes(desk);
-        else
-            addPolyTakes(desk);
-    }
-
     /// Clicks into the window where a button is, which a dialog in front of the window prevents.
     static void clickWhereSeen(const WindowDesk& desk, const QString& text)
     {
         const QPushButton* button = findButton(&desk.window, text);
         QTest::mouseClick(desk.window.windowHandle(), Qt::LeftButton, {},
                           button->mapTo(&desk.window, button->rect().center()));
-    }
-
-    static void setOutput(const WindowDesk& desk, const QString& text)
-    {
-        outputDirEdit(&desk.window)->setText(text);
     }
 
     /// Offers a third and a fourth function, which the window itself does not.
@@ -178,16 +175,13 @@ private slots:
 
     void combinesFromDirectoryToFile()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addMonoTakes(desk);
-        setOutput(desk, desk.dir.addFolder(u"out"_s));
+        const ConvertDesk desk;
         selectRows(desk.sources, {1});
         const QStringList before = shown(desk);
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
-        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
-        QVERIFY(desktop.opened.first().startsWith(u"file:////"));
+        QCOMPARE(desk.desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
+        QVERIFY(desk.desktop.opened.first().startsWith(u"file:////"));
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
         QCOMPARE(withoutDate(readFile(desk.path(u"out/take_combined.wav"_s))),
                  combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
@@ -200,9 +194,7 @@ private slots:
 
     void combinesInTheOrderOfTheSourceList()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addMonoTakes(desk);
+        const ConvertDesk desk;
         desk.press(u"Remove All"_s);
         desk.add({1});
         desk.add({0});
@@ -214,10 +206,7 @@ private slots:
 
     void splitsFromDirectoryToFiles()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addPolyTakes(desk);
-        setOutput(desk, desk.dir.addFolder(u"out"_s));
+        const ConvertDesk desk(PolyToMonoFunction);
         selectRows(desk.sources, {1});
         QCheckBox* second = desk.channelCheck(2);
         QTest::mouseClick(second, Qt::LeftButton, Qt::NoModifier, QPoint(5, second->height() / 2));
@@ -225,7 +214,7 @@ private slots:
         const QStringList before = shown(desk);
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
-        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
+        QCOMPARE(desk.desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
         QCOMPARE(filesBelow(desk.path(u"out"_s)),
                  QStringList({u"one_01.wav"_s, u"one_02.wav"_s, u"two_01.wav"_s, u"two_03.wav"_s}));
         const QByteArray three = sampleBytes(12, 5); // two frames of three samples
@@ -245,9 +234,7 @@ private slots:
 
     void newFilesAreListedWithTheNextListing()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addMonoTakes(desk);
+        const ConvertDesk desk;
         setOutput(desk, desk.path(u"rec"_s));
         desk.press(u"Convert"_s);
         QCOMPARE(columnTexts(desk.files, 0), QStringList({u"take_01.wav"_s, u"take_02.wav"_s}));
@@ -277,13 +264,10 @@ private slots:
         QFETCH(const QMessageBox::StandardButton, answer);
         QFETCH(const QStringList, texts);
         QFETCH(const bool, overwritten);
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addTakes(desk, function);
-        setOutput(desk, desk.dir.addFolder(u"out"_s));
+        const ConvertDesk desk(function);
         desk.press(u"Convert"_s);
         const QString url = folderUrl(desk.path(u"out"_s));
-        QCOMPARE(desktop.opened, QStringList{url});
+        QCOMPARE(desk.desktop.opened, QStringList{url});
         const QStringList names = filesBelow(desk.path(u"out"_s));
         for (const QString& name : names)
             desk.dir.add(u"out/"_s + name, "earlier");
@@ -299,7 +283,7 @@ private slots:
             QVERIFY(!box.hasDefaultButton);
             QCOMPARE(box.parent, &desk.window);
         }
-        QCOMPARE(desktop.opened, QStringList(overwritten ? 2 : 1, url));
+        QCOMPARE(desk.desktop.opened, QStringList(overwritten ? 2 : 1, url));
         QCOMPARE(filesBelow(desk.path(u"out"_s)), names);
         for (const QString& name : names)
             QCOMPARE(readFile(desk.path(u"out/"_s + name)) != "earlier", overwritten);
@@ -308,9 +292,7 @@ private slots:
 
     void actsOnAClickOnly()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addMonoTakes(desk);
+        const ConvertDesk desk;
         setOutput(desk, desk.dir.path());
         selectRows(desk.files, {0});
         selectRows(desk.sources, {0});
@@ -326,20 +308,18 @@ private slots:
             QTest::mouseRelease(button, Qt::LeftButton, {}, QPoint(-50, -50));
             QCOMPARE(shown(desk), before);
         }
-        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(desk.desktop.opened, QStringList());
         QCOMPARE(filesBelow(desk.dir.path()), QStringList());
     }
 
     void withoutSourcesNothingHappens()
     {
-        FolderRecorder desktop;
-        WindowDesk desk;
-        addMonoTakes(desk);
+        ConvertDesk desk;
         desk.press(u"Remove All"_s);
         MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>{});
         QVERIFY(QMetaObject::invokeMethod(&desk.window, "convert"));
         QCOMPARE(WindowDesk::texts(boxes), QStringList());
-        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(desk.desktop.opened, QStringList());
     }
 
     void asksWhenTheOutputDirectoryIsMissing_data()
@@ -366,9 +346,8 @@ private slots:
         QFETCH(const QMessageBox::StandardButton, answer);
         QFETCH(const bool, closed);
         QFETCH(const QStringList, written);
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addTakes(desk, function);
+        const ConvertDesk desk(function);
+        setOutput(desk, QString());
         const QStringList sources = filesBelow(desk.path(u"rec"_s));
         const QStringList before = shown(desk);
 
@@ -390,7 +369,7 @@ private slots:
         QStringList files = sources + written;
         files.sort();
         QCOMPARE(filesBelow(desk.path(u"rec"_s)), files);
-        QCOMPARE(desktop.opened,
+        QCOMPARE(desk.desktop.opened,
                  written.isEmpty() ? QStringList() : QStringList{folderUrl(desk.path(u"rec"_s))});
         QCOMPARE(shown(desk), before);
     }
@@ -447,13 +426,11 @@ private slots:
         QFETCH(const bool, asked);
         QFETCH(const QString, folder);
         QFETCH(QString, opened);
-        FolderRecorder desktop;
-        const WindowDesk desk;
+        const ConvertDesk desk;
         const CurrentDirectory work(desk.dir.addFolder(u"work"_s));
         for (const QString& name : {u"out"_s, u"o u t"_s, u"out.wav"_s, u"out#1"_s, u"50%"_s,
                                     u"work/here"_s, u"rec/inrec"_s})
             desk.dir.addFolder(name);
-        addMonoTakes(desk);
         for (QString* text : {&output, &current, &opened})
             text->replace(u"%1"_s, desk.dir.path());
         setOutput(desk, output);
@@ -462,7 +439,7 @@ private slots:
         MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>(asked ? 1 : 0, QMessageBox::Yes));
         clickButton(&desk.window, u"Convert"_s);
         QCOMPARE(WindowDesk::texts(boxes), QStringList(asked ? 1 : 0, g_question));
-        QCOMPARE(desktop.opened, QStringList{folderUrl(opened)});
+        QCOMPARE(desk.desktop.opened, QStringList{folderUrl(opened)});
         QCOMPARE(withoutDate(readFile(desk.path(folder + u"/take_combined.wav"_s))),
                  combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
         QCOMPARE(outputDirEdit(&desk.window)->text(), output);
@@ -471,16 +448,15 @@ private slots:
 
     void writesNextToEachSourceWithoutAnyDirectory()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addPolyTakes(desk);
+        const ConvertDesk desk(PolyToMonoFunction);
+        setOutput(desk, QString());
         currentDirEdit(&desk.window)->clear();
         MessageBoxAnswer boxes(QMessageBox::Yes);
         clickButton(&desk.window, u"Convert"_s);
         QVERIFY(boxes.wasAsked());
         QCOMPARE(withoutDate(readFile(desk.path(u"rec/one_02.wav"_s))),
                  splitFile(sampleBytes(8, 4)));
-        QCOMPARE(desktop.opened, QStringList{u"file:///"_s});
+        QCOMPARE(desk.desktop.opened, QStringList{u"file:///"_s});
     }
 
     void aFailureOpensNoFolder_data()
@@ -531,9 +507,7 @@ private slots:
         QFETCH(const Step, prepare);
         QFETCH(const QList<QMessageBox::StandardButton>, answers);
         QFETCH(const QStringList, texts);
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addTakes(desk, function);
+        const ConvertDesk desk(function);
         setOutput(desk, desk.dir.path());
         prepare(desk);
         const QStringList before = shown(desk);
@@ -542,7 +516,7 @@ private slots:
         QCOMPARE(WindowDesk::texts(boxes), texts);
         QCOMPARE(boxes.boxes().last().icon, QMessageBox::Warning);
         QCOMPARE(boxes.boxes().last().title, u"Splicora"_s);
-        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(desk.desktop.opened, QStringList());
         QCOMPARE(shown(desk), before);
     }
 
@@ -556,10 +530,7 @@ private slots:
     void aCancelledConversionOpensNoFolder()
     {
         QFETCH(const int, function);
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addTakes(desk, function);
-        setOutput(desk, desk.dir.addFolder(u"out"_s));
+        const ConvertDesk desk(function);
         const QStringList before = shown(desk);
         {
             const CancelClicker cancel([](QProgressDialog&) { return true; });
@@ -567,11 +538,11 @@ private slots:
             QVERIFY(cancel.wasClicked());
         }
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
-        QCOMPARE(desktop.opened, QStringList());
+        QCOMPARE(desk.desktop.opened, QStringList());
         QCOMPARE(shown(desk), before);
 
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
-        QCOMPARE(desktop.opened.size(), 1);
+        QCOMPARE(desk.desktop.opened.size(), 1);
     }
 
     /// A split waits for the rest of a take that is still being copied. Cancel hides its dialog at
@@ -648,7 +619,8 @@ private slots:
         desk.dir.add(u"rec/take_01.wav"_s, wavBytes(chunks));
         desk.dir.add(u"rec/take_02.wav"_s, wavBytes(chunks));
         offerMoreFunctions(desk);
-        addAll(desk, PlainToBwfFunction);
+        desk.choose(PlainToBwfFunction);
+        addAll(desk);
         setOutput(desk, desk.path(u"out"_s));
         prepare(desk);
 
@@ -662,15 +634,14 @@ private slots:
 
     void anyOtherFunctionOnlyOpensTheFolder()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
+        const ConvertDesk desk;
         offerMoreFunctions(desk);
-        addMonoTakes(desk);
-        addAll(desk, PlainToBwfFunction + 1);
+        desk.choose(PlainToBwfFunction + 1);
+        addAll(desk);
         setOutput(desk, desk.dir.addFolder(u"out"_s));
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList());
-        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
+        QCOMPARE(desk.desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
     }
 
     void choosesTheCurrentDirectory()
@@ -829,17 +800,15 @@ private slots:
 
     void aChosenOutputDirectoryIsUsed()
     {
-        FolderRecorder desktop;
-        const WindowDesk desk;
-        addMonoTakes(desk);
-        desk.dir.addFolder(u"out"_s);
+        const ConvertDesk desk;
+        setOutput(desk, QString());
         {
             const ChooserAnswer chooser(desk.path(u"out"_s));
             clickButton(findGroup(&desk.window, u"Source File"_s), u"Browse..."_s);
         }
         QCOMPARE(desk.press(u"Convert"_s), QStringList());
         QCOMPARE(filesBelow(desk.path(u"out"_s)), QStringList{u"take_combined.wav"_s});
-        QCOMPARE(desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
+        QCOMPARE(desk.desktop.opened, QStringList{folderUrl(desk.path(u"out"_s))});
     }
 
     void aCancelledChooserChangesNothing_data()
@@ -852,8 +821,7 @@ private slots:
     void aCancelledChooserChangesNothing()
     {
         QFETCH(const QString, group);
-        const WindowDesk desk;
-        addMonoTakes(desk);
+        const ConvertDesk desk;
         setOutput(desk, u"somewhere"_s);
         currentDirEdit(&desk.window)->setText(u"elsewhere"_s);
         const QStringList before = shown(desk);
