@@ -10,6 +10,10 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <sys/time.h>
+
+#include <ctime>
+
 using namespace Qt::Literals::StringLiterals;
 
 using Writer = qint64 (*)(QDataStream& s);
@@ -32,6 +36,7 @@ private slots:
     void bextBody();
     void writeBextChunk();
     void bextDateAndTime();
+    void bextDateIsReadBeforeTheTime();
 
     void deviceRefusesWrite_data();
     void deviceRefusesWrite();
@@ -75,7 +80,21 @@ QByteArray bextBytes(const char* date, const char* time)
            + QByteArray(256, '\0'); // coding history
 }
 
+/// What the next readings of the clock find, in seconds since 1970; the time when there are none.
+QList<qint64> g_clock;
+
 } // namespace
+
+// This takes the place of the system's call for the whole process.
+extern "C" int gettimeofday(struct timeval* found, void* /*zone*/) noexcept
+{
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    if (!g_clock.isEmpty())
+        now = {time_t(g_clock.takeFirst()), 0};
+    *found = {now.tv_sec, now.tv_nsec / 1000};
+    return 0;
+}
 
 void tst_ChunkWriter::writeRiffHeader_data()
 {
@@ -260,6 +279,23 @@ void tst_ChunkWriter::bextDateAndTime()
     const QTime written = QTime::fromString(time, Qt::ISODate);
     QVERIFY2(written >= before.time().addMSecs(-before.time().msec()), qPrintable(time));
     QVERIFY2(written <= after.time(), qPrintable(time));
+}
+
+/// Read the other way round, a chunk of a recording at midnight could be a day ahead.
+void tst_ChunkWriter::bextDateIsReadBeforeTheTime()
+{
+    g_clock = {0};
+    if (QDateTime::currentMSecsSinceEpoch() != 0)
+        QSKIP("The toolkit reads the clock by another call here.");
+    for (const int day : {9, 11}) {
+        const QDateTime midnight(QDate(2025, 3, day + 1), QTime(0, 0));
+        g_clock = {midnight.toSecsSinceEpoch() - 1, midnight.toSecsSinceEpoch()};
+        FileStream output({}, QIODevice::ReadWrite);
+        QCOMPARE(::writeBextChunk(output.stream), g_bextChunkSize);
+        QVERIFY(g_clock.isEmpty());
+        const QByteArray date = "2025-03-" + QByteArray::number(day).rightJustified(2, '0');
+        QCOMPARE(output.bytes().mid(8 + 320, 18), date + "00:00:00");
+    }
 }
 
 void tst_ChunkWriter::deviceRefusesWrite_data()
