@@ -72,6 +72,8 @@ void tst_Spellings::unlistedNamesCountAsOne_data()
     QTest::addColumn<QString>("output");
     QTest::addColumn<QString>("source");
     QTest::newRow("another case") << u"take_01.wav"_s << u"TAKE_01.WAV"_s;
+    QTest::newRow("another case of a letter that has two small forms")
+        << u"take\u03c2_01.wav"_s << u"TAKE\u03a3_01.WAV"_s;
     QTest::newRow("another composition of an accent")
         << u"t\u00e4ke_01.wav"_s << u"ta\u0308ke_01.wav"_s;
 }
