@@ -39,6 +39,7 @@ private slots:
     void outputsAreOneFile();
     void outputIsReadByAnotherRequest_data();
     void outputIsReadByAnotherRequest();
+    void finishedRequestReadsNothing();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
     void outputNameIsTaken_data();
@@ -546,6 +547,20 @@ void tst_Faults::outputIsReadByAnotherRequest()
     QCOMPARE(dir.bytes(u"take_01.wav"_s), stereoFile());
     QCOMPARE(withoutDate(dir.bytes(u"take_01_01.wav"_s)), splitOutput(g_left));
     QCOMPARE(withoutDate(dir.bytes(u"take_01_02.wav"_s)), splitOutput(g_right));
+}
+
+/// Its sources can become outputs of the next one.
+void tst_Faults::finishedRequestReadsNothing()
+{
+    ListedTake take(Conversion::Combine);
+    QCOMPARE(take.convert({}).result, int(ConvertOk));
+    take.put(u"take.wav"_s, stereoFile());
+    const Outcome expected = take.success({{u"take_01.wav"_s, aFile(splitOutput(g_left))},
+                                           {u"take_02.wav"_s, aFile(splitOutput(g_right))}});
+    const ConversionRun run = runConversion(Conversion::Split, Sources({take.path(u"take.wav"_s)}),
+                                            {QMessageBox::Yes, QMessageBox::Yes});
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(take.everything(), expected.entries);
 }
 
 void tst_Faults::outputReplacedWhileItIsWritten_data()
