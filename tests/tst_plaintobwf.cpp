@@ -338,6 +338,9 @@ void tst_PlainToBwf::shownValues_data()
     QTest::newRow("the largest positive range")
         << QByteArrayList{wide, g_fmt} << qint64(0x7FFFFFFF) << 2147483647
         << QList<int>{start + 4008, fmtDone, 2147483647};
+    QTest::newRow("the maximum behind a chunk that cannot be copied")
+        << QByteArrayList{wide, g_fmt, chunk("LIST", "INFO", qint64(1) << 31)} << qint64(7000)
+        << 7000 << QList<int>{start + 4008, fmtDone, 7000};
     // Without a range the dialog takes every value over.
     QTest::newRow("2^31 is a negative number, which leaves no range")
         << QByteArrayList{wide, g_fmt} << qint64(0x80000000) << 0
@@ -354,12 +357,16 @@ void tst_PlainToBwf::shownValues()
     QFETCH(int, maximum);
     QFETCH(QList<int>, values);
     PreparedRequest prepared({.before = {{u"take.wav"_s, wavBytes(chunks, riffSize)}},
-                              .listed = {{u"take.wav"_s, g_plain}}});
-    const ProgressWatch watch;
+                              .listed = {{u"take.wav"_s, g_plain}},
+                              .answers = {QMessageBox::Ok}});
+    QList<int> valuesInEvents;
+    const ProgressWatch watch(
+        [&valuesInEvents](QProgressDialog& dialog) { valuesInEvents.append(dialog.value()); });
     prepared.run(Conversion::PlainToBwf);
 
     QCOMPARE(watch.only().maximum, maximum);
     QCOMPARE(watch.only().values, values);
+    QVERIFY(valuesInEvents.contains(values.first())); // they come through before the next chunk
 }
 
 SPLICORA_TEST_MAIN(tst_PlainToBwf)
