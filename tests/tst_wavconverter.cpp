@@ -397,6 +397,8 @@ void tst_WavConverter::outputNames_data()
         {u"out_02.wav/take_combined.wav"_s});
     row("combine of a name with two underscores", Conversion::Combine, 1,
         {u"my_take_01.wav"_s, u"my_take_02.wav"_s}, {}, {u"my_take_combined.wav"_s});
+    row("combine of a name that is a number alone into an output directory", Conversion::Combine, 1,
+        {u"rec/_01.wav"_s, u"rec/_02.wav"_s}, u"out"_s, {u"out/_combined.wav"_s});
     row("combine of a name with dots", Conversion::Combine, 1,
         {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s}, {}, {u"take.v2_combined.wav"_s});
     row("combine of paths with number places", Conversion::Combine, 1,
@@ -640,9 +642,9 @@ void tst_WavConverter::outputIsClosedBesideTheMaximum()
     const TempDir work;
     Sources items;
     const QString source = conversion == Conversion::Combine ? u"take_01.wav"_s : u"take.wav"_s;
-    // A RIFF size that no running size meets on its way.
+    // A RIFF size that no running size meets on its way; most are beyond it.
     QByteArray bytes = sourceBytes(conversion == Conversion::Combine ? 1 : 2);
-    work.add(source, bytes.replace(4, 4, le32(50000)));
+    work.add(source, bytes.replace(4, 4, le32(100)));
     items.add(work.path(source));
     items.list().constFirst()->setChannelEnabled(1, false);
     QWidget parent;
@@ -689,16 +691,19 @@ void tst_WavConverter::errorBoxBesideProgress()
     CWavConverter converter(&parent, items.list());
 
     bool hadProgress = !hasProgress;
+    bool wasOpen = !hasProgress;
     QStringList namesThen;
     MessageBoxAnswer answer(QMessageBox::Ok);
     answer.whenSeen([&](QMessageBox*) {
         hadProgress = parent.findChild<QProgressDialog*>() != nullptr;
+        wasOpen = isOpenInThisProcess(work.path(u"take_01_bwf.wav"_s));
         namesThen = work.names();
     });
     convert(converter, conversion);
     QVERIFY(answer.wasAsked());
     QCOMPARE(answer.box().text, errorText("Data read error."));
     QCOMPARE(hadProgress, hasProgress);
+    QCOMPARE(wasOpen, hasProgress); // the plain copy closes its output behind the box
     QCOMPARE(namesThen, names);
 }
 
