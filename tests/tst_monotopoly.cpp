@@ -311,6 +311,18 @@ void tst_MonoToPoly::channelFiles_data()
         << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
         << outputBytes(
                {fmtChunk(wide(format, 2)), dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))});
+    // Behind its own block the reference has four samples left, which its second reading takes.
+    const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
+    const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
+    const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
+    QTest::newRow("the others go on block by block, whatever the reference number again takes")
+        << Files{{u"take_01.wav"_s, file(left)}, {u"take_02.wav"_s, file(right)}}
+        << QStringList{u"take_01.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}
+        << u"take_combined.wav"_s
+        << combined(
+               interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
+                   + interleaved({left.first(4), again.first(4), right.mid(g_blockBytes, 4)}, 1),
+               3);
     QTest::newRow("the walk goes on behind what the reference number again has taken")
         << Files{{u"take_01.wav"_s,
                   wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
@@ -431,6 +443,12 @@ void tst_MonoToPoly::chunks_data()
             {wavBytes({fmt, data, dataChunk("ef")}),
              wavBytes({fmt, dataChunk("1234"), dataChunk("56")})},
             outputBytes({fmtOut, dataOut, dataChunk("e5f6")}));
+    const QByteArray fmt16 = fmtChunk({.bits = 16});
+    addTake("the buffers of a second data chunk are fresh",
+            {wavBytes({fmt16, dataChunk("aAbB"), dataChunk("cCd")}),
+             wavBytes({fmt16, dataChunk("1!2@"), dataChunk("3#4")})},
+            outputBytes({fmtChunk(wide({.bits = 16}, 2)), dataChunk("aA1!bB2@"),
+                         dataChunk(QByteArray("cC3#\0\0", 6))}));
     addTake("an empty data chunk stays empty", {monoFile(format, {}), monoFile(format, {})},
             outputBytes({fmtOut, dataChunk({})}));
     QTest::newRow("an empty data chunk asks for no channel file")
@@ -497,6 +515,11 @@ void tst_MonoToPoly::inconsistentHeaders_data()
             {.channels = 2, .bits = 56, .blockAlign = 6}, exactLeft, exactRight,
             framesOf({exactLeft, exactRight}, 7, 3, g_blockBytes - 2));
 
+    addPair("three bytes per sample in a block align of 4 start again with each block",
+            {.bits = 24, .blockAlign = 4}, {.channels = 2, .bits = 24, .blockAlign = 8}, left,
+            right,
+            framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 3, 4, g_blockBytes)
+                + framesOf({secondBlock(left), secondBlock(right)}, 3, 4, 8));
     addPair("a block align above the bytes per sample leaves gaps of zeros",
             {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8}, "aAbBcCdD",
             "1!2@3#4$", "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
