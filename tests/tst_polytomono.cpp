@@ -171,20 +171,21 @@ Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList&
     return chunkedTake(sourceChunks, output(g_first));
 }
 
-/// Closes the last window, as far as the program can tell, when the progress reaches a value.
+/// Closes the last window, as far as the program can tell, when events come through at a value of
+/// the progress, or when it reaches its maximum, if that is the value.
 class LastWindowCloser
 {
 public:
     explicit LastWindowCloser(int atValue)
         : m_watch([this, atValue](QProgressDialog& dialog) {
+            if (dialog.value() == atValue)
+                close();
             if (m_bar)
                 return;
             m_bar = dialog.findChild<QProgressBar*>();
             QObject::connect(m_bar, &QProgressBar::valueChanged, m_bar, [this, atValue](int value) {
-                if (value != atValue || m_isClosed)
-                    return;
-                m_isClosed = true;
-                Q_EMIT qGuiApp->lastWindowClosed();
+                if (value == atValue && value == m_bar->maximum())
+                    close();
             });
         })
     { }
@@ -192,6 +193,12 @@ public:
     bool isClosed() const { return m_isClosed; }
 
 private:
+    void close()
+    {
+        if (!std::exchange(m_isClosed, true))
+            Q_EMIT qGuiApp->lastWindowClosed();
+    }
+
     QPointer<QProgressBar> m_bar;
     bool m_isClosed = false;
     ProgressWatch m_watch;
@@ -283,6 +290,17 @@ void tst_PolyToMono::inconsistentFormats_data()
     QTest::newRow("what no frame of the second block fills is left from the first")
         << plainTake({.channels = 2, .bits = 8, .blockAlign = 4}, block + "BbCcDdEe",
                      {samples + rest + "BDAA", samples + rest + "bdAA"});
+
+    // Of each block the channels get a third, rounded down, so that one byte is never written.
+    const Format wideFrames = {.channels = 3, .bits = 8, .blockAlign = 4};
+    const qsizetype third = g_blockBytes / 3;
+    const QByteArray thirdOfBlock = samples.leftJustified(third, '\0') + 'A';
+    const QByteArray shortened =
+        outputBytes({fmtChunk(monoOf(wideFrames)), dataChunk(thirdOfBlock, third + 2)},
+                    g_chunk + g_header + thirdOfBlock.size());
+    QTest::newRow("the size in the header decides about the pad byte, not what was written")
+        << Request{.before = {{u"take.wav"_s, polyFile(wideFrames, block + "AAAA")}},
+                   .outputs = outputsOf({shortened, shortened, shortened})};
 
     // Three bytes out of every two: the output buffer takes two thirds of a block's frames and the
     // start of one more.
@@ -664,6 +682,13 @@ void tst_PolyToMono::sourcesAsOutputs_data()
                    .answers = {QMessageBox::Yes},
                    .result = ConvertFileOpen,
                    .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
+    QTest::newRow("a source whose channels are switched off is refused, too")
+        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, monoFile({}, g_first)}},
+                   .sources = {u"take.wav"_s, u"take_02.wav"_s},
+                   .disabled = {1},
+                   .answers = {QMessageBox::Yes},
+                   .result = ConvertFileOpen,
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
     QTest::newRow("an output that is a link to a later source is refused")
         << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}},
                    .sources = {u"take.wav"_s, u"b.wav"_s},
@@ -815,6 +840,20 @@ void tst_PolyToMono::lastWindowIsClosed_data()
     const int maximum = int(wavBytes(chunks).size() - 8) / 2;
     QTest::newRow("at the end of an output, so that nobody is asked about the next one")
         << firstKept << maximum << true;
+
+    Request nextSource = firstKept;
+    nextSource.before[u"b.wav"_s] = wavBytes(chunks);
+    nextSource.before[u"b_01.wav"_s] = "of earlier";
+    nextSource.sources = {u"take.wav"_s, u"b.wav"_s};
+    nextSource.disabled = {2};
+    QTest::newRow("at the end of a source, so that nobody is asked about the next one")
+        << nextSource << maximum << true;
+
+    Request inData = wholeTake(g_stereo16, g_blockBytes / 2);
+    inData.outputs.clear();
+    inData.result = ConvertCancelled;
+    QTest::newRow("before the second of two blocks, with which the source ends")
+        << inData << g_outputStart + g_chunk + g_header << true;
 
     QTest::newRow("which is not that of the request, whose own was never shown")
         << whole << noteDone << false;
