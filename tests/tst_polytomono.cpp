@@ -381,9 +381,12 @@ void tst_PolyToMono::chunks_data()
         << chunkedTake({fmt, data, chunk("fmt ", QByteArray(14, '\0'))},
                        outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
 
-    QTest::newRow("a bext at the start is copied, none is generated")
-        << chunkedTake({bext, fmt, data}, wavBytes({bext, g_monoFmt, dataChunk(g_first)},
-                                                   g_riffHeaderSize + audio + g_chunk));
+    Request broadcast =
+        chunkedTake({bext, fmt, data}, wavBytes({bext, g_monoFmt, dataChunk(g_first)},
+                                                g_riffHeaderSize + audio + g_chunk));
+    QTest::newRow("a bext at the start is copied, none is generated") << broadcast;
+    broadcast.listed = {{u"take.wav"_s, wavBytes({fmt, data})}};
+    QTest::newRow("a bext that came since the listing is copied, none is generated") << broadcast;
     QTest::newRow("a bext at the end stays at the end") << chunkedTake(
         {fmt, data, evenList, bext}, wavBytes({g_monoFmt, dataChunk(g_first), evenList, bext},
                                               g_riffHeaderSize + audio + 2 * g_chunk));
