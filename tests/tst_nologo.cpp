@@ -123,6 +123,7 @@ void tst_NoLogo::functionRowHasNoPicture()
     QVERIFY(logo);
     QVERIFY(logo->pixmap().isNull());
     QCOMPARE(logo->text(), QString());
+    QCOMPARE(logo->accessibleName(), QString());
 }
 
 SPLICORA_TEST_MAIN(tst_NoLogo)
