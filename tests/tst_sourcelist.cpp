@@ -269,7 +269,7 @@ private slots:
                  smallWav({.channels = 2, .bits = 24}), smallWav({.channels = 2, .rate = 96000}),
                  smallWav({.channels = 8}), smallWav({.channels = 10}),
                  smallWav({.channels = 2, .bits = 32, .tag = 3}), smallWav({.channels = 2}, 99)}),
-            {}, addAll, {}, {}, upTo(8));
+            {4, 0}, add, {1, 2, 3, 5, 6, 7}, {}, {4, 0, 1, 2, 3, 5, 6, 7});
         row("a ninth multichannel file", poly,
             letterFiles(QByteArrayList(9, smallWav({.channels = 2}))), upTo(8), add, {8},
             {g_tooMany}, upTo(8));
@@ -308,6 +308,8 @@ private slots:
         for (int row = 0; row < desk.sources->rowCount(); ++row) {
             QCOMPARE(desk.sources->item(row, 4)->text(), folder);
             QCOMPARE(desk.sources->item(row, 4)->toolTip(), folder);
+            QCOMPARE(rowTexts(desk.sources, row).mid(1, 3),
+                     rowTexts(desk.files, after[row]).mid(2, 3));
         }
         QCOMPARE(desk.enabledButtons(), after.isEmpty() ? g_addButtons : g_allButtons);
         QCOMPARE(columnTexts(desk.files, 0), letterNames(upTo(int(files.size()))));
