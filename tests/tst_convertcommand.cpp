@@ -661,6 +661,7 @@ private slots:
         QLineEdit* edit = currentDirEdit(&desk.window);
         QCOMPARE(edit->text(), QDir::toNativeSeparators(desk.path(u"rec"_s)));
         QCOMPARE(edit->cursorPosition(), 0);
+        QCOMPARE(edit->selectedText(), QString());
         QCOMPARE(columnTexts(desk.files, 0), QStringList{u"take_01.wav"_s});
         QCOMPARE(outputDirEdit(&desk.window)->text(), QString());
 
@@ -701,6 +702,13 @@ private slots:
             const ChooserAnswer choose(desk.path(u"rec"_s));
             clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
         }) << u"rec"_s;
+        QTest::newRow("a directory was entered, then a chooser cancelled")
+            << Step([](const WindowDesk& desk) {
+                   desk.list(desk.path(u"rec"_s));
+                   const ChooserAnswer cancel{QString()};
+                   clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
+               })
+            << u"rec"_s;
         QTest::newRow("a directory was entered, then another one typed")
             << Step([](const WindowDesk& desk) {
                    desk.list(desk.path(u"rec"_s));
@@ -717,6 +725,19 @@ private slots:
             desk.list(desk.path(u"rec"_s));
             desk.list(desk.path(u"other"_s));
         }) << u"other"_s;
+        QTest::newRow("a directory was entered, then one without a file")
+            << Step([](const WindowDesk& desk) {
+                   desk.list(desk.path(u"rec"_s));
+                   desk.list(desk.path(u"other/empty"_s));
+               })
+            << u"other/empty"_s;
+        // The toolkit goes up to the parent.
+        QTest::newRow("a directory was entered, then a missing one")
+            << Step([](const WindowDesk& desk) {
+                   desk.list(desk.path(u"rec"_s));
+                   desk.list(desk.path(u"other/missing"_s));
+               })
+            << u"other"_s;
     }
 
     void theFirstChooserOpensAtHomeTheNextAtTheListedDirectory()
@@ -726,6 +747,7 @@ private slots:
         const WindowDesk desk;
         desk.dir.addFolder(u"rec"_s);
         desk.dir.addFolder(u"other"_s);
+        desk.dir.addFolder(u"other/empty"_s);
         desk.dir.add(u"rec/take_01.wav"_s, takeWith(1, sampleBytes(8)));
         desk.dir.add(u"other/take_01.wav"_s, takeWith(2, sampleBytes(8)));
         {
