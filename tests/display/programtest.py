@@ -56,9 +56,12 @@ class ProgramTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        # The program has no options: it passes over this one.
-        self.process = subprocess.Popen([self.program, "--help"], cwd=self.folder,
-                                        env={**os.environ, **self.environment()})
+        # The program has no options: it passes over the first one. The toolkit has: what its own
+        # say comes before the environment.
+        self.process = subprocess.Popen([self.program, "--help", "-platform", "xcb"],
+                                        cwd=self.folder,
+                                        env={**os.environ, "QT_QPA_PLATFORM": "offscreen",
+                                             **self.environment()})
         self.addCleanup(self.end_program)
         self.window = wait_for("window", self.find_window)
         wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
