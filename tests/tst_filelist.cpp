@@ -592,9 +592,17 @@ void tst_FileList::unreadableFiles()
     QFETCH(QByteArray, bytes);
 
     const Desk desk({{u"bad.wav"_s, bytes}, {u"good.wav"_s, wav(1)}});
+    QStringList enabled;
+    int height = -1;
+    const BoxWatcher watcher([&] {
+        enabled = desk.enabledButtons();
+        height = desk.files->rowHeight(0);
+    });
     QCOMPARE(desk.enter(), QStringList(unreadableBox({u"bad.wav"_s})));
     QCOMPARE(desk.names(), QStringList(u"good.wav"_s));
+    QCOMPARE(enabled, g_addButtons);
     QCOMPARE(desk.enabledButtons(), g_addButtons);
+    QCOMPARE(height, desk.files->rowHeight(0));
 }
 
 void tst_FileList::unreadableFilesAreToldLast()
