@@ -294,9 +294,13 @@ private slots:
         selectRows(desk.files, selection);
         QCOMPARE(selectedRows(desk.files), selection);
         MessageBoxAnswer answer(QList<QMessageBox::StandardButton>(boxes.size(), QMessageBox::Ok));
+        QList<QStringList> enabledMeanwhile;
+        answer.whenSeen([&](QMessageBox*) { enabledMeanwhile.append(desk.enabledButtons()); });
         clickButton(&desk.window, command);
 
         QCOMPARE(WindowDesk::texts(answer), boxes);
+        QCOMPARE(enabledMeanwhile.count(before.isEmpty() ? g_addButtons : g_allButtons),
+                 boxes.size());
         for (const SeenBox& box : answer.boxes()) {
             QCOMPARE(box.title, u"Splicora"_s);
             QCOMPARE(box.icon, QMessageBox::Warning);
