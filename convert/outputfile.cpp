@@ -167,15 +167,21 @@ void OutputFile::remove()
         m_file.remove();
 }
 
-/// False when the name of the open file leads to none by now, or to another one: a directory, or a
-/// file of another length. What cannot be told counts as ours, so that no finished file is denied.
+/// False when the name of the open file leads to none by now, or to another one: a directory, a
+/// pipe or a device where ours is a file, or a file of another length. What cannot be told counts
+/// as ours, so that no finished file is denied.
 bool OutputFile::hasItsName()
 {
+    using Type = std::filesystem::file_type;
     switch (typeOf(m_file.fileName())) {
-    case std::filesystem::file_type::not_found:
-    case std::filesystem::file_type::directory:
+    case Type::not_found:
+    case Type::directory:
         return false;
-    case std::filesystem::file_type::regular:
+    case Type::fifo:
+    case Type::socket:
+    case Type::character:
+        return m_file.isSequential(); // No file on a disk is.
+    case Type::regular:
         break;
     default:
         return true;

@@ -119,6 +119,8 @@ QByteArray copyOutput(const QByteArray& file)
 /// What stands in a directory, by name.
 using Entries = QMap<QString, QByteArray>;
 
+const QByteArray g_noFile = "neither file, directory nor link";
+
 /// Everything below a directory: what it is, the bytes of files and where links lead. The date of a
 /// generated `bext` is left out.
 Entries everythingIn(const QString& dir)
@@ -128,7 +130,7 @@ Entries everythingIn(const QString& dir)
                          QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         const QFileInfo entry(entries.next());
-        QByteArray what = "neither file, directory nor link";
+        QByteArray what = g_noFile;
         if (entry.isSymLink()) {
             what = "link to " + QFile::encodeName(entry.symLinkTarget());
         } else if (entry.isDir()) {
@@ -577,6 +579,12 @@ void tst_Faults::outputReplacedWhileItIsWritten_data()
     QTest::newRow("a split, by a longer file") << Conversion::Split << false << longer;
     QTest::newRow("a split, by a directory")
         << Conversion::Split << false << QByteArray("directory");
+    for (const auto& [conversion, name] : g_conversions)
+        QTest::addRow("a %s, by a pipe", name) << conversion << false << g_noFile;
+    QTest::newRow("a split that is cancelled then, by a pipe")
+        << Conversion::Split << true << g_noFile;
+    QTest::newRow("a combine, by a link to a device")
+        << Conversion::Combine << false << QByteArray("link to /dev/null");
 }
 
 /// Another program puts something of its own in the place of the output. That one is no result of
@@ -592,9 +600,16 @@ void tst_Faults::outputReplacedWhileItIsWritten()
                            ? take.failure(ConvertCancelled, {})
                            : take.failure(ConvertDataWrite, {errorText("Data write error.")});
     expected.entries[take.outputName()] = other;
-    QVERIFY(other == "directory" ? QDir().mkdir(take.path(u"other"_s))
-                                 : take.put(u"other"_s, other.mid(aFile({}).size())));
-    const QByteArray otherName = QFile::encodeName(take.path(u"other"_s));
+    const QString otherPath = take.path(u"other"_s);
+    if (other == "directory")
+        QVERIFY(QDir().mkdir(otherPath));
+    else if (other == g_noFile)
+        QVERIFY(makePipe(otherPath));
+    else if (other.startsWith("link"))
+        QVERIFY(QFile::link(u"/dev/null"_s, otherPath));
+    else
+        QVERIFY(take.put(u"other"_s, other.mid(aFile({}).size())));
+    const QByteArray otherName = QFile::encodeName(otherPath);
     const QByteArray output = QFile::encodeName(take.path(take.outputName()));
     bool isReplaced = false;
     const Once replacement([&output] { return ::access(output.constData(), F_OK) == 0; },
@@ -658,9 +673,8 @@ void tst_Faults::outputNameIsTaken()
         expected = take.success(outputs);
     }
     if (by.startsWith(u"a file"_s))
-        expected.entries[take.outputName()] = by.endsWith(u"pipe"_s)
-                                                  ? "neither file, directory nor link"
-                                                  : take.everything()[take.sourceName()];
+        expected.entries[take.outputName()] =
+            by.endsWith(u"pipe"_s) ? g_noFile : take.everything()[take.sourceName()];
     const Once replacement([&by] { return by.startsWith(u"a file"_s) && isQuestionUp(); },
                            [&] {
                                QFile::remove(path);
