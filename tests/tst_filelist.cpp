@@ -226,61 +226,54 @@ void tst_FileList::row_data()
 {
     QTest::addColumn<int>("function");
     QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QString>("texts");
 
     const QByteArray data = dataChunk(sampleBytes(64));
-    QTest::newRow("plain mono file")
-        << g_monoToPoly << wav(1)
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+    QTest::newRow("plain mono file") << g_monoToPoly << wav(1) << u"a.wav WAV 1 16 48000 100.0B"_s;
     QTest::newRow("plain stereo file")
-        << g_polyToMono << wav(2)
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"2"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+        << g_polyToMono << wav(2) << u"a.wav WAV 2 16 48000 100.0B"_s;
     QTest::newRow("broadcast file")
         << g_monoToPoly << wavBytes({bextWithoutDate(), fmtChunk({}), data})
-        << QStringList({u"a.wav"_s, u"BWF"_s, u"1"_s, u"16"_s, u"48000"_s, u"966.0B"_s});
+        << u"a.wav BWF 1 16 48000 966.0B"_s;
     QTest::newRow("broadcast chunk behind the data")
         << g_monoToPoly << wavBytes({fmtChunk({}), data, chunk("bext", sampleBytes(2))})
-        << QStringList({u"a.wav"_s, u"BWF"_s, u"1"_s, u"16"_s, u"48000"_s, u"110.0B"_s});
+        << u"a.wav BWF 1 16 48000 110.0B"_s;
     QTest::newRow("floating point of 96 kHz")
         << g_monoToPoly << wavBytes({fmtChunk({.bits = 32, .rate = 96000, .tag = 3}), data})
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"32"_s, u"96000"_s, u"100.0B"_s});
+        << u"a.wav WAV 1 32 96000 100.0B"_s;
     QTest::newRow("extensible format of six channels")
         << g_polyToMono
         << wavBytes({fmtChunk({.channels = 6, .bits = 24, .tag = 0xFFFE}, sampleBytes(24)), data})
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"6"_s, u"24"_s, u"48000"_s, u"124.0B"_s});
+        << u"a.wav WAV 6 24 48000 124.0B"_s;
     QTest::newRow("largest numbers are not negative")
         << g_polyToMono
         << wavBytes(
                {fmtChunk({.channels = 65535, .bits = 65535, .rate = -1, .blockAlign = 1}), data})
-        << QStringList(
-               {u"a.wav"_s, u"WAV"_s, u"65535"_s, u"65535"_s, u"4294967295"_s, u"100.0B"_s});
+        << u"a.wav WAV 65535 65535 4294967295 100.0B"_s;
     QTest::newRow("zeros in the format")
         << g_monoToPoly << wavBytes({fmtChunk({.bits = 0, .rate = 0}), data})
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"0"_s, u"0"_s, u"100.0B"_s});
+        << u"a.wav WAV 1 0 0 100.0B"_s;
     QTest::newRow("the size is the header's, not the file's")
-        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 1025)
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"1.0KB"_s});
+        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 1025) << u"a.wav WAV 1 16 48000 1.0KB"_s;
     QTest::newRow("a size of zero in the header")
-        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 0)
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"0.0B"_s});
+        << g_monoToPoly << wavBytes({fmtChunk({}), data}, 0) << u"a.wav WAV 1 16 48000 0.0B"_s;
     QTest::newRow("the largest size in the header")
         << g_monoToPoly << wavBytes({fmtChunk({}), data}, 0xFFFFFFFF)
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"4.0GB"_s});
+        << u"a.wav WAV 1 16 48000 4.0GB"_s;
     QTest::newRow("data before the format")
-        << g_monoToPoly << wavBytes({data, fmtChunk({})})
-        << QStringList({u"a.wav"_s, u"WAV"_s, u"1"_s, u"16"_s, u"48000"_s, u"100.0B"_s});
+        << g_monoToPoly << wavBytes({data, fmtChunk({})}) << u"a.wav WAV 1 16 48000 100.0B"_s;
 }
 
 void tst_FileList::row()
 {
     QFETCH(int, function);
     QFETCH(QByteArray, bytes);
-    QFETCH(QStringList, texts);
+    QFETCH(QString, texts);
 
     const Desk desk({{u"a.wav"_s, bytes}}, function);
     QCOMPARE(desk.enter(), g_noBox);
     QCOMPARE(desk.files->rowCount(), 1);
-    QCOMPARE(rowTexts(desk.files, 0), texts);
+    QCOMPARE(rowTexts(desk.files, 0).join(u' '), texts);
 }
 
 void tst_FileList::alignment()
@@ -479,6 +472,9 @@ void tst_FileList::directoryTexts_data()
     QTest::newRow("slash at the end") << u"DIR/takes/"_s << u"DIR/takes"_s;
     QTest::newRow("relative") << u"takes"_s << u"takes"_s;
     QTest::newRow("relative with a slash at the end") << u"takes/"_s << u"takes"_s;
+    QTest::newRow("the working directory") << u"."_s << u"."_s;
+    QTest::newRow("detour by way of the parent")
+        << u"DIR/takes/../takes"_s << u"DIR/takes/../takes"_s;
     QTest::newRow("relative and upwards") << u"takes/../takes"_s << u"takes/../takes"_s;
     QTest::newRow("relative from here") << u"./takes"_s << u"./takes"_s;
     QTest::newRow("link to the directory") << u"DIR/link"_s << u"DIR/link"_s;
@@ -497,9 +493,10 @@ void tst_FileList::directoryTexts()
 
     QCOMPARE(desk.enter(text), g_noBox);
     QCOMPARE(currentDirEdit(&desk.window)->text(), text);
-    QCOMPARE(desk.names(), QStringList(u"a.wav"_s));
+    QCOMPARE(desk.names(), QStringList(text == u"."_s ? u"outside.wav"_s : u"a.wav"_s));
     desk.press(u"Add All"_s);
-    QCOMPARE(columnTexts(desk.sources, 4), QStringList(path));
+    QCOMPARE(columnTexts(desk.sources, 4), QStringList(QDir::toNativeSeparators(path)));
+    QCOMPARE(desk.sources->item(0, 4)->toolTip(), QDir::toNativeSeparators(path));
 }
 
 void tst_FileList::rootDirectory()

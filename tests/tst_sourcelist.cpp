@@ -129,35 +129,6 @@ private slots:
         QCOMPARE(desk.sourceNames(), QStringList{u"shown otherwise"_s});
     }
 
-    void showsTheFolderAsItWasEntered_data()
-    {
-        QTest::addColumn<QString>("entered"); // %1 is the parent of the folder "takes"
-        QTest::addColumn<QString>("path");
-        QTest::newRow("a detour by way of the parent")
-            << u"%1/takes/../takes"_s << u"%1/takes/../takes"_s;
-        QTest::newRow("a path from the working directory") << u"takes"_s << u"takes"_s;
-        QTest::newRow("the working directory") << u"."_s << u"."_s;
-    }
-
-    void showsTheFolderAsItWasEntered()
-    {
-        QFETCH(const QString, entered);
-        QFETCH(const QString, path);
-        const WindowDesk desk;
-        desk.dir.addFolder(u"takes"_s);
-        desk.dir.add(u"a.wav"_s, smallWav());
-        desk.dir.add(u"takes/a.wav"_s, smallWav());
-        const CurrentDirectory here(desk.dir.path());
-        QString typed = entered;
-        QString shown = path;
-        typed.replace(u"%1"_s, desk.dir.path());
-        shown.replace(u"%1"_s, desk.dir.path());
-        desk.list(typed);
-        desk.add({0});
-        QCOMPARE(columnTexts(desk.sources, 4), QStringList{QDir::toNativeSeparators(shown)});
-        QCOMPARE(desk.sources->item(0, 4)->toolTip(), QDir::toNativeSeparators(shown));
-    }
-
     void addsTheSelectionOrAll_data()
     {
         QTest::addColumn<int>("function");
@@ -486,41 +457,31 @@ private slots:
         const QList<int> unchanged = {0, 1, 2};
         const QList<int> added = {0, 1, 2, 3, 4};
         const QList<int> removed = {1};
-        const Qt::KeyboardModifiers none = Qt::NoModifier;
-        QTest::newRow("Return on the file list") << true << int(Qt::Key_Return) << none << added;
-        QTest::newRow("Enter of the keypad on the file list")
-            << true << int(Qt::Key_Enter) << Qt::KeyboardModifiers(Qt::KeypadModifier) << added;
-        QTest::newRow("Enter without the keypad on the file list")
-            << true << int(Qt::Key_Enter) << none << added;
-        QTest::newRow("Shift and Return on the file list")
-            << true << int(Qt::Key_Return) << Qt::KeyboardModifiers(Qt::ShiftModifier) << added;
-        QTest::newRow("Ctrl and Return on the file list")
-            << true << int(Qt::Key_Return) << Qt::KeyboardModifiers(Qt::ControlModifier) << added;
-        QTest::newRow("Alt and Enter on the file list")
-            << true << int(Qt::Key_Enter) << Qt::KeyboardModifiers(Qt::AltModifier) << added;
-        QTest::newRow("Delete on the file list")
-            << true << int(Qt::Key_Delete) << none << unchanged;
-        QTest::newRow("Backspace on the file list")
-            << true << int(Qt::Key_Backspace) << none << unchanged;
-        QTest::newRow("Insert on the file list")
-            << true << int(Qt::Key_Insert) << none << unchanged;
-        QTest::newRow("Delete on the source list")
-            << false << int(Qt::Key_Delete) << none << removed;
-        QTest::newRow("Delete of the keypad on the source list")
-            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::KeypadModifier) << removed;
-        QTest::newRow("Shift and Delete on the source list")
-            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::ShiftModifier) << removed;
-        QTest::newRow("Ctrl and Delete on the source list")
-            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::ControlModifier)
-            << removed;
-        QTest::newRow("Alt and Delete on the source list")
-            << false << int(Qt::Key_Delete) << Qt::KeyboardModifiers(Qt::AltModifier) << removed;
-        QTest::newRow("Backspace on the source list")
-            << false << int(Qt::Key_Backspace) << none << unchanged;
-        QTest::newRow("Return on the source list")
-            << false << int(Qt::Key_Return) << none << unchanged;
-        QTest::newRow("Enter on the source list")
-            << false << int(Qt::Key_Enter) << none << unchanged;
+        const auto row = [](const char* name, bool onFileList, Qt::Key key,
+                            Qt::KeyboardModifiers modifiers, const QList<int>& sources) {
+            QTest::newRow(name) << onFileList << int(key) << modifiers << sources;
+        };
+        row("Return on the file list", true, Qt::Key_Return, Qt::NoModifier, added);
+        row("Enter of the keypad on the file list", true, Qt::Key_Enter, Qt::KeypadModifier, added);
+        row("Enter without the keypad on the file list", true, Qt::Key_Enter, Qt::NoModifier,
+            added);
+        row("Shift and Return on the file list", true, Qt::Key_Return, Qt::ShiftModifier, added);
+        row("Ctrl and Return on the file list", true, Qt::Key_Return, Qt::ControlModifier, added);
+        row("Alt and Enter on the file list", true, Qt::Key_Enter, Qt::AltModifier, added);
+        row("Delete on the file list", true, Qt::Key_Delete, Qt::NoModifier, unchanged);
+        row("Backspace on the file list", true, Qt::Key_Backspace, Qt::NoModifier, unchanged);
+        row("Insert on the file list", true, Qt::Key_Insert, Qt::NoModifier, unchanged);
+        row("Delete on the source list", false, Qt::Key_Delete, Qt::NoModifier, removed);
+        row("Delete of the keypad on the source list", false, Qt::Key_Delete, Qt::KeypadModifier,
+            removed);
+        row("Shift and Delete on the source list", false, Qt::Key_Delete, Qt::ShiftModifier,
+            removed);
+        row("Ctrl and Delete on the source list", false, Qt::Key_Delete, Qt::ControlModifier,
+            removed);
+        row("Alt and Delete on the source list", false, Qt::Key_Delete, Qt::AltModifier, removed);
+        row("Backspace on the source list", false, Qt::Key_Backspace, Qt::NoModifier, unchanged);
+        row("Return on the source list", false, Qt::Key_Return, Qt::NoModifier, unchanged);
+        row("Enter on the source list", false, Qt::Key_Enter, Qt::NoModifier, unchanged);
     }
 
     void followsTheKeys()
