@@ -64,8 +64,8 @@ private slots:
     void logoIsShownSmaller();
 
     void about();
-    void quitEndsTheProgram();
-    void closingTheWindowEndsTheProgram();
+    void endOfTheProgram_data();
+    void endOfTheProgram();
 
     void rowsFit();
 
@@ -78,7 +78,6 @@ private slots:
     void windowsAreIndependent();
     void destroyedWindowLeavesTheItems();
     void widgetsAreDestroyedInOrder();
-    void timeStamp();
 };
 
 // The toolkit calls what stands at these places for every object that begins and ends.
@@ -772,24 +771,25 @@ void tst_MainWindow::about()
     QVERIFY(window.isVisible());
 }
 
-void tst_MainWindow::quitEndsTheProgram()
+void tst_MainWindow::endOfTheProgram_data()
 {
-    CMainWindow window;
-    window.show();
-    QTimer::singleShot(0, menuAction(&window, u"Quit"_s), &QAction::trigger);
-    QTimer deadline;
-    deadline.setSingleShot(true);
-    connect(&deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
-    deadline.start(20000);
-    QCOMPARE(QCoreApplication::exec(), 0);
-    QVERIFY(!window.isVisible());
+    QTest::addColumn<bool>("byMenu");
+    QTest::newRow("Quit in the menu") << true;
+    QTest::newRow("the window is closed") << false;
 }
 
-void tst_MainWindow::closingTheWindowEndsTheProgram()
+void tst_MainWindow::endOfTheProgram()
 {
+    QFETCH(bool, byMenu);
+
     CMainWindow window;
     window.show();
-    QTimer::singleShot(0, &window, &QWidget::close);
+    QTimer::singleShot(0, &window, [&] {
+        if (byMenu)
+            menuAction(&window, u"Quit"_s)->trigger();
+        else
+            window.close();
+    });
     QTimer deadline;
     deadline.setSingleShot(true);
     connect(&deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
@@ -972,18 +972,6 @@ void tst_MainWindow::widgetsAreDestroyedInOrder()
 
     window.reset();
     QCOMPARE(destroyed, expected);
-}
-
-void tst_MainWindow::timeStamp()
-{
-    const QDateTime before = QDateTime::currentDateTime();
-    const QString text = timeStamped(u"A message."_s);
-    const QDateTime after = QDateTime::currentDateTime();
-
-    QCOMPARE(text.mid(19), u" A message."_s);
-    const QDateTime stamp = QDateTime::fromString(text.left(19), u"yyyy-MM-dd hh:mm:ss"_s);
-    QVERIFY2(stamp.isValid(), qPrintable(text));
-    QVERIFY(stamp >= before.addSecs(-1) && stamp <= after);
 }
 
 SPLICORA_TEST_MAIN(tst_MainWindow)
