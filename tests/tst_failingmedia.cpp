@@ -233,19 +233,6 @@ struct Layout
 /// Two blocks and a half of samples.
 const Layout g_longLayout = {.dataBytes = 5 * g_blockBytes / 2, .behind = {}};
 
-QStringList outputNames(Conversion conversion)
-{
-    switch (conversion) {
-    case Conversion::Split:
-        return {u"take_01.wav"_s, u"take_02.wav"_s};
-    case Conversion::Combine:
-        return {u"take_combined.wav"_s};
-    case Conversion::PlainToBwf:
-        break;
-    }
-    return {u"take_bwf.wav"_s};
-}
-
 /// What a conversion came to.
 struct Outcome
 {

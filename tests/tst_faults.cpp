@@ -191,18 +191,7 @@ public:
     }
 
     /// The first or only output.
-    QString outputName() const
-    {
-        switch (m_conversion) {
-        case Conversion::Split:
-            return u"take_01.wav"_s;
-        case Conversion::Combine:
-            return u"take_combined.wav"_s;
-        case Conversion::PlainToBwf:
-            break;
-        }
-        return u"take_bwf.wav"_s;
-    }
+    QString outputName() const { return outputNames(m_conversion).first(); }
 
     /// What a conversion without fault adds to everything().
     Entries outputs() const

@@ -100,6 +100,20 @@ inline void addConversionRows()
         QTest::newRow(name) << conversion;
 }
 
+/// What a conversion of take.wav, or a combine of take_01.wav and others, writes.
+inline QStringList outputNames(Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Split:
+        return {QStringLiteral("take_01.wav"), QStringLiteral("take_02.wav")};
+    case Conversion::Combine:
+        return {QStringLiteral("take_combined.wav")};
+    case Conversion::PlainToBwf:
+        break;
+    }
+    return {QStringLiteral("take_bwf.wav")};
+}
+
 /// Converts, and returns the result. A plain copy tells none, which counts as success.
 inline int convert(CWavConverter& converter, Conversion conversion)
 {
