@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/folderrecorder.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
-#include <QDesktopServices>
 #include <QSignalBlocker>
-#include <QUrl>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -77,9 +76,6 @@ class tst_ChannelSelection : public QObject
     Q_OBJECT
 
 private slots:
-    // Folders that a conversion would open stay closed.
-    void initTestCase() { QDesktopServices::setUrlHandler(u"file"_s, this, "ignoreUrl"); }
-    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(u"file"_s); }
     void cleanup() { QVERIFY(!QApplication::activeModalWidget()); }
 
     void startsUncheckedAndDisabled()
@@ -505,8 +501,8 @@ private slots:
                  dataChunk(interleaved({sampleBytes(8), sampleBytes(8)}, 2)));
     }
 
-public slots:
-    void ignoreUrl(const QUrl&) { }
+private:
+    FolderRecorder m_desktop; // so that no conversion opens a folder
 };
 
 SPLICORA_TEST_MAIN(tst_ChannelSelection)

@@ -2,16 +2,15 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/conversionrequest.h"
+#include "tests/support/folderrecorder.h"
 #include "tests/support/messageboxanswer.h"
 #include "tests/support/testmain.h"
 #include "tests/support/wavbuilder.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
-#include <QDesktopServices>
 #include <QProcess>
 #include <QTest>
-#include <QUrl>
 
 #include <algorithm>
 
@@ -22,15 +21,11 @@ class tst_ForeignFiles : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
     void conversions_data();
     void conversions();
 
-    void keepOpenedFolder(const QUrl& url) { m_openedFolders.append(url); }
-
 private:
-    QList<QUrl> m_openedFolders;
+    FolderRecorder m_desktop;
 };
 
 namespace {
@@ -242,16 +237,6 @@ QByteArray decodedSamples(const QString& path, int channel)
 
 } // namespace
 
-void tst_ForeignFiles::initTestCase()
-{
-    QDesktopServices::setUrlHandler(u"file"_s, this, "keepOpenedFolder");
-}
-
-void tst_ForeignFiles::cleanupTestCase()
-{
-    QDesktopServices::unsetUrlHandler(u"file"_s);
-}
-
 void tst_ForeignFiles::conversions_data()
 {
     QTest::addColumn<Maker>("maker");
@@ -334,9 +319,9 @@ void tst_ForeignFiles::conversions()
     }
     clickButton(&window, u"Add All"_s);
     enterText(outputDirEdit(&window), out.path());
-    m_openedFolders.clear();
+    m_desktop.opened.clear();
     clickButton(&window, u"Convert"_s);
-    QCOMPARE(m_openedFolders.size(), 1);
+    QCOMPARE(m_desktop.opened.size(), 1);
 
     const int sampleSize = made.bits / 8;
     QByteArrayList monoSamples;
@@ -359,7 +344,7 @@ void tst_ForeignFiles::conversions()
     QCOMPARE(rowTexts(fileTable(&window), 0), listedRow(u"take.wav"_s, take));
     clickButton(&window, u"Add All"_s);
     clickButton(&window, u"Convert"_s);
-    QCOMPARE(m_openedFolders.size(), 2);
+    QCOMPARE(m_desktop.opened.size(), 2);
 
     const QByteArrayList takeSamples = channelsOf(bodyOf(take, "data"), made.channels, sampleSize);
     for (int channel = 1; channel <= made.channels; ++channel) {
@@ -385,7 +370,7 @@ void tst_ForeignFiles::conversions()
         clickButton(&window, u"Add All"_s);
     }
     clickButton(&window, u"Convert"_s);
-    QCOMPARE(m_openedFolders.size(), 3);
+    QCOMPARE(m_desktop.opened.size(), 3);
 
     const QStringList copied = isBwf ? QStringList{u"take.wav"_s} : QStringList(sources.keys());
     for (const QString& name : copied)
