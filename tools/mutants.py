@@ -189,7 +189,14 @@ MUTANTS = [
     ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "    edit->home(true);\n", "convertcommand"),
     ("ui/mainwindow_filelist.cpp", "    if (!dir.exists()) {\n", "    if (!dir.exists()) {\n        m_currentDir = QString();\n", "convertcommand"),
     ("ui/mainwindow_filelist.cpp", "    if (names.isEmpty()) {\n", "    if (names.isEmpty()) {\n        m_currentDir = QString();\n", "convertcommand"),
-    ("ui/mainwindow_filelist.cpp", "    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n\n    const QDir dir(m_currentDir);\n    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n                                 QMessageBox::Ok, QMessageBox::NoButton);\n        return;\n    }\n", "    const QDir dir(m_currentDir);\n    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n                                 QMessageBox::Ok, QMessageBox::NoButton);\n        m_fileListTable->setRowCount(0);\n        return;\n    }\n    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n", "filelist"),
+    ("ui/mainwindow_filelist.cpp",
+     "    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n\n    const QDir dir(m_currentDir);\n"
+     "    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n"
+     "                                 QMessageBox::Ok, QMessageBox::NoButton);\n        return;\n    }\n",
+     "    const QDir dir(m_currentDir);\n    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n"
+     "                                 QMessageBox::Ok, QMessageBox::NoButton);\n        m_fileListTable->setRowCount(0);\n        return;\n    }\n"
+     "    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n",
+     "filelist"),
     ("ui/mainwindow_filelist.cpp", "    setAddButtonsEnabled(true);\n", "    const auto later = qScopeGuard([this] { setAddButtonsEnabled(true); });\n", "filelist"),
     ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    const auto later = qScopeGuard([this] { fitFileListTable(); });\n    if (!m_source", "filelist"),
     ("ui/mainwindow_sources.cpp", "        m_sourceItems.append(item);\n", "        m_sourceItems.append(item);\n        setSourceButtonsEnabled(true);\n", "sourcelist"),
