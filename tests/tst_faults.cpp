@@ -13,7 +13,6 @@
 #include <QDirIterator>
 #include <QScopeGuard>
 #include <QTest>
-#include <QTimer>
 
 #include <array>
 

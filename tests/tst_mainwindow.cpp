@@ -17,7 +17,6 @@
 #include <QResource>
 #include <QSet>
 #include <QShortcut>
-#include <QSignalSpy>
 #include <QSpacerItem>
 #include <QStatusBar>
 #include <QThread>

@@ -5,7 +5,6 @@
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 
-#include <QDir>
 #include <QRandomGenerator>
 #include <QTest>
 

@@ -2,12 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/chooseranswer.h"
-#include "tests/support/conversion.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 
-#include <QHeaderView>
 #include <QMenuBar>
 #include <QTranslator>
 

@@ -476,14 +476,11 @@ void tst_WavConverter::outputDirectoryIsReplaced()
     QFETCH(QString, second);
     QFETCH(QStringList, outputs);
     const TempDir work;
-    work.add(u"take.wav"_s, sourceBytes(1));
-    work.addFolder(u"a"_s);
+    const Sources items({work.add(u"take.wav"_s, sourceBytes(1))});
     work.addFolder(u"b"_s);
-    Sources items;
-    items.add(work.path(u"take.wav"_s));
 
     CWavConverter converter(nullptr, items.list());
-    converter.setOutputDirectory(work.path(u"a"_s));
+    converter.setOutputDirectory(work.addFolder(u"a"_s));
     converter.setOutputDirectory(second.isEmpty() ? QString() : work.path(second));
     const MessageBoxAnswer noBox(QList<QMessageBox::StandardButton>{});
     converter.plainToBwf();
@@ -494,9 +491,7 @@ void tst_WavConverter::outputDirectoryIsReplaced()
 void tst_WavConverter::sourceListIsCopied()
 {
     const TempDir work;
-    work.add(u"take.wav"_s, sourceBytes(2));
-    Sources items;
-    items.add(work.path(u"take.wav"_s));
+    const Sources items({work.add(u"take.wav"_s, sourceBytes(2))});
 
     QList<CWavFileItem*> list = items.list();
     CWavConverter converter(nullptr, list);
@@ -623,30 +618,27 @@ void tst_WavConverter::progressDialog()
 void tst_WavConverter::outputIsClosedBesideTheMaximum_data()
 {
     QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("output");
     QTest::addColumn<bool>("isOpen");
     QTest::newRow("split, closed before the dialog shows the maximum")
-        << Conversion::Split << u"take_01.wav"_s << false;
+        << Conversion::Split << false;
     QTest::newRow("combine, closed after the dialog shows the maximum")
-        << Conversion::Combine << u"take_combined.wav"_s << true;
+        << Conversion::Combine << true;
     QTest::newRow("plain copy, closed before the dialog shows the maximum")
-        << Conversion::PlainToBwf << u"take_bwf.wav"_s << false;
+        << Conversion::PlainToBwf << false;
 }
 
 void tst_WavConverter::outputIsClosedBesideTheMaximum()
 {
     QFETCH(Conversion, conversion);
-    QFETCH(QString, output);
     QFETCH(bool, isOpen);
+    const QString output = ::outputNames(conversion).first();
 
     const TempDir work;
-    Sources items;
-    const QString source = conversion == Conversion::Combine ? u"take_01.wav"_s : u"take.wav"_s;
+    const bool isCombine = conversion == Conversion::Combine;
     // A RIFF size that no running size meets on its way; most are beyond it.
-    QByteArray bytes = sourceBytes(conversion == Conversion::Combine ? 1 : 2);
-    work.add(source, bytes.replace(4, 4, le32(100)));
-    items.add(work.path(source));
-    items.list().constFirst()->setChannelEnabled(1, false);
+    const Sources items({work.add(isCombine ? u"take_01.wav"_s : u"take.wav"_s,
+                                  sourceBytes(isCombine ? 1 : 2).replace(4, 4, le32(100)))});
+    items.at(0)->setChannelEnabled(1, false);
     QWidget parent;
     CWavConverter converter(&parent, items.list());
     QList<bool> openAtMaximum;
@@ -684,9 +676,7 @@ void tst_WavConverter::errorBoxBesideProgress()
     QFETCH(QStringList, names);
 
     const TempDir work;
-    work.add(u"take_01.wav"_s, sourceBytes(1) + "cut");
-    Sources items;
-    items.add(work.path(u"take_01.wav"_s));
+    const Sources items({work.add(u"take_01.wav"_s, sourceBytes(1) + "cut")});
     QWidget parent;
     CWavConverter converter(&parent, items.list());
 
@@ -725,11 +715,8 @@ void tst_WavConverter::refusedBeforeTheProgress()
     work.add(u"take_01.wav"_s, now);
     Sources items;
     items.add(work.path(u"take_01.wav"_s), monoInfo());
-    CWavConverter converter(nullptr, items.list());
     const ShowCounter shows;
-    const MessageBoxAnswer answer(QMessageBox::Ok);
-    convert(converter, conversion);
-    QVERIFY(answer.wasAsked());
+    QCOMPARE(runConversion(conversion, items, {QMessageBox::Ok}).boxes.size(), 1);
     QCOMPARE(shows.count(), 0);
 }
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <QApplication>
-#include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QTest>
