@@ -405,7 +405,8 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
         const bool isWritten = call == Write || (call == Close && place == u"out"_s);
         if (isWritten) {
             QVERIFY2(outcome.told == QStringList{errorText("Data write error.")}
-                         || outcome.told == QStringList{errorText("Data copy error.")},
+                         || (call == Write
+                             && outcome.told == QStringList{errorText("Data copy error.")}),
                      qPrintable(which));
             if (!isCopy)
                 QVERIFY2(outcome.outputs.size() < sound.outputs.size(), qPrintable(which));
@@ -480,7 +481,8 @@ void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
     const bool isCopy = conversion == Conversion::PlainToBwf; // keeps it
     QCOMPARE(outcome.defects.calls[Remove].calls, isCopy ? 0 : 1);
     QCOMPARE(outcome.result, int(isCopy ? ConvertOk : ConvertDataWrite));
-    QCOMPARE(outcome.told.size(), 1);
+    QCOMPARE(outcome.told,
+             QStringList{errorText(isCopy ? "Data copy error." : "Data write error.")});
     QCOMPARE(outcome.outputs.keys(), outputNames(conversion).mid(0, 1)); // as far as written
 }
 
