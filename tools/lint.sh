@@ -50,10 +50,10 @@ fi
 echo "== the words of the mutants"
 tools/mutants.py --check
 
-cmake --preset dev >/dev/null
-cmake --build --preset dev --target splicora # the generated sources are included
+cmake --preset ci >/dev/null
+cmake --build --preset ci --target splicora # the generated sources are included
 echo "== clang-tidy"
-clang-tidy --quiet -p build/dev app/*.cpp wave/*.cpp convert/*.cpp ui/*.cpp
+clang-tidy --quiet -p build/ci app/*.cpp wave/*.cpp convert/*.cpp ui/*.cpp
 echo "== cppcheck"
 cppcheck --quiet --std=c++20 --language=c++ --library=qt --error-exitcode=1 \
     --enable=warning,performance,portability -I . app wave convert ui
