@@ -1077,9 +1077,13 @@ void tst_Faults::nameThatIsNoTextDoesNoHarm()
     QCOMPARE(::link(QFile::encodeName(good).constData(), path.constData()), 0);
     const auto cleanup = qScopeGuard([&path] { ::unlink(path.constData()); });
 
-    // No text stands for these bytes: the file is not seen.
+    // Toolkits leave such names out, or list a text for them that leads to no file.
+    QStringList refused = QDir(dir.path()).entryList(QDir::Files);
+    QVERIFY(refused.removeOne(u"good.wav"_s));
+    for (const QString& name : refused)
+        QVERIFY(!QFile::exists(dir.path(name)));
     const Listing listing(dir.path());
-    QCOMPARE(listing.boxes, QStringList());
+    QCOMPARE(listing.boxes, refused.isEmpty() ? QStringList() : QStringList{unreadable(refused)});
     QCOMPARE(listing.names(), QStringList{u"good.wav"_s});
     QCOMPARE(::access(path.constData(), F_OK), 0);
     QCOMPARE(readFile(good), monoFile(g_left));
