@@ -47,9 +47,6 @@ if [ "$(echo "$versions" | wc -l)" -ne 9 ] || [ "$(echo "$versions" | sort -u | 
     exit 1
 fi
 
-echo "== the words of the mutants"
-tools/mutants.py --check
-
 cmake --preset ci >/dev/null
 cmake --build --preset ci --target splicora # the generated sources are included
 echo "== clang-tidy"

@@ -1,222 +1,156 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
-"""Breaks the product on purpose, one small way at a time, and shows whether the tests notice.
+"""Breaks the product in small ways, one at a time, and prints those that no test notices.
 
-Each entry of MUTANTS names a file, the words that stand in it exactly once, what they are replaced
-with and the tests that are to notice, which have to pass without it. A mutant that keeps them busy
-too long counts apart. All work happens in a copy below build/mutants. Ends with 1 when a mutant
-survives. With arguments only the mutants whose file or words hold one of them run;
---check only looks whether the words of all mutants stand in the tree exactly once.
+Lines of the product are drawn at random, the same ones for the same --seed: from all of it, from
+the files whose paths hold one of the words, or from the lines that changed --since a commit. One
+thing is changed in each. Then the test programs of the line's folder run, and those of the folders
+above it, until one fails: first the one named like the file, then the quickest. All of them have
+to pass without a mutant. A mutant that does not build is replaced by another one, and one that
+keeps a program busy for too long counts apart. All work happens in a copy below build/mutants.
+Ends with 1 when a mutant survived.
 """
 
+import argparse
+import collections
 import json
 import os
 import pathlib
+import random
+import re
 import shutil
 import signal
 import subprocess
 import sys
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-WORK = ROOT / "build" / "mutants"
-TREE = WORK / "tree"
-SECONDS_PER_MUTANT = 240
-# A test function in which a mutant never ends fails after this time.
-ENVIRONMENT = {**os.environ, "QTEST_FUNCTION_TIMEOUT": "60000"}  # milliseconds
-
-MUTANTS = [
-    # wave/
-    ("wave/chunkreader.cpp", "            return spoiled(s);\n        if (part == 0)", "            return (void)s, done;\n        if (part == 0)", "failingmedia|chunkreader"),
-    ("wave/chunkreader.cpp", "            return spoiled(s);\n        if (part == 0)", "            return done > 0 ? done : spoiled(s);\n        if (part == 0)", "failingmedia"),
-    ("wave/chunkreader.cpp", "        done += part;\n", "        return part;\n", "failingmedia"),
-    ("wave/chunkreader.cpp", "size <= g_largestCount", "size < g_largestCount", "chunkreader"),
-    ("wave/chunkreader.cpp", "size >= 0 && ", "", "chunkreader"),
-    ("wave/chunkreader.cpp", "QFileInfo(*file).isFile() && ", "", "chunkreader"),
-    ("wave/chunkreader.cpp", "<= 31", "<= 32", "chunkreader"),
-    ("wave/chunkreader.cpp", "static_cast<signed char>", "static_cast<unsigned char>", "chunkreader"),
-    ("wave/chunkreader.cpp", "        offset += header.size;\n", "        offset += header.size + (header.size & 1);\n", "chunkreader"),
-    ("wave/chunkreader.cpp", "        ChunkHeader header = {};\n", "        static ChunkHeader header;\n", "chunkreader"),
-    ("wave/chunkreader.cpp", "    if (!device->seek(keptPosition))\n        spoiled(s);\n    return found;", "    return found;", "chunkreader"),
-    ("wave/chunkreader.cpp", "    if (!device->seek(keptPosition))\n        spoiled(s);\n", "    device->seek(keptPosition);\n", "failingmedia"),
-    ("wave/chunkreader.cpp", "    s.setStatus(QDataStream::ReadCorruptData);\n", "    Q_UNUSED(s)\n", "failingmedia"),
-    ("wave/chunkreader.cpp", "!isId(riff.id, g_riffId) || ", "", "chunkreader|readwavinfo"),
-    ("wave/chunkreader.cpp", "    file->seek(fmtOffset);\n", "", "readwavinfo"),
-    ("wave/chunkreader.cpp", "findChunk(s, g_bextId, 0) > 0", "findChunk(s, g_bextId, 0) < 0", "readwavinfo"),
-    ("wave/chunkreader.cpp", "point.chunkStart != 0 || ", "", "cuechunks"),
-    ("wave/chunkreader.cpp", "    cue->points.clear();\n", "", "cuechunks"),
-    ("wave/chunkwriter.cpp", "{330, 8}", "{331, 8}", "chunkwriter"),
-    ("wave/chunkwriter.cpp", "g_bextBodySize = 858", "g_bextBodySize = 856", "chunkwriter"),
-    ("wave/chunkwriter.cpp", "    const QTime time = QTime::currentTime();", "    static const QTime time = QTime::currentTime();", "chunkwriter"),
-    ("wave/chunkwriter.cpp", "    if (!s.device()->seek(0))\n        return -1;\n", "", "chunkwriter"),
-    ("wave/chunkwriter.cpp", "return s.status() == QDataStream::Ok ? bytes : -1", "return s.status() != QDataStream::ReadPastEnd ? bytes : -1", "chunkwriter|cuechunks"),
-    ("wave/chunkwriter.cpp", "cue.pointCount > quint64(cue.points.size())", "cue.pointCount > quint64(cue.points.size()) + 1", "cuechunks"),
-    ("wave/wavfileitem.cpp", "i < info.fmt.channels", "i <= info.fmt.channels", "wavfileitem"),
-    ("wave/wavfileitem.cpp", "        && m_info.dataSize == other->dataSize()", "", "wavfileitem"),
-    ("wave/wavfileitem.cpp", "m_info.riff.size == other->m_info.riff.size", "m_info.riff.size != 1", "wavfileitem"),
-    ("wave/chunkreader.cpp", "            return spoiled(s);\n        if (part == 0)", "            return done > 0 ? -1 : spoiled(s);\n        if (part == 0)", "failingmedia"),
-    ("wave/chunkwriter.cpp", "    const QDate date = QDate::currentDate();\n    const QTime time = QTime::currentTime();", "    const QTime time = QTime::currentTime();\n    const QDate date = QDate::currentDate();", "chunkwriter"),
-    ("wave/chunkwriter.cpp", "    const QDate date = QDate::currentDate();", "    static const QDate date = QDate::currentDate();", "chunkwriter"),
-    ("wave/wavfileitem.cpp", "m_info.riff.size == other->m_info.riff.size", "(m_info.riff.size + 1) / 2 == (other->m_info.riff.size + 1) / 2", "wavfileitem"),
-    ("wave/wavfileitem.cpp", "m_info.dataSize == other->dataSize()", "(m_info.dataSize + 1) / 2 == (other->dataSize() + 1) / 2", "wavfileitem"),
-    # convert/
-    ("convert/wavconverter.cpp", "lastIndexOf(u'_') + 1, 2", "lastIndexOf(u'_') + 1, 3", "wavconverter"),
-    ("convert/wavconverter.cpp", "2).toInt()", "2).toUInt()", "wavconverter"),
-    ("convert/wavconverter.cpp", "m_outputDir = dir;", "m_outputDir = dir.trimmed();", "wavconverter"),
-    ("convert/wavconverter.cpp", "QFileInfo(stem).fileName()", "QFileInfo(stem).completeBaseName()", "wavconverter"),
-    ("convert/wavconverter.cpp", "    std::fill(buffer + count, buffer + size, '\\0');\n", "", "wavconverter"),
-    ("ui/mainwindow_sources.cpp", "SIGNAL(itemSelectionChanged())", "SIGNAL(currentItemChanged(QTableWidgetItem*, QTableWidgetItem*))", "channelselection"),
-    ("convert/outputfile.cpp", "answer != QMessageBox::Yes", "answer == QMessageBox::Cancel && false", "wavconverter"),
-    ("convert/outputfile.cpp", "type != Type::not_found && FilesInWork::contains(fileName)", "false", "polytomono|monotopoly|faults"),
-    ("convert/outputfile.cpp", "type == Type::none || type == Type::fifo", "type == Type::fifo", "failingmedia"),
-    ("convert/outputfile.cpp", "areBothListed(dir, name, otherNames[i])", "(areBothListed(dir, name, otherNames[i]) && false)", "spellings"),
-    ("convert/outputfile.cpp", "return error || isOnePath(", "return isOnePath(", "failingmedia"),
-    ("convert/outputfile.cpp", "error || !isKnown || length", "error || (isKnown && false) || length", "failingmedia"),
-    ("convert/outputfile.cpp", "    m_inWork.emplace(QStringList{fileName});\n", "", "convertcommand"),
-    ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        Q_UNUSED(name)\n", "polytomono|faults"),
-    ("convert/outputfile.cpp", "namesInWork().removeOne(name)", "namesInWork().removeAll(name)", "faults"),
-    ("convert/outputfile.cpp", "!m_file.flush() || !hasItsName()", "!m_file.flush()", "faults"),
-    ("convert/outputfile.cpp", "return path.isEmpty() ?", "return path.isEmpty() || path.contains(u'/') ?", "failingmedia"),
-    ("convert/outputfile.cpp", "ownLength != 0 || m_file.pos() == 0", "ownLength != 0", "failingmedia"),
-    ("convert/outputfile.cpp", "length == std::uintmax_t(ownLength)", "length >= std::uintmax_t(ownLength)", "faults"),
-    ("convert/outputfile.cpp", "    case Type::directory:\n", "", "faults"),
-    ("convert/outputfile.cpp", "name.normalized(QString::NormalizationForm_C).toCaseFolded()", "name.toCaseFolded()", "spellings"),
-    ("convert/outputfile.cpp", "QDir::AllEntries | QDir::Hidden | ", "QDir::AllEntries | ", "spellings"),
-    ("convert/outputfile.cpp", "m_file.error() == QFileDevice::NoError", "true", "failingmedia"),
-    ("convert/outputfile.cpp", "!m_file.isOpen() || hasItsName()", "true", "faults"),
-    ("convert/outputfile.cpp", "return m_file.isSequential();", "return true;", "faults"),
-    ("convert/outputfile.cpp", "QFile::decodeName(QFile::encodeName(fileName))", "fileName", "faults"),
-    ("convert/polytomono.cpp", "    const FilesInWork sources(sourceNames());\n", "", "polytomono|faults"),
-    ("convert/monotopoly.cpp", "sourceNames() + take.fileNames()", "sourceNames()", "monotopoly"),
-    ("convert/plaintobwf.cpp", "    const FilesInWork sources(sourceNames());\n", "", "plaintobwf|faults"),
-    ("convert/conversionpass.cpp", "m_dialog.setWindowModality(Qt::WindowModal)", "m_dialog.setWindowModality(Qt::NonModal)", "wavconverter"),
-    ("convert/conversionpass.cpp", "    m_dialog.setWindowTitle(g_appName);\n", "", "wavconverter"),
-    ("convert/conversionpass.cpp", "m_isClosed = true", "m_isClosed = false", "endlesssources"),
-    ("convert/conversionpass.cpp", "parent && parent->window()->isVisible()", "parent", "polytomono"),
-    ("convert/polytomono.cpp", "        if (pass.isAbandoned())\n            return ConvertCancelled;\n        ChunkHeader header = {};", "        ChunkHeader header = {};", "polytomono"),
-    ("convert/polytomono.cpp", "    if (lastWindow.isClosed())\n        return ConvertCancelled;", "    if (lastWindow.isClosed() && false)\n        return ConvertCancelled;", "polytomono"),
-    ("convert/conversionpass.cpp", "skipRaw(m_in, source.size)", "skipRaw(m_in, g_fmtBodySize)", "polytomono|monotopoly"),
-    ("convert/conversionpass.cpp", "isId(header.id, g_bextId) ? header.size : ", "", "polytomono|monotopoly"),
-    ("convert/conversionpass.cpp", "dialog.value() == bytes", "true", "polling"),
-    ("convert/conversionpass.cpp", "    if (!m_out.device()->seek(g_riffSizeOffset))\n        return false;\n", "    m_out.device()->seek(g_riffSizeOffset);\n", "failingmedia|diskfull"),
-    ("convert/conversionpass.cpp", "    if (isFmt)\n", "    if (isFmt && source.size > g_fmtBodySize)\n", "polytomono"),
-    ("convert/polytomono.cpp", "g_countedBodyBytes = 4", "g_countedBodyBytes = 8", "polytomono"),
-    ("convert/polytomono.cpp", "sampleBytes * (channel - 1)", "sampleBytes * channel", "polytomono"),
-    ("convert/polytomono.cpp", "    if (fmt.blockAlign == 0)\n        return ConvertIllegalFormat;\n", "    if (fmt.blockAlign == 0)\n        return ConvertFileOpen;\n", "polytomono|wavconverter"),
-    ("convert/polytomono.cpp", "isChannelEnabled(channel - 1)", "isChannelEnabled(channel)", "polytomono"),
-    ("convert/polytomono.cpp", "    if (channelBytes(dataSize, layout.channels) & 1)", "    if (dataSize & 1)", "polytomono"),
-    ("convert/polytomono.cpp", "        remaining -= quint32(count);\n", "        remaining -= quint32(readSize < remaining ? readSize : remaining);\n", "endlesssources"),
-    ("convert/polytomono.cpp", "pass.sourceRiffSize() / fmt.channels", "pass.sourceRiffSize() / std::min<quint32>(fmt.channels, g_maxChannels)", "polytomono"),
-    ("convert/monotopoly.cpp", "qint32(quint32(count) * riffSize) >= 0", "qint64(count) * riffSize <= 0x7FFFFFFF", "monotopoly"),
-    ("convert/monotopoly.cpp", "file.seek(position) ?", "file.seek(position - position) ?", "monotopoly"),
-    ("convert/monotopoly.cpp", "        position += count;\n", "", "monotopoly"),
-    ("convert/monotopoly.cpp", "        if (error == ConvertFileRead)\n            return error;\n", "", "failingmedia"),
-    ("convert/monotopoly.cpp", "fmt.byteRate *= quint32(channels)", "fmt.byteRate += quint32(channels)", "monotopoly"),
-    ("convert/monotopoly.cpp", "        return ConvertFileWrite;", "        return ConvertDataWrite;", "monotopoly|diskfull"),
-    ("convert/monotopoly.cpp", "    pass.showMaximum();\n    return pass.close() ? ConvertOk : ConvertDataWrite;", "    const bool isClosed = pass.close();\n    pass.showMaximum();\n    return isClosed ? ConvertOk : ConvertDataWrite;", "wavconverter"),
-    ("convert/plaintobwf.cpp", "pass.countBody(header.size)", "pass.countBody(header.size + 1)", "plaintobwf"),
-    ("convert/plaintobwf.cpp", "        if (copied != ConvertOk)\n            error = copied;", "        error = copied;", "plaintobwf"),
-    ("convert/plaintobwf.cpp", "            reportError(ConvertDataWrite); // of this source alone", "            reportError(error = ConvertDataWrite);", "diskfull"),
-    ("convert/samplecopy.h", "copySamplesOf<3>", "copySamplesOf<4>", "monotopoly|polytomono|properties"),
-    ("convert/samplecopy.h", "g_blockBytes - g_blockBytes % blockAlign", "g_blockBytes - 0 * blockAlign", "monotopoly|polytomono"),
-    ("convert/outputfile.cpp", ".toCaseFolded()", ".toLower()", "spellings"),
-    ("convert/outputfile.cpp", "        namesInWork().removeOne(name);\n", "        namesInWork().removeOne(name == m_names.first() ? name : QString());\n", "faults"),
-    ("convert/outputfile.cpp", "!m_file.isOpen() || hasItsName()", "m_file.isOpen() && hasItsName()", "failingmedia"),
-    ("convert/wavconverter.cpp", "m_outputDir + u'/' + QFileInfo(stem).fileName()", "m_outputDir + (QFileInfo(stem).fileName().isEmpty() ? QString() : u'/' + QFileInfo(stem).fileName())", "wavconverter"),
-    ("convert/conversionpass.cpp", "    m_dialog.setValue(int(m_runningSize));", "    m_dialog.setValue(m_dialog.maximum() > 0 && int(m_runningSize) > m_dialog.maximum() ? m_dialog.maximum() : int(m_runningSize));", "wavconverter"),
-    ("convert/plaintobwf.cpp", "        reportError(error);\n        const bool isClosed = pass.close();", "        const bool isClosed = pass.close();\n        reportError(error);", "wavconverter"),
-    ("convert/plaintobwf.cpp", "    while (!pass.atEnd()) {\n        pass.pumpEvents();\n", "    pass.pumpEvents();\n    while (!pass.atEnd()) {\n", "plaintobwf"),
-    ("convert/plaintobwf.cpp", "        pass.showMaximum();", "        if (error == ConvertOk)\n            pass.showMaximum();", "plaintobwf"),
-    ("convert/polytomono.cpp", "        pass.pumpEvents();\n        if (pass.isAbandoned())\n            return ConvertCancelled;\n        ChunkHeader", "        if (pass.isAbandoned())\n            return ConvertCancelled;\n        pass.pumpEvents();\n        ChunkHeader", "polytomono"),
-    ("convert/polytomono.cpp", "        pass.pumpEvents();\n        if (pass.isAbandoned())\n            return ConvertCancelled;\n        const qint64", "        if (pass.isAbandoned())\n            return ConvertCancelled;\n        pass.pumpEvents();\n        const qint64", "polytomono"),
-    ("convert/polytomono.cpp", "    const LastWindowWatch lastWindow(m_parent);\n    for (const CWavFileItem* item : m_sources) {\n", "    for (const CWavFileItem* item : m_sources) {\n        const LastWindowWatch lastWindow(m_parent);\n", "polytomono"),
-    ("convert/polytomono.cpp", "channelBytes(dataSize, layout.channels) & 1", "(dataSize / readSize * (readSize / layout.channels) + dataSize % readSize / layout.channels) & 1", "polytomono"),
-    ("convert/wavconverter.cpp", "        names.append(item->fileName());\n", "        if (item->isChannelEnabled(0))\n            names.append(item->fileName());\n", "polytomono"),
-    ("convert/monotopoly.cpp", "    while (remaining != 0) {\n", "    while (remaining != 0) {\n        position = pass.sourcePosition();\n", "monotopoly"),
-    ("convert/monotopoly.cpp", "const qint64 readSize = wholeFrameBytes(fmt.blockAlign)", "const qint64 readSize = wholeFrameBytes(quint16(layout.sampleBytes ? layout.sampleBytes : 1))", "monotopoly"),
-    # ui/
-    ("ui/mainwindow.cpp", "remaining > 0", "remaining > 5000", "columnfit"),
-    ("ui/mainwindow.cpp", "g_logoWidth = 100", "g_logoWidth = 101", "mainwindow"),
-    ("ui/mainwindow.cpp", "grid->addLayout(addColumn, 0, 1)", "grid->addLayout(addColumn, 1, 1)", "mainwindow"),
-    ("ui/mainwindow.cpp", "    setSourceButtonsEnabled(false);\n", "", "mainwindow"),
-    ("ui/mainwindow.cpp", "<< ' ';", ";", "nologo"),
-    ("ui/mainwindow.cpp", "m_currentDirEdit, SIGNAL(returnPressed())", "m_currentDirEdit, SIGNAL(editingFinished())", "mainwindow"),
-    ("ui/mainwindow_filelist.cpp", "value > 1024.0", "value >= 1024.0", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "info.fmt.channels > 1", "info.fmt.channels >= 1", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "    QGuiApplication::restoreOverrideCursor();\n", "", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "    if (!m_sourceItems.isEmpty())\n        removeAll();\n", "", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "QDir::Files, QDir::Name", "QDir::Files | QDir::Hidden, QDir::Name", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "{u\"*.wav\"_s}", "{u\"*.wav\"_s, u\"*.bwf\"_s}", "filelist"),
-    ("ui/mainwindow_sources.cpp", "rows.size() + m_sourceItems.size() > g_maxSources", "rows.size() + m_sourceItems.size() >= g_maxSources", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "isSameFormat(m_sourceItems.first())", "isSameFormat(m_sourceItems.last())", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "rows.prepend(index.row())", "rows.append(index.row())", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "Qt::Key_Return, Qt::Key_Enter", "Qt::Key_Return", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "    pathCell->setToolTip(path);\n", "", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "resize->size().width() != resize->oldSize().width()", "resize->size().width() < 0", "columnfit"),
-    ("ui/mainwindow_sources.cpp", "watched->parent() == m_sourceTable && ", "false && ", "columnfit"),
-    ("ui/mainwindow_channels.cpp", "canSplit && k < channels", "canSplit && k <= channels", "channelselection"),
-    ("ui/mainwindow_channels.cpp", "state != Qt::Unchecked", "state == Qt::Unchecked", "channelselection"),
-    ("ui/mainwindow_channels.cpp", "setCurrentChannelEnabled(6, state)", "setCurrentChannelEnabled(5, state)", "channelselection"),
-    ("ui/mainwindow_convert.cpp", "m_currentDir.isNull()", "m_currentDir.isEmpty()", "convertcommand"),
-    ("ui/mainwindow_convert.cpp", "u\"file:///\"_s", "u\"file://\"_s", "convertcommand"),
-    ("ui/mainwindow_convert.cpp", "        outDir = m_currentDirEdit->text();\n", "", "convertcommand"),
-    ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "", "convertcommand"),
-    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "", "mainwindow"),
-    ("ui/filetable.cpp", "    header->resizeSection(header->count() - 1, header->minimumSectionSize());\n", "", "columnfit"),
-    ("ui/filetable.cpp", "Qt::AlignRight | Qt::AlignVCenter", "Qt::AlignRight", "filelist|sourcelist"),
-    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setSectionsMovable(true);\n", "mainwindow"),
-    ("ui/filetable.cpp", "    header->setHighlightSections(false);\n", "    header->setHighlightSections(false);\n    header->setResizeContentsPrecision(0);\n", "mainwindow"),
-    ("ui/filetable.cpp", "    table->setTabKeyNavigation(false);\n", "    table->setTabKeyNavigation(false);\n    table->setDragDropMode(QAbstractItemView::InternalMove);\n", "mainwindow"),
-    ("ui/filetable.cpp", "    table->setTabKeyNavigation(false);\n", "    table->setTabKeyNavigation(false);\n    table->setWordWrap(false);\n", "mainwindow"),
-    ("ui/mainwindow.cpp", "    m_removeAllButton = new QPushButton", "    m_removeButton->setAutoRepeat(true);\n    m_removeAllButton = new QPushButton", "mainwindow"),
-    ("ui/mainwindow.cpp", "        return;\n    }\n    m_logoLabel->setPixmap", "    }\n    m_logoLabel->setPixmap", "nologo"),
-    ("ui/mainwindow.cpp", "connect(m_addButton, SIGNAL(clicked())", "connect(m_addButton, SIGNAL(pressed())", "convertcommand"),
-    ("ui/mainwindow.cpp", "connect(m_removeAllButton, SIGNAL(clicked())", "connect(m_removeAllButton, SIGNAL(released())", "convertcommand"),
-    ("ui/mainwindow.cpp", "connect(m_outputDirBrowseButton, SIGNAL(clicked())", "connect(m_outputDirBrowseButton, SIGNAL(released())", "convertcommand"),
-    ("ui/mainwindow.cpp", "    connect(m_functionCombo, ", "    connect(m_functionCombo, SIGNAL(activated(int)), this, SLOT(showFileList()));\n    connect(m_functionCombo, ", "sourcelist"),
-    ("ui/mainwindow_convert.cpp", "    m_currentDir = dir;\n", "    if (dir == m_currentDir)\n        return;\n    m_currentDir = dir;\n", "convertcommand"),
-    ("ui/mainwindow_sources.cpp", "    m_sourceTable->setRowCount(0);\n", "    m_sourceTable->setRowCount(0);\n    fitSourceTable();\n", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "break; // The directory", "continue; // The directory", "sourcelist"),
-    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->selectRow(0);\n    if (!m_source", "mainwindow"),
-    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->setFocus();\n    if (!m_source", "mainwindow"),
-    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    fitFileListTable();\n    m_fileListTable->scrollToBottom();\n    if (!m_source", "columnfit"),
-    ("ui/mainwindow_filelist.cpp", "unreadable.join(", "unreadable.mid(0, 20).join(", "filelist"),
-    ("ui/mainwindow_sources.cpp", "    fitSourceTable();\n}\n\n/// Adds", "    fitSourceTable();\n    m_sourceTable->scrollToBottom();\n}\n\n/// Adds", "columnfit"),
-    ("ui/mainwindow.cpp", "u\"hh:mm:ss \"", "u\"h:mm:ss \"", "nologo"),
-    ("ui/mainwindow.cpp", "u\"yyyy-MM-dd \"", "u\"yyyy-M-dd \"", "nologo"),
-    ("ui/mainwindow.cpp", "    if (logo.isNull()) {\n", "    m_logoLabel->setAccessibleName(u\"VELMAR\"_s);\n    if (logo.isNull()) {\n", "nologo"),
-    ("ui/mainwindow_convert.cpp", "    if (dir.isEmpty())\n        return;\n    m_currentDir = dir;\n", "    m_currentDir = dir;\n    if (dir.isEmpty())\n        return;\n", "convertcommand"),
-    ("ui/mainwindow_convert.cpp", "    edit->setCursorPosition(0);\n", "    edit->home(true);\n", "convertcommand"),
-    ("ui/mainwindow_filelist.cpp", "    if (!dir.exists()) {\n", "    if (!dir.exists()) {\n        m_currentDir = QString();\n", "convertcommand"),
-    ("ui/mainwindow_filelist.cpp", "    if (names.isEmpty()) {\n", "    if (names.isEmpty()) {\n        m_currentDir = QString();\n", "convertcommand"),
-    ("ui/mainwindow_filelist.cpp",
-     "    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n\n    const QDir dir(m_currentDir);\n"
-     "    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n"
-     "                                 QMessageBox::Ok, QMessageBox::NoButton);\n        return;\n    }\n",
-     "    const QDir dir(m_currentDir);\n    if (!dir.exists()) {\n        QMessageBox::information(this, g_appName, tr(\"The directory does not exist.\"),\n"
-     "                                 QMessageBox::Ok, QMessageBox::NoButton);\n        m_fileListTable->setRowCount(0);\n        return;\n    }\n"
-     "    m_fileListTable->setRowCount(0);\n    m_fileListTable->clearContents();\n    m_fileItems.clear();\n",
-     "filelist"),
-    ("ui/mainwindow_filelist.cpp", "    setAddButtonsEnabled(true);\n", "    const auto later = qScopeGuard([this] { setAddButtonsEnabled(true); });\n", "filelist"),
-    ("ui/mainwindow_filelist.cpp", "    fitFileListTable();\n    if (!m_source", "    const auto later = qScopeGuard([this] { fitFileListTable(); });\n    if (!m_source", "filelist"),
-    ("ui/mainwindow_sources.cpp", "        m_sourceItems.append(item);\n", "        m_sourceItems.append(item);\n        setSourceButtonsEnabled(true);\n", "sourcelist"),
-    ("ui/mainwindow_sources.cpp", "fmt = item.fmtChunk()", "fmt = (void(item), pathItem).fmtChunk()", "sourcelist"),
-    # app/
-    ("app/apptexts.h", "\"Splicora\"", "\"splicora\"", "mainwindow"),
-    ("app/apptexts.h", "\"1.00\"", "\"1.0\"", "mainwindow"),
-    ("app/main.cpp", "    window.show();\n", "", "accessibility"),
-    ("app/main.cpp", "    QApplication app(argc, argv);\n", "    int noArguments = 1;\n    QApplication app(noArguments, argv);\n", "accessibility"),
-    ("app/main.cpp", "    CMainWindow window;\n", "    app.setApplicationDisplayName(QStringLiteral(\"Splicora\"));\n    CMainWindow window;\n", "endtoend"),
-    ("app/main.cpp", "    CMainWindow window;\n", "    app.setApplicationName(QStringLiteral(\"Splicora\"));\n    CMainWindow window;\n", "accessibility"),
-    ("app/main.cpp", "#include <QApplication>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n", "#include <QApplication>\n#include <QDir>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n    QDir::setCurrent(QDir::homePath());\n", "accessibility"),
-    ("app/main.cpp", "#include <QApplication>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n", "#include <QApplication>\n#include <QCommandLineParser>\n\nint main(int argc, char* argv[])\n{\n    QApplication app(argc, argv);\n    QCommandLineParser parser;\n    parser.addHelpOption();\n    parser.process(app);\n", "accessibility"),
+TREE = ROOT / "build" / "mutants" / "tree"
+LAYERS = ["wave", "convert", "ui", "app"]  # Each uses those before it.
+# Without its value a function could do anything; other warnings do not stop a mutant.
+CONFIGURE = ["cmake", "--preset", "dev", "-DSPLICORA_WARNINGS_AS_ERRORS=OFF",
+             "-DCMAKE_CXX_FLAGS=-Werror=return-type"]
+# Comments, preprocessor lines, texts and characters
+NO_CODE = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|"(\\.|[^"\\\n])*"|'(\\.|[^'\\\n])'""",
+                     re.M | re.S)
+# What is found in the code, and what it may become
+CHANGES = [
+    (r"(?<= )<(?= )", ["<="]), (r"(?<= )<=(?= )", ["<"]),
+    (r"(?<= )>(?= )", [">="]), (r"(?<= )>=(?= )", [">"]),
+    (r"(?<= )==(?= )", ["!="]), (r"(?<= )!=(?= )", ["=="]),
+    (r"(?<= )&&(?= )", ["||"]), (r"(?<= )\|\|(?= )", ["&&"]),
+    (r"(?<= )\+(?==? )", ["-"]), (r"(?<= )-(?==? )", ["+"]),
+    (r"\btrue\b", ["false"]), (r"\bfalse\b", ["true"]),
+    (r"(?<= )\?(?= )", ["&& false ?", "|| true ?"]),
+    (r"(?<![\w.'\"])\d\w*(?![\w.])", ["({} + 1)", "({} - 1)"]),
+    (r"(?<=\")\"+(?=\")", ["x{}"]),  # a text, see masked()
+    (r"^ *case [^\n]*:$", [""]),
 ]
+Mutant = collections.namedtuple("Mutant", "name line start end new")
+
+
+def masked(source):
+    """The source, as long as it was, with blanks for comments and quotes for texts."""
+    return NO_CODE.sub(lambda found: found[0][0] * len(found[0]) if found[0][0] in "\"'"
+                       else re.sub(r"\S", " ", found[0]), source)
+
+
+def end_of(code, start, ends):
+    """Where one of the characters `ends` comes first outside of brackets, or -1."""
+    depth = 0
+    for at in range(start, len(code)):
+        if depth == 0 and code[at] in ends:
+            return at
+        depth += (code[at] in "([{") - (code[at] in ")]}")
+        if depth < 0:
+            return -1
+    return -1
+
+
+def changes(source):
+    """Yields start, end and new text of everything that may be changed."""
+    code = masked(source)
+    for pattern, news in CHANGES:
+        for found in re.finditer(pattern, code, re.M):
+            for new in news:
+                yield *found.span(), new.replace("{}", source[slice(*found.span())])
+    for found in re.finditer(r"\b(if|while) \(", code):
+        start, end = found.end(), end_of(code, found.end(), ")")
+        yield start, end, f"!({source[start:end]})"
+        if found[1] == "if":
+            yield start, end, f"false && ({source[start:end]})"
+    for found in re.finditer(r"[;{}:)]\s*\n    +(?=[\w*+])|\belse\s+(?=\w)", code):
+        start, end = found.end(), end_of(code, found.end(), ";")
+        if end > 0 and not re.match(r"(if|else|for|while|switch|case|default)\b", code[start:]):
+            yield start, end + 1, "{}"  # instead of a statement
+    for found in re.finditer(r"^ .*?\w\((?=\S)", code, re.M):
+        first, comma = found.end(), end_of(code, found.end(), ",")
+        while comma > 0:
+            end = end_of(code, comma + 1, ",)")
+            second = source[comma + 1:end].lstrip()
+            yield first, end, f"{second}, {source[first:comma]}"  # two arguments swapped
+            first, comma = end - len(second), end if code[end] == "," else -1
+
+
+def changed_lines(since):
+    """The numbers of the lines that differ from those of the commit, by file."""
+    diff = subprocess.run(["git", "diff", "-U0", "--no-ext-diff", since, "--", *LAYERS], cwd=ROOT,
+                          check=True, stdout=subprocess.PIPE, text=True).stdout
+    lines = collections.defaultdict(set)
+    for name, first, count in re.findall(r"^\+\+\+ b/(.*)|^@@ \S+ \+(\d+)(?:,(\d+))? @@",
+                                         diff, re.M):
+        if name:
+            changed = lines[name]
+        else:
+            changed.update(range(int(first), int(first) + int(count or 1)))
+    return lines
+
+
+def draw(names, options):
+    """All mutants in the order of their turns: each line has one before any has a second."""
+    names = [name for name in names if re.fullmatch(rf"({'|'.join(LAYERS)})/\w+\.(cpp|h)", name)]
+    for word in options.words:
+        if not any(word in name for name in names):
+            sys.exit(f"No file of the product has {word!r} in its path.")
+    lines = changed_lines(options.since) if options.since else None
+    found = []
+    for name in names:
+        if options.words and not any(word in name for word in options.words):
+            continue
+        source = (TREE / name).read_text()
+        for start, end, new in changes(source):
+            line = source.count("\n", 0, start) + 1
+            if new != source[start:end] and (lines is None or line in lines[name]):
+                found.append(Mutant(name, line, start, end, new))
+    if not found:
+        sys.exit("There is nothing to change in these lines.")
+    random.Random(options.seed).shuffle(found)
+    turns = collections.Counter()
+
+    def turn(mutant):
+        turns[mutant[:2]] += 1
+        return turns[mutant[:2]]
+    return sorted(found, key=turn)
+
+
+def copy_tree():
+    """Brings the copy up to date, leaves unchanged files as old as they are, returns all names."""
+    listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, text=True,
+                            stdout=subprocess.PIPE).stdout
+    names = [name for name in listed.split("\0") if (ROOT / name).is_file()]
+    for name in names:
+        source, target = ROOT / name, TREE / name
+        target.parent.mkdir(parents=True, exist_ok=True)
+        if not target.is_file() or target.read_bytes() != source.read_bytes():
+            shutil.copy(source, target)
+    return names
 
 
 def run(command, timeout=None):
     """The command's result, or None when it was ended after `timeout` seconds."""
     with subprocess.Popen(command, cwd=TREE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          text=True, start_new_session=True, env=ENVIRONMENT) as process:
+                          text=True, errors="replace", start_new_session=True) as process:
         try:
             output, _ = process.communicate(timeout=timeout)
         except subprocess.TimeoutExpired:
@@ -225,86 +159,75 @@ def run(command, timeout=None):
         return subprocess.CompletedProcess(command, process.returncode, output)
 
 
-def copy_tree():
-    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True,
-                           stdout=subprocess.PIPE).stdout.decode().split("\0")
-    shutil.rmtree(TREE, ignore_errors=True)
-    for name in filter(None, files):
-        target = TREE / name
-        target.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(ROOT / name, target)
-
-
-def tests_of(pattern):
-    """The names of the tests that are to notice a mutant."""
-    listed = run(["ctest", "--preset", "dev", "--show-only=json-v1", "--tests-regex", pattern])
-    names = [test["name"] for test in json.loads(listed.stdout)["tests"]]
-    if not names:
-        sys.exit(f"No test is called {pattern!r}.")
-    return names
-
-
-def build(pattern):
-    """Builds what these tests run, which is more than a program of their name for some."""
-    programs = {name.partition(".")[0] for name in tests_of(pattern)}
-    targets = programs if all(name.startswith("tst_") for name in programs) else {"all"}
-    return run(["cmake", "--build", "--preset", "dev", "--target", *sorted(targets)])
-
-
-def test(pattern):
-    return run(["ctest", "--preset", "dev", "--stop-on-failure", "--no-tests=error",
-                "--tests-regex", pattern], timeout=SECONDS_PER_MUTANT)
-
-
-def outcome(pattern):
-    """What became of the mutant that is in the tree."""
-    if build(pattern).returncode != 0:
+def result_of(test, timeout=None):
+    """What the test makes of the product that is in the copy: nothing when it passes."""
+    target = test.partition(".")[0] if test.startswith("tst_") else "all"
+    if run(["cmake", "--build", "--preset", "dev", "--target", target]).returncode != 0:
         return "does not build"
-    result = test(pattern)
+    result = run(["ctest", "--preset", "dev", "--no-tests=error", "--tests-regex",
+                  f"^{re.escape(test)}$"], timeout)
     if result is None:
-        return "out of time"  # for ever, or a slow machine
-    return "survived" if result.returncode == 0 else "noticed"
+        return f"out of time in {test}"
+    return f"noticed by {test}" if result.returncode != 0 else ""
 
 
-def check():
-    """Names the mutants whose words do not stand in their file exactly once."""
-    lost = [f"{name} does not hold these words exactly once: {old!r}"
-            for name, old, _, _ in MUTANTS if (ROOT / name).read_text().count(old) != 1]
-    sys.exit("\n".join(lost) or 0)
+def layers_of_tests():
+    """The tests, each with the place of its label in LAYERS."""
+    listed = json.loads(run(["ctest", "--preset", "dev", "--show-only=json-v1"]).stdout)["tests"]
+    layers = {test["name"]: LAYERS.index(label) for test in listed for item in test["properties"]
+              if item["name"] == "LABELS" for label in item["value"] if label in LAYERS}
+    if len(set(layers.values())) != len(LAYERS):
+        sys.exit("There is a folder of the product without a test.")
+    return layers
+
+
+def lowest_layer(name):
+    """The first layer whose tests see the file; app/apptexts.h is included in convert/ too."""
+    return LAYERS.index("convert" if name == "app/apptexts.h" else name.partition("/")[0])
 
 
 def main():
-    if sys.argv[1:] == ["--check"]:
-        check()
-    wanted = [m for m in MUTANTS
-              if not sys.argv[1:] or any(word in m[0] + m[1] for word in sys.argv[1:])]
-    copy_tree()
-    configured = run(["cmake", "--preset", "dev"])
+    parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
+    parser.add_argument("--count", type=int, default=100, help="how many mutants (100)")
+    parser.add_argument("--seed", type=int, default=int(time.time()), help="draw the same ones")
+    parser.add_argument("--since", metavar="COMMIT", help="change lines that differ from it")
+    parser.add_argument("words", metavar="WORD", nargs="*", help="part of a path")
+    options = parser.parse_args()
+    os.nice(10)
+    mutants = draw(copy_tree(), options)
+    configured = run(CONFIGURE)
     if configured.returncode != 0:
         sys.exit(configured.stdout)
-    for pattern in sorted({tests for _, _, _, tests in wanted}):
-        built = build(pattern)
-        if built.returncode != 0:
-            sys.exit("The product does not build as it is:\n" + built.stdout)
-        result = test(pattern)
-        if not result or result.returncode != 0:
-            sys.exit(f"The tests {pattern!r} fail without a mutant.\n{result and result.stdout}")
+    layers = layers_of_tests()
+    seconds = {}
+    for test in layers:
+        if layers[test] >= min(lowest_layer(mutant.name) for mutant in mutants):
+            start = time.monotonic()
+            result = result_of(test)
+            if result:
+                sys.exit(f"Without a mutant: {result}")
+            seconds[test] = time.monotonic() - start  # and the time to build it
 
-    outcomes = {}
-    for number, (name, old, new, tests) in enumerate(wanted, 1):
-        path = TREE / name
+    print(f"seed {options.seed}, {len(mutants)} mutants to draw from", flush=True)
+    found = collections.Counter()
+    for mutant in mutants:
+        path = TREE / mutant.name
         source = path.read_text()
-        if source.count(old) != 1:
-            sys.exit(f"{name} does not hold these words exactly once: {old!r}")
-        path.write_text(source.replace(old, new))
-        result = outcome(tests)
+        path.write_text(source[:mutant.start] + mutant.new + source[mutant.end:])
+        tests = [test for test in seconds if layers[test] >= lowest_layer(mutant.name)]
+        tests.sort(key=lambda test: (layers[test], test != f"tst_{path.stem}", seconds[test]))
+        results = (result_of(test, 60 + 10 * seconds[test]) for test in tests)
+        result = next(filter(None, results), "survived")
         path.write_text(source)
-        outcomes.setdefault(result, []).append((name, old))
-        print(f"{number:3}/{len(wanted)} {result:14} {name}: {old.strip()!r} -> {new.strip()!r}",
-              flush=True)
-
-    print(", ".join(f"{len(found)} {result}" for result, found in sorted(outcomes.items())))
-    sys.exit(not set(outcomes) <= {"noticed", "out of time"})
+        if result == "does not build":
+            continue
+        found[result.partition(" ")[0]] += 1
+        print(f"{found.total():3}/{options.count} {result}, {mutant.name}:{mutant.line}: "
+              f"{source[mutant.start:mutant.end]!r} -> {mutant.new!r}", flush=True)
+        if found.total() == options.count:
+            break
+    print(", ".join(f"{count} {result}" for result, count in sorted(found.items())))
+    sys.exit(found["survived"] != 0)
 
 
 if __name__ == "__main__":
