@@ -48,7 +48,7 @@ QList<CWavFileItem*> itemsOf(const QStringList& files)
     for (const QString& name : files) {
         QFile file(name);
         WavInfo info = {};
-        if (!openSource(&file) || !readWavInfo(&file, &info))
+        if (!openRegularFile(&file) || !readWavInfo(&file, &info))
             qFatal("Can not read %s.", qPrintable(name));
         items.append(new CWavFileItem(name, info));
     }

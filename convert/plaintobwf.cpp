@@ -3,69 +3,78 @@
 
 #include "convert/wavconverter.h"
 
-#include "convert/conversionpass.h"
+#include "convert/conversionprogress.h"
+#include "convert/filenames.h"
+#include "convert/filesinwork.h"
 #include "convert/outputfile.h"
+#include "convert/wavwriter.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
+#include <QCoreApplication>
+#include <QDataStream>
 #include <QFile>
-
-#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// Copies every chunk as it is, without the pad byte behind an odd one. Nothing polls the cancel
-/// button: the copy has no result that could tell of an output that was given up.
-ConvertError copyChunks(ConversionPass& pass)
+/// Copies every chunk as it is, without the pad byte after an odd one. The cancel button is never
+/// polled. Kept as it is; pinned by tst_plaintobwf.
+ConvertError copyChunks(QDataStream& in, WavWriter& out, ConversionProgress& progress)
 {
-    while (!pass.atEnd()) {
-        pass.pumpEvents();
+    while (!isAtEnd(in)) {
+        QCoreApplication::processEvents();
         ChunkHeader header = {};
-        if (!pass.readHeader(&header))
+        if (!readChunkHeader(in, &header))
             return ConvertDataRead;
-        if (!pass.writeHeader(header))
+        if (!out.writeChunkHeader(header))
             return ConvertDataWrite;
-        const ConvertError error = pass.copyBody(header.size);
-        if (error != ConvertOk)
-            return error;
-        pass.countBody(header.size);
+        if (!out.copyBody(in, header.size))
+            return ConvertDataCopy;
+        out.addToRunningSize(header.size);
+        progress.setValue(out.runningSize());
     }
     return ConvertOk;
 }
 
 } // namespace
 
-void CWavConverter::plainToBwf()
+void CWavConverter::plainToBwf() const
 {
-    const FilesInWork sources(sourceNames());
-    // A failed copy marks the rest of the request: each later file gets the same box and
-    // keeps RIFF size 0, which says that the request it belongs to did not come through.
+    const FilesInWorkGuard guard(sourceNames());
+    // Stays set until the request ends: each source after one that failed gets the same box and
+    // keeps RIFF size 0. Kept as it is; pinned by tst_plaintobwf.
     ConvertError error = ConvertOk;
-    for (const CWavFileItem* item : std::as_const(m_sources)) {
+    for (const CWavFileItem* item : m_sources) {
         QFile source(item->fileName());
-        if (!openSource(&source))
+        if (!openRegularFile(&source))
             return;
-        OutputFile output(u"%1_bwf.wav"_s.arg(outputBase(leftOfLast(item->fileName(), u"."_s))));
-        if (output.open(m_parent, u"Output file already exists.\n"_s) != ConvertOk)
-            return;
-
-        ConversionPass pass(&source, &output, m_parent);
-        if (!pass.checkSource())
-            return;
-        pass.setProgressRange(pass.sourceRiffSize());
-        if (!pass.writeStart())
+        const QString stem = leftOfLast(item->fileName(), u"."_s);
+        OutputFile output(bwfFileName(outputBase(stem, m_outputDir)));
+        if (openOutput(&output, u"Output file already exists.\n"_s) != ConvertOk)
             return;
 
-        const ConvertError copied = copyChunks(pass);
+        QDataStream in(&source);
+        in.setByteOrder(QDataStream::LittleEndian);
+        WavWriter out(output.device());
+        ConversionProgress progress(m_parent, output.name());
+        quint32 riffSize = 0;
+        if (!checkRiffWave(in, &riffSize))
+            return;
+        progress.setMaximum(riffSize);
+        if (!out.writeStart(in))
+            return;
+
+        const ConvertError copied = copyChunks(in, out, progress);
         if (copied != ConvertOk)
             error = copied;
-        const bool isSized = error == ConvertOk && pass.writeRunningSize();
+        const bool isSized = error == ConvertOk && out.writeRiffSize();
         reportError(error);
-        const bool isClosed = pass.close();
+        source.close();
+        const bool isClosed = output.close();
         if (error == ConvertOk && !(isSized && isClosed))
             reportError(ConvertDataWrite); // of this source alone
-        pass.showMaximum();
+        progress.setValueToMaximum();
     }
 }

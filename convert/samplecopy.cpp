@@ -10,7 +10,7 @@ namespace {
 /// Bytes of output that the interleaving completes before it goes on.
 constexpr qint64 g_tileBytes = 16384;
 
-/// Copies a sample that ends within the input buffer; what lies behind its end counts as zero.
+/// Copies a sample that ends within the input buffer; the bytes after the buffer count as zero.
 void copyHeldSample(char* to, const char* input, qint64 offset, qint64 sampleBytes)
 {
     const qint64 held = std::clamp<qint64>(g_blockBytes - offset, 0, sampleBytes);
@@ -21,7 +21,7 @@ void copyHeldSample(char* to, const char* input, qint64 offset, qint64 sampleByt
 
 /// Samples wider than their frame overlap those of the next one: the order frame by frame, and
 /// within it source by source, decides which bytes stay.
-void joinOverlapping(const SampleLayout& layout, char* const* inputs, int channels, char* output,
+void joinOverlapping(const FrameLayout& layout, char* const* inputs, int channels, char* output,
                      qint64 frames)
 {
     const qint64 frameBytes = layout.blockAlign * channels;
@@ -34,7 +34,7 @@ void joinOverlapping(const SampleLayout& layout, char* const* inputs, int channe
 }
 
 /// Works source by source in tiles that stay in the nearest cache until their last source is in.
-void joinTiled(const SampleLayout& layout, char* const* inputs, int channels, char* output,
+void joinTiled(const FrameLayout& layout, char* const* inputs, int channels, char* output,
                qint64 frames)
 {
     const qint64 frameBytes = layout.blockAlign * channels;
@@ -50,12 +50,12 @@ void joinTiled(const SampleLayout& layout, char* const* inputs, int channels, ch
 
 } // namespace
 
-void pickSamples(const ChannelLayout& layout, const char* input, char* output, qint64 outputSize,
-                 qint64 frames)
+void pickSamples(const FrameLayout& layout, qint64 offset, const char* input, char* output,
+                 qint64 outputSize, qint64 frames)
 {
     if (layout.sampleBytes == 0)
         return;
-    const char* first = input + layout.offset;
+    const char* first = input + offset;
     const qint64 whole = std::min(frames, outputSize / layout.sampleBytes);
     copySamples({output, layout.sampleBytes}, {first, layout.blockAlign}, layout.sampleBytes,
                 whole);
@@ -66,7 +66,7 @@ void pickSamples(const ChannelLayout& layout, const char* input, char* output, q
     }
 }
 
-void joinSamples(const SampleLayout& layout, char* const* inputs, int channels, char* output,
+void joinSamples(const FrameLayout& layout, char* const* inputs, int channels, char* output,
                  qint64 frames)
 {
     if (layout.sampleBytes > layout.blockAlign)

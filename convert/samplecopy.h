@@ -66,28 +66,19 @@ inline void copySamples(SampleRun<char> target, SampleRun<const char> source, qi
     }
 }
 
-/// Where one channel lies in the sample frames of a source.
-struct ChannelLayout
-{
-    qint64 offset; ///< bytes from the start of the frame
-    qint64 sampleBytes;
-    quint16 blockAlign; ///< bytes of a frame, not 0
-    quint16 channels;
-};
-
-/// Picks the channel's samples out of the first @p frames frames of a block, as many as @p output
-/// has room for with its @p outputSize bytes.
-void pickSamples(const ChannelLayout& layout, const char* input, char* output, qint64 outputSize,
-                 qint64 frames);
-
-/// How the samples of one channel file lie in their block.
-struct SampleLayout
+/// How the samples of a channel follow each other in their file.
+struct FrameLayout
 {
     qint64 sampleBytes;
     qint64 blockAlign; ///< bytes of a frame, not 0
 };
 
+/// Picks the samples of one channel, @p offset bytes into each frame, out of the first @p frames
+/// frames of a block, as many as @p output has room for with its @p outputSize bytes.
+void pickSamples(const FrameLayout& layout, qint64 offset, const char* input, char* output,
+                 qint64 outputSize, qint64 frames);
+
 /// Puts the first @p frames samples of each of the @p channels inputs, g_blockBytes long each, into
 /// frames of @p output. That has room for a block of each input, and for one sample more of each.
-void joinSamples(const SampleLayout& layout, char* const* inputs, int channels, char* output,
+void joinSamples(const FrameLayout& layout, char* const* inputs, int channels, char* output,
                  qint64 frames);

@@ -4,24 +4,20 @@
 #include "convert/wavconverter.h"
 
 #include "app/apptexts.h"
-#include "wave/chunks.h"
+#include "convert/outputfile.h"
+#include "convert/wavwriter.h"
 #include "wave/wavfileitem.h"
 
-#include <QDataStream>
-#include <QFileInfo>
 #include <QMessageBox>
 #include <QStringView>
 
-#include <algorithm>
 #include <iterator>
-#include <limits>
-#include <new>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// What is said of a ConvertError.
+/// The sentence for each ConvertError, shown after the words common to all.
 constexpr QStringView g_errorTexts[] = {
     {}, // ConvertOk
     u"Can not allocate memory.",
@@ -35,13 +31,6 @@ constexpr QStringView g_errorTexts[] = {
     u"File restriction.",
 };
 static_assert(std::size(g_errorTexts) == ConvertCancelled, "one text for each failure");
-
-/// A buffer of copyBlock(), which a failed copy keeps. The leak checker's list of what stays
-/// allocated on purpose names this function.
-char* newCopyBuffer(quint32 size)
-{
-    return new (std::nothrow) char[size];
-}
 
 } // namespace
 
@@ -67,21 +56,7 @@ int CWavConverter::channelNumber(const QString& fileName)
 
 bool CWavConverter::copyBlock(QDataStream& in, QDataStream& out, quint32 size)
 {
-    if (size > quint32(std::numeric_limits<qint32>::max()))
-        return false;
-    char* buffer = newCopyBuffer(size);
-    if (!buffer)
-        return false;
-    // A failure keeps the buffer: it ends the conversion of this file, which has no other use for
-    // the memory.
-    const qint64 count = readRaw(in, buffer, size);
-    if (count < 0)
-        return false;
-    std::fill(buffer + count, buffer + size, '\0');
-    if (out.writeRawData(buffer, int(size)) < 0)
-        return false;
-    delete[] buffer;
-    return true;
+    return copyBytes(in, out, size);
 }
 
 void CWavConverter::reportError(int error) const
@@ -94,9 +69,25 @@ void CWavConverter::reportError(int error) const
     QMessageBox::warning(m_parent, g_appName, text, QMessageBox::Ok, QMessageBox::NoButton);
 }
 
-QString CWavConverter::outputBase(const QString& stem) const
+/// Opens @p output for writing. Asks before it overwrites, with @p question as the first words.
+/// Returns ConvertCancelled when the answer is not Yes, ConvertFileOpen when the output cannot be
+/// opened or must not be truncated.
+ConvertError CWavConverter::openOutput(OutputFile* output, const QString& question) const
 {
-    return m_outputDir.isEmpty() ? stem : m_outputDir + u'/' + QFileInfo(stem).fileName();
+    switch (output->create()) {
+    case OutputFile::Creation::Created:
+        return ConvertOk;
+    case OutputFile::Creation::Failed:
+        return ConvertFileOpen;
+    case OutputFile::Creation::Exists:
+        break;
+    }
+    const QString text = question + output->name() + u"\n\nDo you want to overwrite?"_s;
+    const auto answer = QMessageBox::question(
+        m_parent, g_appName, text, QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::NoButton);
+    if (answer != QMessageBox::Yes)
+        return ConvertCancelled;
+    return output->overwrite() ? ConvertOk : ConvertFileOpen;
 }
 
 QStringList CWavConverter::sourceNames() const

@@ -3,31 +3,17 @@
 
 #pragma once
 
+#include "convert/converterror.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 class CWavFileItem;
 class LastWindowWatch;
+class OutputFile;
 class QDataStream;
 class QWidget;
-
-/// The result of a conversion, which leaves CWavConverter as a plain int. The conversions have
-/// codes of their own for the same failure (a `bext` chunk that cannot be written is 6 in the split
-/// and 5 in the combine), so that the box tells which step of which conversion failed.
-enum ConvertError : int {
-    ConvertOk = 0,
-    ConvertNoMemory = 1,
-    ConvertFileOpen = 2,
-    ConvertFileRead = 3,
-    ConvertDataRead = 4,
-    ConvertFileWrite = 5,
-    ConvertDataWrite = 6,
-    ConvertDataCopy = 7,
-    ConvertIllegalFormat = 8,
-    ConvertFileRestriction = 9,
-    ConvertCancelled = 10, ///< by the progress dialog, or the overwrite was declined
-};
 
 /// One conversion request: the sources, the output directory and the three conversions. A
 /// conversion runs to its end in the call, keeps the window alive by pumping events and shows its
@@ -43,26 +29,24 @@ public:
     void setOutputDirectory(const QString& dir);
 
     /// Splits every source into one mono file per enabled channel. Returns a ConvertError.
-    int polyToMono();
+    int polyToMono() const;
 
     /// Interleaves the sources, in list order, into one file. Returns a ConvertError.
-    int monoToPoly();
+    int monoToPoly() const;
 
     /// Copies every source into a file that has a `bext` chunk. A failure up to the first chunk of
-    /// a source ends the request in silence, a later one shows its box; outputs are never removed.
-    void plainToBwf();
+    /// a source ends the request without a box, a later one shows its box; outputs are never
+    /// removed.
+    void plainToBwf() const;
 
     /// The text before the last @p separator; the whole text where there is none.
     static QString leftOfLast(const QString& text, const QString& separator);
 
-    /// The number that the two characters behind the last "_" of a file name form, or its first two
+    /// The number that the two characters after the last "_" of a file name form, or its first two
     /// where it has no "_"; 0 when they form none.
     static int channelNumber(const QString& fileName);
 
-    /// Copies @p size bytes from position to position. A short read still writes @p size bytes, the
-    /// missing ones as zero. False when nothing could be read or written, which keeps the buffer of
-    /// @p size bytes allocated; also, with nothing allocated, when @p size is 2^31 or more or there
-    /// is no memory for it. Of a write that stops short the status of @p out tells.
+    /// Copies @p size bytes from position to position: copyBytes() in convert/wavwriter.h.
     static bool copyBlock(QDataStream& in, QDataStream& out, quint32 size);
 
     /// Shows the message box of a result: none for success and for a cancelled request.
@@ -70,7 +54,7 @@ public:
 
 private:
     // Shared by the conversions (wavconverter.cpp)
-    QString outputBase(const QString& stem) const;
+    ConvertError openOutput(OutputFile* output, const QString& question) const;
     QStringList sourceNames() const;
 
     // Split (polytomono.cpp)

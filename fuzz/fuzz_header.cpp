@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
     desk.put(u"take.wav"_s, bytes);
     QFile file(desk.path(u"take.wav"_s));
     WavInfo info = {};
-    require(openSource(&file), "an ordinary file opens");
+    require(openRegularFile(&file), "an ordinary file opens");
     if (!readWavInfo(&file, &info))
         return 0;
 

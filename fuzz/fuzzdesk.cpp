@@ -147,7 +147,7 @@ bool FuzzDesk::list(const QByteArray& bytes, WavInfo* info)
     write(g_listedName, bytes);
     QFile file(path(g_listedName));
     *info = {};
-    return openSource(&file) && readWavInfo(&file, info);
+    return openRegularFile(&file) && readWavInfo(&file, info);
 }
 
 int FuzzDesk::run(const Answers& answers, const std::function<int()>& convert)

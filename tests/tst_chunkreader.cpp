@@ -54,10 +54,10 @@ private slots:
     void isId_data();
     void isId();
 
-    void openSource_data();
-    void openSource();
-    void openSourceThroughLink();
-    void openSourceRefusesPipe();
+    void openRegularFile_data();
+    void openRegularFile();
+    void openRegularFileThroughLink();
+    void openRegularFileRefusesPipe();
 };
 
 namespace {
@@ -550,7 +550,7 @@ void tst_ChunkReader::isId()
     QTEST(::isId(id.constData(), "data"), "same");
 }
 
-void tst_ChunkReader::openSource_data()
+void tst_ChunkReader::openRegularFile_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("opened");
@@ -560,7 +560,7 @@ void tst_ChunkReader::openSource_data()
     QTest::newRow("nothing of that name") << u"missing.wav"_s << false;
 }
 
-void tst_ChunkReader::openSource()
+void tst_ChunkReader::openRegularFile()
 {
     QFETCH(QString, name);
     QFETCH(bool, opened);
@@ -569,11 +569,11 @@ void tst_ChunkReader::openSource()
     QVERIFY(QDir(dir.path()).mkdir(u"folder.wav"_s));
 
     QFile file(dir.path(name));
-    QCOMPARE(::openSource(&file), opened);
+    QCOMPARE(::openRegularFile(&file), opened);
     QCOMPARE(file.openMode(), opened ? QIODevice::ReadOnly : QIODevice::NotOpen);
 }
 
-void tst_ChunkReader::openSourceThroughLink()
+void tst_ChunkReader::openRegularFileThroughLink()
 {
     const TempDir dir;
     dir.add(u"take.wav"_s, g_plainWav);
@@ -581,17 +581,17 @@ void tst_ChunkReader::openSourceThroughLink()
         QSKIP("No links here.");
 
     QFile file(dir.path(u"take.lnk"_s));
-    QVERIFY(::openSource(&file));
+    QVERIFY(::openRegularFile(&file));
     QCOMPARE(file.readAll(), g_plainWav);
 }
 
-void tst_ChunkReader::openSourceRefusesPipe()
+void tst_ChunkReader::openRegularFileRefusesPipe()
 {
 #ifdef Q_OS_UNIX
     const TempDir dir;
     QFile file(dir.path(u"pipe.wav"_s));
     QCOMPARE(mkfifo(QFile::encodeName(file.fileName()).constData(), 0600), 0);
-    QVERIFY(!::openSource(&file));
+    QVERIFY(!::openRegularFile(&file));
     QVERIFY(!file.isOpen());
 #else
     QSKIP("Pipes have no file name here.");

@@ -27,6 +27,10 @@ none_found "convert/ includes nothing above it" \
     includes_beside convert 'app/apptexts\.h"|convert/|wave/'
 none_found "ui/ includes nothing above it" includes_beside ui 'app/apptexts\.h"|ui/|convert/|wave/'
 
+none_found "nothing below the conversions includes the request" \
+    grep -n '#include "convert/wavconverter.h"' convert/conversionprogress.* convert/converterror.h \
+    convert/file* convert/outputfile.* convert/samplecopy.* convert/wavwriter.*
+
 # Headers of Qt and of the C++ standard library have neither a suffix nor a folder.
 none_found "no system header in the product" grep -nE '^ *# *include *<[^>]*[./]' \
     app/*.h app/*.cpp wave/*.h wave/*.cpp convert/*.h convert/*.cpp ui/*.h ui/*.cpp

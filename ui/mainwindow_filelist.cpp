@@ -98,7 +98,7 @@ void CMainWindow::showFileList()
         const QString path = dir.path() + u'/' + name;
         QFile file(path);
         WavInfo info = {};
-        if (!openSource(&file) || !readWavInfo(&file, &info))
+        if (!openRegularFile(&file) || !readWavInfo(&file, &info))
             unreadable.append(name);
         else if (isListed(info))
             addFileRow(path, info);

@@ -21,15 +21,14 @@ bool isCount(qint64 size)
 
 /// Marks the stream of a device that failed. A search would otherwise pass the failure off as a
 /// chunk that is not there.
-qint64 spoiled(QDataStream& s)
+qint64 markFailed(QDataStream& s)
 {
     s.setStatus(QDataStream::ReadCorruptData);
     return -1;
 }
 
-/// Moves @p size bytes ahead with @p step, which is told how many are done and how many are left.
-/// Media and networks may cut a step short in the middle of a file, whose end is only where a step
-/// yields nothing.
+/// Moves @p size bytes ahead with @p step, whose arguments are the bytes done and the bytes left. A
+/// short read is not the end of the file (network, FUSE); only 0 bytes is.
 template <typename Step>
 qint64 moveOn(QDataStream& s, qint64 size, const Step& step)
 {
@@ -39,7 +38,7 @@ qint64 moveOn(QDataStream& s, qint64 size, const Step& step)
     while (done < size) {
         const qint64 part = step(done, size - done);
         if (part < 0)
-            return spoiled(s);
+            return markFailed(s);
         if (part == 0)
             break;
         done += part;
@@ -49,7 +48,7 @@ qint64 moveOn(QDataStream& s, qint64 size, const Step& step)
 
 } // namespace
 
-bool openSource(QFile* file)
+bool openRegularFile(QFile* file)
 {
     return QFileInfo(*file).isFile() && file->open(QIODevice::ReadOnly);
 }
@@ -64,6 +63,11 @@ qint64 readRaw(QDataStream& s, char* buffer, qint64 size)
 qint64 skipRaw(QDataStream& s, qint64 size)
 {
     return moveOn(s, size, [&s](qint64, qint64 left) { return s.device()->skip(left); });
+}
+
+bool isAtEnd(const QDataStream& s)
+{
+    return s.atEnd() && s.status() == QDataStream::Ok;
 }
 
 bool isId(const char id[4], const char wanted[4])
@@ -97,7 +101,7 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
     QIODevice* device = s.device();
     const qint64 keptPosition = device->pos();
     if (!device->seek(from))
-        return spoiled(s);
+        return markFailed(s);
 
     qint64 offset = 0;
     if (from == 0) {
@@ -108,12 +112,11 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
         offset = g_riffHeaderSize;
     }
 
-    // The walk goes from header to header by the sizes exactly as stored. It skips no pad byte
-    // after an odd chunk: a file in which the byte is missing would then be read one byte off, and
-    // a file whose layout is in doubt is better reported than converted. The walk ends at an id
-    // that is not text, at a cut header and at a size that cannot be skipped. It reads the header
-    // in two steps of its own, not with readChunkHeader(), because a bad id has to end it before a
-    // cut size behind that id could spoil the stream's status for the conversion that follows.
+    // The walk goes from header to header by the sizes exactly as stored, and ends at an id that is
+    // not text, at a cut header and at a size that cannot be skipped. It skips no pad byte after an
+    // odd chunk: kept as it is, docs/file-format.md. It does not use readChunkHeader(): a bad id
+    // has to end the walk before a cut size after that id sets the stream's status, which would
+    // fail the conversion that follows.
     qint64 found = -1;
     while (!s.atEnd()) {
         ChunkHeader header = {};
@@ -135,7 +138,7 @@ qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
         offset += header.size;
     }
     if (!device->seek(keptPosition))
-        spoiled(s);
+        markFailed(s);
     return found;
 }
 

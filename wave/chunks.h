@@ -15,17 +15,17 @@ class QTime;
 
 /// @file
 /// The chunk library: readers and writers of RIFF/WAVE chunks. Every stream is little-endian and
-/// its device is the open file. Raw reads and skips go to the device: they leave the status of the
-/// stream alone, unless the device fails. Numbers are read through the stream. Its status stays set
-/// after a short one and after a failure of the device, so that later readers fail.
+/// its device is the open file. Raw reads and skips use the device and set the stream's status only
+/// when the device fails. Number reads set it when they are cut short. Once set it stays, so later
+/// readers fail.
 
 // Files and raw access (chunkreader.cpp)
 
 /// Opens @p file for reading if it is a regular file or a link to one: a pipe would never answer.
 /// False, with the file closed, for anything else and when it cannot be opened.
-bool openSource(QFile* file);
+bool openRegularFile(QFile* file);
 
-/// Reads @p size bytes into @p buffer, or what there is up to the end. Returns how many there were,
+/// Reads @p size bytes into @p buffer, or the bytes available up to the end. Returns their number,
 /// -1 on failure or when @p size is 2^31 or more.
 qint64 readRaw(QDataStream& s, char* buffer, qint64 size);
 
@@ -33,13 +33,17 @@ qint64 readRaw(QDataStream& s, char* buffer, qint64 size);
 /// failure or, without moving, when @p size is 2^31 or more.
 qint64 skipRaw(QDataStream& s, qint64 size);
 
+/// True at the end of the file. False once the stream's status is set: the next header read then
+/// reports the failure.
+bool isAtEnd(const QDataStream& s);
+
 /// True when the four characters of @p id are those of @p wanted.
 bool isId(const char id[4], const char wanted[4]);
 
 // Readers (chunkreader.cpp)
 
 /// Checks for a RIFF header of form type WAVE at the start of the file and stores the RIFF size in
-/// bytes, 0 on failure. Leaves the stream behind the header, at byte 12.
+/// bytes, 0 on failure. Leaves the stream after the header, at byte 12.
 bool checkRiffWave(QDataStream& s, quint32* riffSize);
 
 /// Searches for the first chunk named @p id, reading from byte @p from of the file. Returns the
@@ -59,8 +63,8 @@ bool isPrintableId(const char* id, uint length);
 
 /// Parses the header of @p file, which is open for reading, into @p info. Only the RIFF size, the
 /// `fmt ` body, the data size and the presence of a `bext` chunk are filled. Nothing but the reach
-/// of the chunks is checked: formats and sizes are taken as they stand. False when the file is not
-/// RIFF/WAVE, has no 16 bytes behind a `fmt ` header or no `data` within reach; @p info then holds
+/// of the chunks is checked: formats and sizes are taken as stored. False when the file is not
+/// RIFF/WAVE, has no 16 bytes after a `fmt ` header or no `data` within reach; @p info then holds
 /// what was read until there.
 bool readWavInfo(QFile* file, WavInfo* info);
 

@@ -3,7 +3,6 @@
 
 #include "wave/wavfileitem.h"
 
-#include <cstring>
 #include <iterator>
 
 CWavFileItem::CWavFileItem(const QString& fileName)
@@ -49,8 +48,6 @@ void CWavFileItem::setChannelEnabled(int index, bool on)
 
 bool CWavFileItem::isSameFormat(const CWavFileItem* other) const
 {
-    const FmtChunk otherFmt = other->fmtChunk();
-    return m_info.riff.size == other->m_info.riff.size
-           && std::memcmp(&m_info.fmt, &otherFmt, sizeof(FmtChunk)) == 0
+    return m_info.riff.size == other->m_info.riff.size && m_info.fmt == other->fmtChunk()
            && m_info.dataSize == other->dataSize();
 }

@@ -6,8 +6,6 @@
 #include <QList>
 #include <QtGlobal>
 
-#include <cstddef>
-
 /// @file
 /// The records of a RIFF/WAVE file ("Multimedia Programming Interface and Data Specifications 1.0",
 /// IBM and Microsoft, 1991). The fields lie in the order of the file, without gaps; numbers are
@@ -59,6 +57,8 @@ struct FmtChunk
     quint32 byteRate; ///< bytes per second
     quint16 blockAlign; ///< bytes of a sample frame
     quint16 bitsPerSample;
+
+    bool operator==(const FmtChunk&) const = default;
 };
 static_assert(sizeof(FmtChunk) == g_chunkHeaderSize + g_fmtBodySize, "fields lie as in the file");
 
@@ -70,7 +70,6 @@ struct WavInfo
     quint32 dataSize; ///< bytes of the `data` body, as its header states it
     bool hasBext;
 };
-static_assert(sizeof(WavInfo) == 44 && offsetof(WavInfo, hasBext) == 40, "no gap between fields");
 
 struct CuePoint
 {
@@ -89,6 +88,3 @@ struct CueChunk
     quint32 pointCount;
     QList<CuePoint> points;
 };
-static_assert(offsetof(CueChunk, pointCount) == g_chunkHeaderSize, "fields lie as in the file");
-static_assert(sizeof(CueChunk) == 16 + sizeof(QList<CuePoint>) || sizeof(void*) != 8,
-              "header and count, then the list, aligned to 8 bytes");

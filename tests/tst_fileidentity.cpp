@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 VELMAR
+// SPDX-License-Identifier: LicenseRef-VELMAR
+
+#include "convert/fileidentity.h"
+
+#include "tests/support/conversion.h"
+#include "tests/support/plainuser.h"
+#include "tests/support/tempdir.h"
+#include "tests/support/testmain.h"
+
+#include <QScopeGuard>
+#include <QTest>
+
+#include <sys/stat.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+class tst_FileIdentity : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void isOneFile_data();
+    void isOneFile();
+    void fileThatCannotBeTold();
+    void outputsOfSimilarNames_data();
+    void outputsOfSimilarNames();
+};
+
+void tst_FileIdentity::isOneFile_data()
+{
+    QTest::addColumn<QString>("one");
+    QTest::addColumn<QString>("other");
+    QTest::addColumn<bool>("isOne");
+
+    // rec/take_01.wav and rec/two.wav are there, and links to the first.
+    const QString take = u"rec/take_01.wav"_s;
+    QTest::newRow("the same path") << take << take << true;
+    QTest::newRow("the same path, written in another way")
+        << take << u"rec/../rec/take_01.wav"_s << true;
+    QTest::newRow("another file") << take << u"rec/two.wav"_s << false;
+    QTest::newRow("a link") << take << u"link.wav"_s << true;
+    QTest::newRow("a link to a link") << take << u"again.wav"_s << true;
+    QTest::newRow("a hard link") << take << u"hard.wav"_s << true;
+    QTest::newRow("through a link to the directory") << take << u"dir/take_01.wav"_s << true;
+    QTest::newRow("another case") << take << u"rec/TAKE_01.WAV"_s << true;
+    QTest::newRow("another case of the directory") << take << u"REC/take_01.wav"_s << true;
+    QTest::newRow("another case of a letter that has two small forms")
+        << u"rec/take\u03c2_01.wav"_s << u"rec/TAKE\u03a3_01.WAV"_s << true;
+    QTest::newRow("another composition of an accent")
+        << u"rec/t\u00e4ke_01.wav"_s << u"rec/ta\u0308ke_01.wav"_s << true;
+    QTest::newRow("the same name in another directory") << take << u"old/take_01.wav"_s << false;
+    QTest::newRow("the same name in a directory below")
+        << take << u"rec/old/take_01.wav"_s << false;
+    QTest::newRow("a name that no file has") << take << u"rec/take_02.wav"_s << false;
+}
+
+void tst_FileIdentity::isOneFile()
+{
+    QFETCH(const QString, one);
+    QFETCH(const QString, other);
+    QFETCH(const bool, isOne);
+
+    const TempDir dir(Files{{u"rec/take_01.wav"_s, "one"}, {u"rec/two.wav"_s, "two"}});
+    const QString take = dir.path(u"rec/take_01.wav"_s);
+    std::filesystem::create_symlink(systemPath(take), systemPath(dir.path(u"link.wav"_s)));
+    std::filesystem::create_symlink(u"link.wav", systemPath(dir.path(u"again.wav"_s)));
+    std::filesystem::create_symlink(u"rec", systemPath(dir.path(u"dir"_s)));
+    std::filesystem::create_hard_link(systemPath(take), systemPath(dir.path(u"hard.wav"_s)));
+
+    QCOMPARE(::isOneFile(dir.path(one), dir.path(other)), isOne);
+    QCOMPARE(::isOneFile(dir.path(other), dir.path(one)), isOne);
+}
+
+/// What the system cannot tell must not be truncated.
+void tst_FileIdentity::fileThatCannotBeTold()
+{
+    const TempDir dir(Files{{u"take.wav"_s, "one"}, {u"closed/other.wav"_s, "two"}});
+    const QByteArray closed = QFile::encodeName(dir.path(u"closed"_s));
+    QCOMPARE(::chmod(QFile::encodeName(dir.path()).constData(), 0755), 0);
+    QCOMPARE(::chmod(closed.constData(), 0), 0);
+    const auto reopen = qScopeGuard([closed] { ::chmod(closed.constData(), 0700); });
+    const PlainUser user;
+    if (!PlainUser::canEnter(dir.path()))
+        QSKIP("Nobody may enter the directory for temporary files.");
+    QVERIFY(::isOneFile(dir.path(u"take.wav"_s), dir.path(u"closed/other.wav"_s)));
+    QCOMPARE(int(fileType(dir.path(u"closed/other.wav"_s))), int(std::filesystem::file_type::none));
+}
+
+void tst_FileIdentity::outputsOfSimilarNames_data()
+{
+    QTest::addColumn<QString>("source"); // in work beside rec/take.wav, which is split
+    QTest::addColumn<bool>("isThere");
+    QTest::addColumn<bool>("isRefused");
+    QTest::newRow("the source has another case") << u"rec/TAKE_01.WAV"_s << true << true;
+    QTest::newRow("the source has another case and is gone")
+        << u"rec/TAKE_01.WAV"_s << false << true;
+    QTest::newRow("the directory of the source has another case")
+        << u"REC/take_01.wav"_s << true << true;
+    QTest::newRow("the source is of the same name in another directory")
+        << u"old/take_01.wav"_s << true << false;
+    QTest::newRow("the source is of the same name in a directory below")
+        << u"rec/old/take_01.wav"_s << true << false;
+}
+
+/// An output that is there is never truncated if a card could take it for a source.
+void tst_FileIdentity::outputsOfSimilarNames()
+{
+    QFETCH(const QString, source);
+    QFETCH(const bool, isThere);
+    QFETCH(const bool, isRefused);
+
+    const QString output = u"rec/take_01.wav"_s;
+    const TempDir dir;
+    const QByteArray take = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(400))});
+    Sources sources({dir.add(u"rec/take.wav"_s, take), dir.add(source, take)});
+    const QByteArray earlier = "an earlier file";
+    dir.add(output, earlier);
+    if (dir.bytes(source) == earlier)
+        QSKIP("This directory takes both names for one.");
+    if (!isThere)
+        QVERIFY(QFile::remove(dir.path(source)));
+    sources.at(1)->setChannelEnabled(0, false);
+    sources.at(1)->setChannelEnabled(1, false);
+    sources.at(0)->setChannelEnabled(1, false);
+
+    const ConversionRun run =
+        runConversion(Conversion::Split, sources, {QMessageBox::Yes, QMessageBox::Ok});
+    QCOMPARE(run.boxes.size(), isRefused ? 2 : 1);
+    QCOMPARE(run.result, int(isRefused ? ConvertFileOpen : ConvertOk));
+    if (isRefused)
+        QCOMPARE(dir.bytes(output), earlier);
+    else
+        QVERIFY(dir.bytes(output).startsWith("RIFF"));
+    QCOMPARE(dir.bytes(source), isThere ? take : QByteArray());
+}
+
+SPLICORA_TEST_MAIN(tst_FileIdentity)
+#include "tst_fileidentity.moc"
