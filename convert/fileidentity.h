@@ -17,6 +17,10 @@ std::filesystem::path systemPath(const QString& fileName);
 /// system cannot tell.
 std::filesystem::file_type fileType(const QString& fileName);
 
+/// The path at the end of a chain of links, which need not exist; @p fileName itself if it is no
+/// link.
+QString linkTarget(const QString& fileName);
+
 /// True when both paths lead to one file, when the system cannot tell, and when the paths behind
 /// their links differ in nothing but case and the composition of accents.
 bool isOneFile(const QString& fileName, const QString& other);

@@ -20,15 +20,17 @@ OutputFile::Creation OutputFile::create()
     const QString fileName = m_file.fileName();
     if (fileName.contains(QChar::Null))
         return Creation::Failed; // The system would open what the name is up to that character.
-    const FileType type = fileType(fileName);
+    FileType type = fileType(fileName);
     if (type == FileType::not_found) {
-        if (m_file.open(QIODevice::WriteOnly)) {
+        if (createNew()) {
             m_inWork.emplace(QStringList{fileName});
             return Creation::Created;
         }
-        return Creation::Failed;
+        // It may have appeared since, or a share may have cached that there was none.
+        type = fileType(fileName);
     }
-    return type == FileType::none ? Creation::Failed : Creation::Exists;
+    return type == FileType::none || type == FileType::not_found ? Creation::Failed
+                                                                 : Creation::Exists;
 }
 
 bool OutputFile::overwrite()
@@ -72,6 +74,24 @@ void OutputFile::remove()
         m_file.remove();
 }
 
+/// Opens a file that was not there. A link to nowhere cannot be created in this way, but its target
+/// can.
+bool OutputFile::createNew()
+{
+    constexpr auto onlyNew = QIODevice::WriteOnly | QIODevice::NewOnly;
+    if (m_file.open(onlyNew))
+        return true;
+    const QString targetName = linkTarget(m_file.fileName());
+    QFile target(targetName);
+    if (targetName == m_file.fileName() || !target.open(onlyNew))
+        return false;
+    target.close();
+    if (m_file.open(QIODevice::WriteOnly))
+        return true;
+    target.remove();
+    return false;
+}
+
 /// False when the path of the open file leads to none by now, or to another one: a directory, a
 /// pipe or a device where ours is a file, or a file of another length. What the system cannot tell
 /// counts as ours, so that no finished file is denied.
@@ -94,6 +114,8 @@ bool OutputFile::isStillAtItsPath()
         return true;
     std::error_code error;
     const std::uintmax_t length = std::filesystem::file_size(systemPath(m_file.fileName()), error);
+    if (error == std::errc::no_such_file_or_directory)
+        return false;
     const qint64 ownLength = m_file.size(); // 0 also where it cannot be told
     const bool isKnown = ownLength != 0 || m_file.pos() == 0;
     return error || !isKnown || length == std::uintmax_t(ownLength);

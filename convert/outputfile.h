@@ -24,7 +24,8 @@ public:
 
     explicit OutputFile(const QString& fileName);
 
-    /// Creates the file, and the target of a link that leads nowhere.
+    /// Creates the file, and the target of a link that leads nowhere. Never truncates one, not even
+    /// one that appears in this moment.
     Creation create();
 
     /// Truncates the file and opens it for writing; creates it if it is gone by now. False, with
@@ -45,6 +46,7 @@ public:
     void remove();
 
 private:
+    bool createNew();
     bool isStillAtItsPath();
 
     QFile m_file;

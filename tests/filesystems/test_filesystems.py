@@ -469,6 +469,27 @@ class Tries:
                 self.expect_on_medium(conversion, self.right[conversion])
             self.each(fault, run)
 
+    def cached_absence(self):
+        fault = self.table.row(
+            "An output's name is taken on the server, and the share has cached that there is no "
+            "such file",
+            "asked about; the file is kept after Cancel")
+
+        def run(conversion):
+            self.fresh(take())
+            self.place.mount_anew("negative_timeout=3600")
+            name = next(iter(self.right[conversion]))
+            expect("there", os.path.exists(os.path.join(self.out, name)), False)
+            theirs = {name: wav(1, 4000, 9)}
+            put(os.path.join(self.place.below, "out"), theirs)
+            expect("seen", os.path.exists(os.path.join(self.out, name)), False)
+            result = self.session.convert(
+                conversion, self.sources(self.place.root, conversion), self.out)
+            expect("number of questions", sum("overwrite?" in b for b in result["boxes"]), 1)
+            self.expect_result(conversion, result, 0 if conversion == "copy" else 10)
+            self.expect_on_medium(conversion, theirs)
+        self.each(fault, run)
+
     def run_all(self):
         self.whole()
         self.full()
@@ -477,6 +498,8 @@ class Tries:
         self.detached()
         self.pulled()
         self.clock()
+        if isinstance(self.place, (mounts.Bindfs, mounts.Sshfs)):
+            self.cached_absence()
         if isinstance(self.place, mounts.Exfat):
             self.folded_outputs()
             self.folded_sources()
