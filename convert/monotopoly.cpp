@@ -88,9 +88,10 @@ bool allocate(BlockBuffers* buffers, int channels, qint64 outputSize)
     return buffers->output != nullptr;
 }
 
-/// Reads the same block of every channel file: @p size bytes at @p position. Stores the count of
-/// the last read made. Returns ConvertFileOpen when a file could not be opened, which skips the
-/// reads that follow, and ConvertFileRead when one could not be read.
+/// Reads the same block of every channel file: @p size bytes at @p position, with zeros after a
+/// short read. Stores the count of the last read made. Returns ConvertFileOpen when a file could
+/// not be opened, which skips the reads that follow, and ConvertFileRead when one could not be
+/// read.
 ConvertError readBlock(QDataStream& reference, const Take& take, char* const* inputs,
                        qint64 position, qint64 size, qint64* count)
 {
@@ -108,6 +109,7 @@ ConvertError readBlock(QDataStream& reference, const Take& take, char* const* in
         }
         if (*count < 0)
             return ConvertFileRead;
+        std::fill(inputs[k] + *count, inputs[k] + size, '\0');
     }
     return ConvertOk;
 }

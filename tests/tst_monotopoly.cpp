@@ -19,6 +19,8 @@ private slots:
     void everyWidthAndCount() { checkCombine(); }
     void blocks_data();
     void blocks() { checkCombine(); }
+    void lastFileThatEndsEarlyIsWaitedFor_data();
+    void lastFileThatEndsEarlyIsWaitedFor();
     void channelFiles_data();
     void channelFiles() { checkCombine(); }
     void namesWithoutDirectory_data();
@@ -228,15 +230,53 @@ void tst_MonoToPoly::blocks_data()
     addTake("a channel file that ends early goes on as zeros",
             {monoFile(bits8, "abcd"), monoFile(bits8, "12"), monoFile(bits8, "wxyz")},
             outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1wb2xc\0yd\0z", 12))}));
-    const QByteArrayList longer = {sampleBytes(g_blockBytes + 4, 1),
-                                   sampleBytes(g_blockBytes + 1, 2),
-                                   sampleBytes(g_blockBytes + 4, 3)};
-    // The first byte of the second block is the file's, the others are those of the first block.
-    const QByteArray repeated = longer[1] + longer[1].mid(1, 3);
-    addTake("a channel file that ends early in a second block goes on as in the first block",
-            {monoFile(bits8, longer[0]), monoFile(bits8, longer[1]), monoFile(bits8, longer[2])},
-            outputBytes({fmtChunk(wide(bits8, 3)),
-                         dataChunk(interleaved({longer[0], repeated, longer[2]}, 1))}));
+
+    // Files that were cut after the listing: their headers still claim all samples.
+    const qsizetype size = g_blockBytes + 4;
+    const QByteArrayList whole = {sampleBytes(size, 1), sampleBytes(size, 2), sampleBytes(size, 3)};
+    const std::pair<qsizetype, const char*> cuts[] = {{100, "its first block"},
+                                                      {g_blockBytes + 1, "a later block"}};
+    for (const auto& [length, block] : cuts) {
+        for (const qsizetype cut : {0, 1}) {
+            QByteArrayList channels = whole;
+            channels[cut] = channels[cut].left(length).leftJustified(size, '\0');
+            QByteArrayList files;
+            for (qsizetype k = 0; k < whole.size(); ++k) {
+                files.append(wavBytes(
+                    {fmtChunk(bits8), dataChunk(whole[k].left(k == cut ? length : size), size)}));
+            }
+            addTake(qPrintable(u"the %1 file ends in %2 and goes on as silence"_s.arg(
+                        cut == 0 ? u"first"_s : u"middle"_s, QString::fromLatin1(block))),
+                    files,
+                    outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(interleaved(channels, 1))}));
+        }
+    }
+}
+
+void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor_data()
+{
+    QTest::addColumn<int>("length"); // samples that the last file still has
+    QTest::newRow("in its first block") << 100;
+    QTest::newRow("in a later block") << int(g_blockBytes + 1);
+}
+
+/// The count of the last read decides what is left, so that the combine ends with a Cancel.
+void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor()
+{
+    QFETCH(const int, length);
+    const QByteArray samples = sampleBytes(g_blockBytes + 100);
+    const QByteArray whole = monoFile({.bits = 8}, samples);
+    const Files files = takeFiles({whole, whole, whole.left(g_sampleStart + length)});
+    const TempDir dir(files);
+    const int end = g_sampleStart + length;
+    const CancelClicker clicker([end](QProgressDialog& dialog) { return dialog.value() == end; });
+
+    const ConversionRun run = combine(Sources(dir.paths(files.keys())));
+
+    QVERIFY(clicker.wasClicked());
+    QVERIFY(run.boxes.isEmpty());
+    QCOMPARE(run.result, int(ConvertCancelled));
+    QCOMPARE(dir.files(), files);
 }
 
 void tst_MonoToPoly::channelFiles_data()
@@ -315,14 +355,14 @@ void tst_MonoToPoly::channelFiles_data()
     const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
     const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
     const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
+    const QByteArray silence(4, '\0');
     QTest::newRow("the others go on block by block, whatever the reference number again takes")
         << Files{{u"take_01.wav"_s, file(left)}, {u"take_02.wav"_s, file(right)}}
         << QStringList{u"take_01.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}
         << u"take_combined.wav"_s
-        << combined(
-               interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
-                   + interleaved({left.first(4), again.first(4), right.mid(g_blockBytes, 4)}, 1),
-               3);
+        << combined(interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
+                        + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1),
+                    3);
     QTest::newRow("the walk goes on behind what the reference number again has taken")
         << Files{{u"take_01.wav"_s,
                   wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
