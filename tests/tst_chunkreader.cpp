@@ -31,6 +31,7 @@ private slots:
     void findChunk_data();
     void findChunk();
     void findChunkFromUnreachableByte();
+    void findChunkFromBeforeTheFile();
     void findChunkWhenHeaderCannotBeSkipped();
     void findChunkOnUnreadableHeader();
 
@@ -285,6 +286,19 @@ void tst_ChunkReader::findChunkFromUnreachableByte()
     QCOMPARE(::findChunk(source.stream, "data", 36, &size), -1);
     QCOMPARE(size, g_untouched);
     QCOMPARE(source.device.seeks, QList<qint64>{36}); // no way back is tried
+}
+
+/// No device failed, so that the stream's status stays as it was.
+void tst_ChunkReader::findChunkFromBeforeTheFile()
+{
+    FileStream source(g_plainWav);
+    source.file.seek(5);
+
+    quint32 size = g_untouched;
+    QCOMPARE(::findChunk(source.stream, "data", -1, &size), -1);
+    QCOMPARE(size, g_untouched);
+    QCOMPARE(source.file.pos(), 5);
+    QCOMPARE(source.stream.status(), Status::Ok);
 }
 
 void tst_ChunkReader::findChunkWhenHeaderCannotBeSkipped()

@@ -98,6 +98,8 @@ bool checkRiffWave(QDataStream& s, quint32* riffSize)
 
 qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size)
 {
+    if (from < 0)
+        return -1; // A place before the file's start is no failure of the device.
     QIODevice* device = s.device();
     const qint64 keptPosition = device->pos();
     if (!device->seek(from))

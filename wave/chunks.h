@@ -48,7 +48,8 @@ bool checkRiffWave(QDataStream& s, quint32* riffSize);
 
 /// Searches for the first chunk named @p id, reading from byte @p from of the file. Returns the
 /// offset of its body in bytes, counted from @p from, and stores the body's size; -1 when there is
-/// none. Keeps the position, unless @p from or the way back cannot be reached.
+/// none and when @p from is negative. Keeps the position, unless @p from or the way back cannot be
+/// reached.
 qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size);
 
 /// The same, for callers that do not need the size.
