@@ -10,16 +10,30 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+namespace {
+
+/// Milliseconds from one painting of the bar to the next.
+constexpr qint64 g_paintInterval = 20;
+
+} // namespace
+
 ConversionProgress::ConversionProgress(QWidget* parent, const QString& outputName)
     : m_dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
+    , m_bar(m_dialog.findChild<QProgressBar*>())
 {
     m_dialog.setWindowModality(Qt::WindowModal);
     m_dialog.setWindowTitle(g_appName);
     m_dialog.setAccessibleName(u"Conversion progress"_s);
-    m_dialog.findChild<QProgressBar*>()->setAccessibleName(u"Conversion progress"_s);
+    m_bar->setAccessibleName(u"Conversion progress"_s);
     // A value that equals the maximum would hide the dialog and forget a Cancel.
     m_dialog.setAutoReset(false);
     m_dialog.setLabelText(u"Converting...\n"_s + outputName);
+}
+
+ConversionProgress::~ConversionProgress()
+{
+    m_bar->setUpdatesEnabled(true);
+    m_bar->repaint();
 }
 
 void ConversionProgress::setMaximum(quint32 bytes)
@@ -34,7 +48,11 @@ void ConversionProgress::show()
 
 void ConversionProgress::setValue(qint64 bytes)
 {
+    const bool isPaintDue = !m_sincePaint.isValid() || m_sincePaint.hasExpired(g_paintInterval);
+    m_bar->setUpdatesEnabled(isPaintDue);
     m_dialog.setValue(int(bytes));
+    if (isPaintDue)
+        m_sincePaint.start();
 }
 
 void ConversionProgress::setValueToMaximum()

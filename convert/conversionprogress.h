@@ -3,9 +3,11 @@
 
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QProgressDialog>
 
+class QProgressBar;
 class QWidget;
 
 /// The progress dialog of one output. It counts in bytes; values of 2 GiB and more wrap, as the
@@ -15,6 +17,9 @@ class ConversionProgress
 public:
     ConversionProgress(QWidget* parent, const QString& outputName);
 
+    /// Paints the last value.
+    ~ConversionProgress();
+
     ConversionProgress(const ConversionProgress&) = delete;
     ConversionProgress& operator=(const ConversionProgress&) = delete;
 
@@ -23,6 +28,7 @@ public:
 
     void show();
 
+    /// Every value is set, but the bar is not painted more often than every 20 ms.
     void setValue(qint64 bytes);
 
     void setValueToMaximum();
@@ -35,6 +41,8 @@ public:
 
 private:
     QProgressDialog m_dialog;
+    QProgressBar* m_bar; ///< owned by the dialog
+    QElapsedTimer m_sincePaint;
 };
 
 /// True once lastWindowClosed() was emitted during its life, which lets a split without end stop
