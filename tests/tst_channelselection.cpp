@@ -56,6 +56,15 @@ QStringList outputs(const WindowDesk& desk)
     return names;
 }
 
+/// Clicks the current source while Ctrl is held: nothing is selected, and it stays current.
+void deselectCurrent(const WindowDesk& desk)
+{
+    const QRect cell = desk.sources->visualItemRect(desk.sources->currentItem());
+    QTest::mouseClick(desk.sources->viewport(), Qt::LeftButton, Qt::ControlModifier, cell.center());
+    if (!desk.sources->selectedItems().isEmpty() || desk.sources->currentRow() < 0)
+        qFatal("The current source is still selected.");
+}
+
 void convertInto(const WindowDesk& desk, const QString& directory)
 {
     outputDirEdit(&desk.window)->setText(directory);
@@ -178,6 +187,78 @@ private slots:
         QCOMPARE(desk.sources->rowCount(), 0);
         QCOMPARE(desk.checkedChannels(), g_none);
         QCOMPARE(desk.enabledChannels(), g_none);
+    }
+
+    void clearsWithTheListWhenNothingIsSelected_data()
+    {
+        QTest::addColumn<int>("function");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("command");
+        for (const int function : {MonoToPolyFunction, PolyToMonoFunction}) {
+            for (const int count : {1, 2, 8}) {
+                for (const QString& command : {u"Remove All"_s, u"listing"_s, u"function"_s}) {
+                    QTest::addRow("%d %s, then %s", count,
+                                  function == PolyToMonoFunction ? "to split" : "to combine",
+                                  command == u"listing"    ? "the directory is listed again"
+                                  : command == u"function" ? "the function changes"
+                                                           : "all are removed")
+                        << function << count << command;
+                }
+            }
+        }
+    }
+
+    void clearsWithTheListWhenNothingIsSelected()
+    {
+        QFETCH(const int, function);
+        QFETCH(const int, count);
+        QFETCH(const QString, command);
+        const bool isSplit = function == PolyToMonoFunction;
+        const WindowDesk desk(function);
+        QStringList written;
+        for (int number = 1; number <= count; ++number) {
+            const QString name = u"take_0%1"_s.arg(number);
+            desk.dir.add(name + u".wav"_s, poly(isSplit ? 2 : 1));
+            if (isSplit)
+                written += {name + u"_01.wav"_s, name + u"_02.wav"_s};
+        }
+        if (!isSplit)
+            written = QStringList{u"take_combined.wav"_s};
+        desk.dir.add(u"other kind.wav"_s, poly(isSplit ? 1 : 2));
+        desk.list();
+        QCOMPARE(desk.press(u"Add All"_s), QStringList());
+        selectRows(desk.sources, {count - 1});
+        QCOMPARE(desk.checkedChannels(), isSplit ? u"11000000"_s : u"10000000"_s);
+        deselectCurrent(desk);
+
+        if (command == u"listing")
+            QCOMPARE(desk.list(), QStringList());
+        else if (command == u"function")
+            QCOMPARE(desk.choose(1 - function), QStringList());
+        else
+            QCOMPARE(desk.press(command), QStringList());
+        QCOMPARE(desk.sources->rowCount(), 0);
+        QCOMPARE(desk.checkedChannels(), g_none);
+        QCOMPARE(desk.enabledChannels(), g_none);
+
+        // No source is current: a click on a box changes nothing, and everything is written.
+        desk.choose(function);
+        QCOMPARE(desk.press(u"Add All"_s), QStringList());
+        toggle(desk, 2);
+        QCOMPARE(desk.checkedChannels(), g_none);
+        desk.dir.addFolder(u"all"_s);
+        convertInto(desk, desk.path(u"all"_s));
+        QCOMPARE(QDir(desk.path(u"all"_s)).entryList(QDir::Files, QDir::Name), written);
+
+        // The boxes are those of a source as soon as one is selected.
+        selectRows(desk.sources, {0});
+        toggle(desk, 2);
+        QCOMPARE(desk.checkedChannels(), u"10000000"_s);
+        if (isSplit)
+            written.removeAt(1);
+        desk.dir.addFolder(u"chosen"_s);
+        convertInto(desk, desk.path(u"chosen"_s));
+        QCOMPARE(QDir(desk.path(u"chosen"_s)).entryList(QDir::Files, QDir::Name), written);
     }
 
     void followsTheSelection()
@@ -461,10 +542,7 @@ private slots:
         const PolyDesk desk({2, 2});
         desk.choose(MonoToPolyFunction);
         QCOMPARE(desk.enabledChannels(), u"11000000"_s);
-        const QRect cell = desk.sources->visualItemRect(desk.sources->item(0, 0));
-        QTest::mouseClick(desk.sources->viewport(), Qt::LeftButton, Qt::ControlModifier,
-                          cell.center());
-        QVERIFY(desk.sources->selectedItems().isEmpty());
+        deselectCurrent(desk);
         QCOMPARE(desk.enabledChannels(), g_none);
     }
 

@@ -160,6 +160,7 @@ void CMainWindow::removeAll()
 {
     m_sourceItems.clear();
     m_sourceTable->setRowCount(0);
+    checkChannels(); // If nothing was selected, the selection does not change.
     setSourceButtonsEnabled(hasSourceFiles());
 }
 
