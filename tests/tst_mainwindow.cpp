@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/folderrecorder.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
 #include "wave/wavfileitem.h"
@@ -72,6 +74,9 @@ private slots:
     void functionWithoutDirectoryKeepsTheList();
     void leavingTheDirectoryFieldListsNothing();
     void typingAnOutputDirectoryChangesNothing();
+
+    void namesLikeMarkupAreShownAsTheyAre_data();
+    void namesLikeMarkupAreShownAsTheyAre();
 
     void keysWhileTheWindowIsBuilt();
     void windowsAreIndependent();
@@ -879,6 +884,60 @@ void tst_MainWindow::typingAnOutputDirectoryChangesNothing()
     QCOMPARE(currentDirEdit(&desk.window)->text(), desk.dir.path());
     QCOMPARE(columnTexts(desk.files, 0), QStringList(u"a.wav"_s));
     QCOMPARE(desk.sources->rowCount(), 1);
+}
+
+void tst_MainWindow::namesLikeMarkupAreShownAsTheyAre_data()
+{
+    QTest::addColumn<int>("function");
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QStringList>("texts");
+
+    const QString name = u"<img src=x>_01.wav"_s;
+    const QByteArray mono = smallWav();
+    const QByteArray stereo = smallWav({.channels = 2});
+    QTest::newRow("a file that can not be read")
+        << int(MonoToPolyFunction) << Files{{u"take_01.wav"_s, mono}, {name, QByteArray("damaged")}}
+        << QStringList{u"Can not read following files.\n\n<img src=x>_01.wav\n"_s,
+                       u"Converting...\ntake_combined.wav"_s};
+    QTest::newRow("a combined file and the question before it is overwritten")
+        << int(MonoToPolyFunction)
+        << Files{{name, mono}, {u"out/<img src=x>_combined.wav"_s, QByteArray()}}
+        << QStringList{u"Output file already exists.\n\n<img src=x>_combined.wav\n\n"
+                       u"Do you want to overwrite?"_s,
+                       u"Converting...\n<img src=x>_combined.wav"_s};
+    QTest::newRow("split files and the question before one is overwritten")
+        << int(PolyToMonoFunction)
+        << Files{{name, stereo}, {u"out/<img src=x>_01_02.wav"_s, QByteArray()}}
+        << QStringList{
+               u"Converting...\n<img src=x>_01_01.wav"_s,
+               u"Output file already exists.\n<img src=x>_01_02.wav\n\nDo you want to overwrite?"_s,
+               u"Converting...\n<img src=x>_01_02.wav"_s};
+}
+
+void tst_MainWindow::namesLikeMarkupAreShownAsTheyAre()
+{
+    QFETCH(const int, function);
+    QFETCH(const Files, files);
+    QFETCH(const QStringList, texts);
+
+    const FolderRecorder desktop;
+    const WindowDesk desk(function);
+    desk.dir.add(files);
+    QStringList read;
+    MessageBoxAnswer answer({QMessageBox::Yes});
+    answer.whenSeen([&read](const QMessageBox* box) {
+        read.append(readText(box->findChild<QLabel*>(u"qt_msgbox_label"_s)));
+    });
+    const ProgressWatch watch([&read](const QProgressDialog& dialog) {
+        const QString text = readText(dialog.findChild<QLabel*>());
+        if (!read.contains(text))
+            read.append(text);
+    });
+    enterDirectory(&desk.window, desk.dir.path());
+    clickButton(&desk.window, u"Add All"_s);
+    enterText(outputDirEdit(&desk.window), desk.dir.addFolder(u"out"_s));
+    clickButton(&desk.window, u"Convert"_s);
+    QCOMPARE(read, texts);
 }
 
 void tst_MainWindow::keysWhileTheWindowIsBuilt()

@@ -9,6 +9,10 @@
 #include <QHeaderView>
 #include <QSignalBlocker>
 #include <QSignalSpy>
+#include <QToolTip>
+
+#include <algorithm>
+#include <cstdlib>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -127,6 +131,60 @@ private slots:
         desk.files->item(0, 0)->setText(u"shown otherwise"_s);
         desk.add({0});
         QCOMPARE(desk.sourceNames(), QStringList{u"shown otherwise"_s});
+    }
+
+    void theTipOfAPathShowsItAsItIs_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<bool>("isOrdinary");
+        QTest::newRow("blanks") << u"in a  path"_s << true;
+        QTest::newRow("a sign of markup without an end") << u"a < b & c"_s << true;
+        QTest::newRow("an entity alone") << u"a &amp; b"_s << true;
+        QTest::newRow("a tag that is none") << u"<take>"_s << true;
+        QTest::newRow("a tag after a line break") << u"a\n<b>"_s << true;
+        QTest::newRow("a tag before a line break") << u"<b>a\n\nb"_s << false;
+        QTest::newRow("tags, an entity and a picture")
+            << u"html <b>bold<h1> &amp; <img src=x>"_s << false;
+        QTest::newRow("a tag") << u"<b>x<i>"_s << false;
+        QTest::newRow("a tag and several blanks") << u"  <b>  x  "_s << false;
+        QTest::newRow("the sign of a tag as an entity") << u"a &lt;b> c"_s << false;
+        QTest::newRow("a tag and quotes") << u"<u>\"'"_s << false;
+        QTest::newRow("a tag longer than a screen is wide")
+            << u"<b> "_s + u"x y "_s.repeated(60) << false;
+    }
+
+    void theTipOfAPathShowsItAsItIs()
+    {
+        QFETCH(const QString, folder);
+        QFETCH(const bool, isOrdinary);
+        const ExpectedMessages plugin(u"This plugin does not support raise"_s);
+        const WindowDesk desk;
+        desk.dir.add(folder + u"/a.wav"_s, smallWav());
+        desk.list(desk.path(folder));
+        desk.add({0});
+        const QTableWidgetItem* cell = desk.sources->item(0, 4);
+        const QString path = QDir::toNativeSeparators(desk.path(folder));
+        QCOMPARE(cell->text(), path);
+        if (isOrdinary)
+            QCOMPARE(cell->data(Qt::ToolTipRole), QVariant(path));
+
+        const QPoint at = desk.sources->visualItemRect(cell).topLeft() + QPoint(2, 2);
+        QHelpEvent hover(QEvent::ToolTip, at, desk.sources->viewport()->mapToGlobal(at));
+        QApplication::sendEvent(desk.sources->viewport(), &hover);
+        const QWidgetList widgets = QApplication::topLevelWidgets();
+        const auto tip = std::find_if(widgets.cbegin(), widgets.cend(), [](const QWidget* widget) {
+            return widget->inherits("QTipLabel") && widget->isVisible();
+        });
+        QVERIFY(tip != widgets.cend());
+        auto* label = qobject_cast<QLabel*>(*tip);
+        QCOMPARE(readText(label), path);
+        // As high as it is as plain text: on as many lines.
+        const int height = label->sizeHint().height();
+        label->setTextFormat(Qt::PlainText);
+        label->setWordWrap(false);
+        label->setText(path);
+        QVERIFY(std::abs(label->sizeHint().height() - height) < label->fontMetrics().height() / 2);
+        QToolTip::hideText();
     }
 
     void addsTheSelectionOrAll_data()

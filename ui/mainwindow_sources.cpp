@@ -14,6 +14,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QTableWidget>
+#include <QTextDocument>
 
 #include <algorithm>
 #include <initializer_list>
@@ -32,6 +33,14 @@ bool isKeyPress(const QEvent* event, std::initializer_list<Qt::Key> keys)
         return false;
     const int pressed = static_cast<const QKeyEvent*>(event)->key();
     return std::find(keys.begin(), keys.end(), pressed) != keys.end();
+}
+
+/// A tool tip that shows @p path as it is: one that looks like markup has to be made markup.
+QString toolTipOf(const QString& path)
+{
+    if (!Qt::mightBeRichText(path))
+        return path;
+    return u"<p style='white-space:pre'>"_s + path.toHtmlEscaped() + u"</p>"_s;
 }
 
 bool isNewWidth(const QEvent* event)
@@ -119,7 +128,7 @@ void CMainWindow::addSourceRow(const QString& name, const CWavFileItem& item,
     const FmtChunk fmt = item.fmtChunk();
     const QString path = QDir::toNativeSeparators(QFileInfo(pathItem.fileName()).path());
     auto* pathCell = new QTableWidgetItem(path);
-    pathCell->setToolTip(path);
+    pathCell->setToolTip(toolTipOf(path));
 
     const int row = m_sourceTable->rowCount();
     m_sourceTable->insertRow(row);

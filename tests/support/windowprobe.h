@@ -12,6 +12,7 @@
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTest>
+#include <QTextDocument>
 
 #include <algorithm>
 
@@ -101,6 +102,18 @@ inline int contentWidth(const QTableWidget* table, int column)
     const QHeaderView* header = table->horizontalHeader();
     return std::max({view->sizeHintForColumn(column), header->sectionSizeHint(column),
                      header->minimumSectionSize()});
+}
+
+/// What a person reads on a label, which takes a text that looks like markup for markup. A picture
+/// is read as U+FFFC.
+inline QString readText(const QLabel* label)
+{
+    if (label->textFormat() == Qt::PlainText
+        || (label->textFormat() == Qt::AutoText && !Qt::mightBeRichText(label->text())))
+        return label->text();
+    QTextDocument document;
+    document.setHtml(label->text());
+    return document.toPlainText();
 }
 
 /// Puts any text into a field, as if pasted.
