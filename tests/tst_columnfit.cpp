@@ -28,10 +28,13 @@ private slots:
     void sources();
     void windowSizes_data();
     void windowSizes();
+    void sizesOfAHiddenWindow();
     void growingNames_data();
     void growingNames();
     void growingWindow_data();
     void growingWindow();
+    void draggedColumns_data();
+    void draggedColumns();
     void tooNarrowTablesKeepTheirContents();
     void nothingIsLeftForTheFillColumn();
     void columnsFitBeforeTheWindowIsShown();
@@ -302,6 +305,19 @@ void tst_ColumnFit::windowSizes()
     }
 }
 
+void tst_ColumnFit::sizesOfAHiddenWindow()
+{
+    WindowDesk desk;
+    desk.list(directory(8, false));
+    desk.press(u"Add All"_s);
+    for (const QSize size : {QSize(2500, 1600), QSize(1, 1), QSize(2500, 1), QSize(600, 800)}) {
+        desk.window.hide();
+        desk.window.resize(size);
+        desk.window.show();
+        QCOMPARE(faults(desk.window), QString());
+    }
+}
+
 void tst_ColumnFit::growingNames_data()
 {
     QTest::addColumn<int>("length");
@@ -358,6 +374,79 @@ void tst_ColumnFit::growingWindow()
     QCOMPARE(faults(window), QString());
     QVERIFY(table->verticalScrollBar()->isVisible());
     QCOMPARE(table->verticalScrollBar()->value(), 0);
+}
+
+void tst_ColumnFit::draggedColumns_data()
+{
+    QTest::addColumn<bool>("isFileList");
+    QTest::addColumn<int>("column");
+    QTest::addColumn<int>("width");
+    QTest::addColumn<bool>("byMouse");
+
+    const auto addRows = [](bool isFileList, const QStringList& titles) {
+        for (int column = 0; column < titles.size(); ++column) {
+            for (const int width : {700, 3000}) {
+                QTest::addRow("%s dragged to %d pixels in the %s", qPrintable(titles[column]),
+                              width, isFileList ? "file list" : "source table")
+                    << isFileList << column << width << false;
+            }
+        }
+    };
+    addRows(true, {u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Size"_s});
+    addRows(false, {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
+    QTest::newRow("File Name dragged by the mouse in the file list") << true << 0 << 700 << true;
+    QTest::newRow("File Name dragged by the mouse in the source table")
+        << false << 0 << 700 << true;
+}
+
+void tst_ColumnFit::draggedColumns()
+{
+    QFETCH(bool, isFileList);
+    QFETCH(int, column);
+    QFETCH(int, width);
+    QFETCH(bool, byMouse);
+
+    WindowDesk desk;
+    desk.list(directory(8, false));
+    desk.press(u"Add All"_s);
+    desk.window.resize(700, 1000);
+    rest();
+    QTableWidget* table = isFileList ? desk.files : desk.sources;
+    // Its rows just fit: the horizontal scroll bar takes room, so the vertical one comes as well.
+    const auto spare = [table] {
+        return table->viewport()->height() - table->verticalHeader()->length();
+    };
+    while (spare() > 2) {
+        desk.window.resize(desk.window.width(), desk.window.height() - spare());
+        rest();
+    }
+    QCOMPARE(faults(desk.window), QString());
+    QVERIFY(!table->verticalScrollBar()->isVisible());
+    QVERIFY(table->viewport()->width() < 700);
+
+    QHeaderView* header = table->horizontalHeader();
+    if (byMouse) {
+        const QPoint edge(header->sectionPosition(column) + header->sectionSize(column) - 1,
+                          header->height() / 2);
+        const QPoint way(width - header->sectionSize(column), 0);
+        QTest::mousePress(header->viewport(), Qt::LeftButton, Qt::NoModifier, edge);
+        QTest::mouseMove(header->viewport(), edge + way / 2);
+        rest();
+        QTest::mouseMove(header->viewport(), edge + way);
+        rest();
+        QTest::mouseRelease(header->viewport(), Qt::LeftButton, Qt::NoModifier, edge + way);
+    } else {
+        header->resizeSection(column, width);
+    }
+    rest();
+    QCOMPARE(table->columnWidth(column), width);
+    QVERIFY(table->horizontalScrollBar()->isVisible());
+    QVERIFY(table->verticalScrollBar()->isVisible());
+
+    // The next change of the window fits all columns again.
+    desk.window.resize(desk.window.width() + 1, desk.window.height());
+    QCOMPARE(faults(desk.window), QString());
+    QVERIFY(!table->verticalScrollBar()->isVisible());
 }
 
 void tst_ColumnFit::tooNarrowTablesKeepTheirContents()

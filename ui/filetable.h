@@ -30,6 +30,17 @@ struct ColumnTitle
 /// numbers are hidden. Column widths fit the @p titles. A screen reader calls the table @p name.
 void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles);
 
+/// Makes every column as wide as its header and its widest cell.
+void fitColumnsToContents(QTableWidget* table);
+
+/// Gives @p column the width that the others leave, if any; without such a column, the last one.
+void giveRemainingWidth(QTableWidget* table, int column);
+
+/// From now on does both whenever the header gets another size: a scroll bar comes and goes only
+/// after the rows did, and the window gets its first size before its tables. A column that was
+/// dragged wider than the table stays.
+void keepColumnsFitted(QTableWidget* table, int fillColumn);
+
 /// A cell with its text on the right. The table that takes it owns it.
 QTableWidgetItem* rightCell(const QString& text);
 

@@ -4,6 +4,7 @@
 #include "ui/mainwindow.h"
 
 #include "app/apptexts.h"
+#include "ui/filetable.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -243,20 +244,9 @@ void CMainWindow::fitTableColumns(QTableWidget* table, int fillColumn)
 {
     if (!table)
         return;
-    const int columns = table->columnCount();
-    table->resizeColumnsToContents();
+    fitColumnsToContents(table);
     table->resizeRowsToContents();
-
-    int remaining = table->viewport()->width();
-    int target = columns - 1;
-    for (int column = 0; column < columns; ++column) {
-        if (column == fillColumn)
-            target = column;
-        else
-            remaining -= table->columnWidth(column);
-    }
-    if (remaining > 0)
-        table->setColumnWidth(target, remaining);
+    giveRemainingWidth(table, fillColumn);
 }
 
 void CMainWindow::resizeEvent(QResizeEvent* event)

@@ -61,7 +61,7 @@ void CMainWindow::createFileListTable()
                     {u"Fs (Hz)"_s, u"Sample rate (Hz)"_s},
                     {u"Size"_s, u"Size"_s}});
     m_fileListTable->installEventFilter(this);
-    m_fileListTable->viewport()->installEventFilter(this);
+    keepColumnsFitted(m_fileListTable, FileListColumn::FileName);
     connect(m_fileListTable, SIGNAL(cellDoubleClicked(int, int)), this, SLOT(add()));
 }
 

@@ -43,14 +43,6 @@ QString toolTipOf(const QString& path)
     return u"<p style='white-space:pre'>"_s + path.toHtmlEscaped() + u"</p>"_s;
 }
 
-bool isNewWidth(const QEvent* event)
-{
-    if (event->type() != QEvent::Resize)
-        return false;
-    const auto* resize = static_cast<const QResizeEvent*>(event);
-    return resize->size().width() != resize->oldSize().width();
-}
-
 } // namespace
 
 void CMainWindow::createSourceTable()
@@ -63,7 +55,7 @@ void CMainWindow::createSourceTable()
                     {u"Fs (Hz)"_s, u"Sample rate (Hz)"_s},
                     {u"Path"_s, u"Path"_s}});
     m_sourceTable->installEventFilter(this);
-    m_sourceTable->viewport()->installEventFilter(this);
+    keepColumnsFitted(m_sourceTable, SourceColumn::Path);
     connect(m_sourceTable, SIGNAL(itemSelectionChanged()), this, SLOT(checkChannels()));
 }
 
@@ -173,20 +165,12 @@ void CMainWindow::removeAll()
     setSourceButtonsEnabled(hasSourceFiles());
 }
 
-/// Gives keys of the tables their meaning, and fits the columns anew when a table's viewport, the
-/// child that is watched as well, gets another width: a scroll bar comes and goes only after the
-/// rows did, and the window gets its first size before its tables. That waits until the table has
-/// handled the new width too: its header would stretch the last column to the old one.
+/// Return and Enter add, Delete removes; the table handles the key as well.
 bool CMainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_fileListTable && isKeyPress(event, {Qt::Key_Return, Qt::Key_Enter}))
         add();
     else if (watched == m_sourceTable && isKeyPress(event, {Qt::Key_Delete}))
         remove();
-    else if (watched->parent() == m_fileListTable && isNewWidth(event))
-        QMetaObject::invokeMethod(this, &CMainWindow::fitFileListTable, Qt::QueuedConnection);
-    else if (watched->parent() == m_sourceTable && isNewWidth(event))
-        QMetaObject::invokeMethod(this, &CMainWindow::fitSourceTable, Qt::QueuedConnection);
-    // No key is swallowed: the table handles it as well. QMainWindow has no filter of its own.
     return QObject::eventFilter(watched, event);
 }
