@@ -202,6 +202,7 @@ class Bench:
         self.rows = []
         self.growth_rows = []
         self.listing_rows = []
+        self.width_rows = []
         self.start_row = None
 
     def program(self, name):
@@ -295,13 +296,21 @@ class Bench:
         directory = str(write_listing(self.work / f"listing{count}", count))
 
         def product(_):
-            return run_reporting([self.program("bench_listing"), directory, str(count)])
+            return run_reporting([self.program("bench_listing"), "list", directory, str(count)])
 
         def loop(_):
             return run_reporting([self.program("bench_floor"), "list", directory])
 
+        def width(_):
+            return run_reporting([self.program("bench_listing"), "width", directory, str(count)])
+
+        def fit(_):
+            return run_reporting([self.program("bench_listing"), "fit", directory, str(count)])
+
         self.listing_rows.append(Row(f"listing of {count:,} files",
                                      {"Splicora": product, "plain loop": loop}))
+        self.width_rows.append(Row(f"change of the width with {count:,} files",
+                                   {"Splicora": width, "one fit": fit}))
 
     def make_material(self):
         for channels in (2, 4, 8):
@@ -322,7 +331,7 @@ class Bench:
         })
 
     def all_rows(self):
-        return [*self.rows, *self.growth_rows, *self.listing_rows]
+        return [*self.rows, *self.growth_rows, *self.listing_rows, *self.width_rows]
 
     @contextlib.contextmanager
     def output(self):
@@ -365,12 +374,13 @@ class Bench:
         for row in (*self.rows, self.start_row):
             for target in row.targets:
                 yield target.judge(row)
-        first, last = self.listing_rows[0], self.listing_rows[-1]
-        growth = last.cpu("Splicora") / first.cpu("Splicora")
         files = self.listing_sizes[-1] / self.listing_sizes[0]
         limit = 1.1 * files
-        yield (f"{last.title} beside {self.listing_sizes[0]:,}", f"{growth:.2f} x",
-               f"at most {limit:.1f} x", growth <= limit)
+        for first, *_, last in (self.listing_rows, self.width_rows):
+            growth = last.cpu("Splicora") / first.cpu("Splicora")
+            yield (f"{last.title} beside {self.listing_sizes[0]:,}", f"{growth:.2f} x",
+                   f"at most {limit:.1f} x", growth <= limit)
+        yield AtMost("one fit", 1.5).judge(self.width_rows[-1])
         for kind, limit in (("split", 2), ("combine", 10)):
             peak = self.peak(kind)
             yield (f"{kind}, 8 channels: memory above the idle window", f"{peak:.2f} MiB",
@@ -396,7 +406,7 @@ class Bench:
                              f"| {row.wall(name):.3f} | {ratio} |")
         lines += ["", "## Listing", "", "| Work | Way | CPU ms | Wall ms | CPU us per file |",
                   "|---|---|---:|---:|---:|"]
-        for row, count in zip(self.listing_rows, self.listing_sizes):
+        for row, count in zip((*self.listing_rows, *self.width_rows), self.listing_sizes * 2):
             for name in row.ways:
                 lines.append(f"| {row.title} | {name} | {row.cpu(name) * 1e3:.1f} "
                              f"| {row.wall(name) * 1e3:.1f} | {row.cpu(name) / count * 1e6:.1f} |")

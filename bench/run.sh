@@ -10,7 +10,7 @@ set -eu
 
 rounds=7
 mib=350
-listing="1000 3000 10000"
+listing="1000 10000 50000"
 starts=5
 while [ $# -gt 0 ]; do
     case $1 in
@@ -35,9 +35,10 @@ done
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/tools/packages.sh"
 
-# A directory with room for the sources, eleven times the samples of one, and the outputs.
+# A directory with room for the sources, eleven times the samples of one, the outputs and the files
+# that are only listed.
 choose_work() {
-    need_kib=$(((mib * 13 + 256) * 1024))
+    need_kib=$(((mib * 13 + 768) * 1024))
     for place in /dev/shm "${XDG_RUNTIME_DIR:-}"; do
         [ -d "$place" ] && [ -w "$place" ] || continue
         [ "$(stat -f -c %T "$place")" = tmpfs ] || continue
