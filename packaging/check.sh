@@ -65,6 +65,7 @@ done
 check_hardening() { step hardening-check --nofortify --nocfprotection "$1"; }
 dpkg-deb -x build/package/splicora_*.deb "$work/package"
 check_hardening "$work/package/usr/bin/splicora"
+step "$work/package/usr/share/doc/splicora/examples/wavtool" --help
 step blhc --all "$work/build.log"
 
 echo "== cmake -B build && cmake --build build && cmake --install build"
