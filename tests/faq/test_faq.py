@@ -49,7 +49,8 @@ def run(*command, **options):
 # Parts of files
 
 def chunk(name, body, size=None):
-    return name + struct.pack("<I", len(body) if size is None else size) + body + bytes(len(body) % 2)
+    return (name + struct.pack("<I", len(body) if size is None else size) + body
+            + bytes(len(body) % 2))
 
 
 def sound(size, seed=1):
@@ -197,6 +198,8 @@ FILES = {
     "cut fmt": refused(riff(b"fmt " + struct.pack("<I", 16) + b"abc")),
     "frame 0": healthy(riff(fmt(2, frame=0), data(STEREO))),
     "frame 0, cut off": refused(riff(fmt(2, frame=0), data(STEREO, 5000)), even=NOTHING),
+    "frame of another format": refused(riff(fmt(2, frame=3), data(STEREO, 5000)), even=NOTHING),
+    "more bits than a frame": refused(riff(fmt(2, frame=2), data(STEREO, 5000)), even=NOTHING),
     "less than a frame": refused(riff(fmt(2), data(b"\1\2\3", 5000)), even=NOTHING),
     "no data": refused(riff(fmt(2), LIST)),
     "header alone": refused(riff()),
@@ -217,11 +220,10 @@ FILES = {
     "empty": refused(b""),
     "one byte": refused(b"R"),
     "RIFF alone": refused(b"RIFF"),
-    "5 GiB": refused(riff(fmt(2), data(b"", 1000)), length=5 * GIB, even=NOTHING,
-                     repair=NOTHING),
-    "5 GiB, cut off": refused(riff(fmt(2), data(b"", UNKNOWN), size=UNKNOWN), length=5 * GIB,
-                              even=NOTHING),
+    "5 GiB": refused(riff(fmt(2), data(b"", 1000)), length=5 * GIB),
+    "5 GiB, cut off": refused(riff(fmt(2), data(b"", UNKNOWN), size=UNKNOWN), length=5 * GIB),
     "5 GiB RF64": refused(rf64(b"RF64", b""), length=5 * GIB),
+    "5 GiB, odd": refused(riff(fmt(2), chunk(b"JUNK", b"", UNKNOWN)), length=5 * GIB),
     "directory": refused(None),
     "pipe": refused(None),
     "device": refused(None),
@@ -608,7 +610,8 @@ class FaqTest(unittest.TestCase):
                              ("A-law", ["-c:a", "pcm_alaw"])]:
             with self.subTest(why):
                 run("ffmpeg", "-y", "-i", "plain.wav", *options, "compressed.wav", cwd=self.folder)
-                expected = run("ffmpeg", "-i", "compressed.wav", "-f", "s16le", "-", cwd=self.folder)
+                expected = run("ffmpeg", "-i", "compressed.wav", "-f", "s16le", "-",
+                               cwd=self.folder)
                 self.followed_well("Decode a compressed file")
                 self.assertGreater(len(expected), 19_000)
                 self.assert_readers_agree(self.folder / "decoded.wav", expected)
@@ -810,12 +813,15 @@ class FaqTest(unittest.TestCase):
     def test_wrong_words(self):
         self.write("a.wav", CUT)
         self.write("b.wav", CUT)
+        self.write("extensible.wav", riff(fmt(2, tag=0xFFFE), data(STEREO)))
         before = self.snapshot()
         for words in ([], ["repair"], ["repair", "a.wav"], ["repair", "a.wav", "b.wav"],
                       ["repair", "a.wav", "c.wav"], ["mend", "a.wav", "out"], ["--repair", "a.wav"],
-                      ["formattag", "a.wav", "out"], ["number", "T"], ["number", "", "a.wav"],
+                      ["formattag", "extensible.wav", "out"], ["number", "T"],
+                      ["number", "", "a.wav"],
                       ["number", "../T", "a.wav"], ["number", "T", "a.wav", "out/b.wav"],
-                      ["number", "T", *9 * ["a.wav"]]):
+                      ["number", "T", "a.wav", "a.wav"],
+                      ["number", "T", *map(str, range(9))]):
             with self.subTest(words):
                 done = self.wavtool(*words)
                 self.assertEqual((done.returncode, done.stdout), (2, b""))
