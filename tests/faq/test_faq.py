@@ -148,6 +148,7 @@ FILES = {
     "all chunks": healthy(riff(BEXT, IXML, fmt(2), data(STEREO), LIST, IXML)),
     "odd chunk after data": healthy(riff(fmt(2), data(STEREO), ODD, LIST)),
     "odd chunk without a pad byte": healthy(riff(fmt(2), ODD[:-1], data(STEREO))),
+    "no pad byte, then text": healthy(riff(fmt(2), ODD[:-1], data(STEREO[:64]))),
     "half a frame more": healthy(riff(fmt(2), data(STEREO + b"ab"))),
     "data before fmt": healthy(riff(data(STEREO), fmt(2))),
     "no samples": healthy(riff(fmt(2), data(b""))),
@@ -175,11 +176,17 @@ FILES = {
     "odd chunks before fmt": healthy(
         riff(ODD, BEXT, chunk(b"note", b"odd"), fmt(2), data(STEREO), LIST),
         even=riff(EVEN, BEXT, chunk(b"note", b"odd\0"), fmt(2), data(STEREO), LIST)),
+    "pad byte that is text": healthy(
+        riff(fmt(2), ODD[:-1] + b"x", data(STEREO[:64])),
+        even=riff(fmt(2), chunk(b"iXML", b"<BWFXML></BWFXML>x"), data(STEREO[:64]))),
     "odd data before fmt": healthy(riff(chunk(b"data", ODD_SAMPLES), fmt(bits=24)), even=LEFT,
                                    unpad=riff(data(ODD_SAMPLES), fmt(bits=24))),
     "pad byte": healthy(PADDED, unpad=riff(fmt(bits=24), data(ODD_SAMPLES))),
     "pad byte and chunks": healthy(
         riff(fmt(bits=24), chunk(b"data", ODD_SAMPLES), LIST),
+        unpad=riff(fmt(bits=24), data(ODD_SAMPLES), LIST)),
+    "pad byte of 255": healthy(
+        riff(fmt(bits=24), data(ODD_SAMPLES), b"\xff", LIST),
         unpad=riff(fmt(bits=24), data(ODD_SAMPLES), LIST)),
     "RIFF size": healthy(riff(fmt(2), data(STEREO), LIST, size=77),
                          riffsize=riff(fmt(2), data(STEREO), LIST)),
@@ -196,6 +203,9 @@ FILES = {
     "no fmt": refused(riff(data(STEREO)), unpad=NOTHING, riffsize=NOTHING, repair=NOTHING),
     "no fmt, cut off": refused(riff(data(STEREO, 5000))),
     "cut fmt": refused(riff(b"fmt " + struct.pack("<I", 16) + b"abc")),
+    "fmt cut after data": healthy(riff(data(STEREO), b"fmt " + struct.pack("<I", 16) + b"abc"),
+                                  even=LEFT, riffsize=LEFT),
+    "short fmt, cut off": refused(riff(chunk(b"fmt ", fmt(2)[8:22]), data(STEREO, 5000))),
     "frame 0": healthy(riff(fmt(2, frame=0), data(STEREO))),
     "frame 0, cut off": refused(riff(fmt(2, frame=0), data(STEREO, 5000)), even=NOTHING),
     "frame of another format": refused(riff(fmt(2, frame=3), data(STEREO, 5000)), even=NOTHING),
@@ -552,6 +562,7 @@ class FaqTest(unittest.TestCase):
         self.write("a.wav", riff(BEXT, ODD, fmt(2), data(STEREO, 5000)))
         self.write("b.wav", riff(fmt(2), data(STEREO, 0), size=0))
         self.write("c.wav", WHOLE + b"abc")
+        self.write("d.wav", riff(fmt(2), data(chunk(b"like", bytes(2)) + b"\xff" * 90, 0)))
         chunks = [line.strip() for line in self.followed_well("Look into a file").splitlines()
                   if line.startswith("    ")]
         form = "format tag 1, 2 channels, 48000 Hz, 16 bits, 4 bytes a frame"
@@ -561,7 +572,8 @@ class FaqTest(unittest.TestCase):
             "RIFF 0, but the file holds 516", "fmt  16", form, "data 0",
             "480 bytes that are no chunk",
             "RIFF 516, but the file holds 519", "fmt  16", form, "data 480",
-            "3 bytes that are no chunk"])
+            "3 bytes that are no chunk",
+            "RIFF 136", "fmt  16", form, "data 0", "100 bytes that are no chunk"])
 
     # FFmpeg
 
