@@ -208,7 +208,9 @@ FILES = {
     "short fmt, cut off": refused(riff(chunk(b"fmt ", fmt(2)[8:22]), data(STEREO, 5000))),
     "frame 0": healthy(riff(fmt(2, frame=0), data(STEREO))),
     "frame 0, cut off": refused(riff(fmt(2, frame=0), data(STEREO, 5000)), even=NOTHING),
-    "frame of another format": refused(riff(fmt(2, frame=3), data(STEREO, 5000)), even=NOTHING),
+    "compressed, frame 0, cut off": refused(
+        riff(fmt(tag=2, bits=4, frame=0), data(STEREO, 5000)), even=NOTHING),
+    "frame of another format": refused(riff(fmt(2, frame=5), data(STEREO, 5000)), even=NOTHING),
     "more bits than a frame": refused(riff(fmt(2, frame=2), data(STEREO, 5000)), even=NOTHING),
     "less than a frame": refused(riff(fmt(2), data(b"\1\2\3", 5000)), even=NOTHING),
     "no data": refused(riff(fmt(2), LIST)),
@@ -509,12 +511,14 @@ class FaqTest(unittest.TestCase):
                 self.write("take_04.wav", riff(fmt(1, 8, 0xFFFE)[:4] + struct.pack("<I", 16)
                                                + fmt(1, 8, 0xFFFE)[8:24], data(samples)))
                 self.write("take_05.wav", b"")
+                self.write("take_06.wav", riff(fmt(1, bits, 0xFFFE), data(samples)))
                 before = self.snapshot("tagged")
                 done = self.follow("Set the format tag of an extensible split")
                 self.assertEqual((done.returncode, done.stderr), (1, b""))
                 self.assertEqual(self.snapshot("tagged"), before)
                 said = [line.split(": ", 1)[1][:9] for line in done.stdout.decode().splitlines()]
-                self.assertEqual(said, ["tagged/ta", "tagged/ta", NOTHING[:9], LEFT[:9], LEFT[:9]])
+                self.assertEqual(said, ["tagged/ta", "tagged/ta", NOTHING[:9], LEFT[:9], LEFT[:9],
+                                        NOTHING[:9]])
                 self.assertEqual(self.names(self.folder / "tagged"), ["take_01.wav", "take_02.wav"])
                 for number in 1, 2:
                     width = bits // 8
