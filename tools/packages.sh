@@ -13,7 +13,7 @@ test_packages="alsa-utils at-spi2-core bindfs dbus exfat-fuse exfatprogs ffmpeg 
 # Debian's package tools it names them all and ends the script.
 need_packages() {
     if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-        echo "This script installs what it needs on Debian 12. Here, please install these" >&2
+        echo "This script installs what it needs on Debian. Here, please install these" >&2
         echo "packages or their counterparts first, and build with the presets of CMake:" >&2
         printf '    %s\n' "$@" >&2
         exit 1
