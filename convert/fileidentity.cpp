@@ -23,7 +23,7 @@ QString resolvedPath(const QString& fileName)
 }
 
 /// A path as cards and shares compare it: without case, its accents composed.
-QString foldedPath(const QString& fileName)
+QString identityPath(const QString& fileName)
 {
     return resolvedPath(fileName).normalized(QString::NormalizationForm_C).toCaseFolded();
 }
@@ -54,7 +54,7 @@ bool isOneFile(const QString& fileName, const QString& other)
 {
     // On some FUSE and network file systems the inode belongs to the path, or changes with every
     // stat(): equivalent() alone can miss that two names are one file.
-    if (foldedPath(fileName) == foldedPath(other))
+    if (identityPath(fileName) == identityPath(other))
         return true;
     std::error_code error;
     if (std::filesystem::equivalent(systemPath(fileName), systemPath(other), error))

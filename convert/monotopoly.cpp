@@ -69,7 +69,7 @@ struct BlockBuffers
 /// An input buffer, which nobody frees: half a megabyte for each source of a combine. Kept as it
 /// is; tst_memory counts it. The leak checker's list of what stays allocated on purpose names this
 /// function.
-char* newKeptInputBuffer()
+char* newKeptCombineBuffer()
 {
     return newSampleBuffer(g_blockBytes).release();
 }
@@ -80,7 +80,7 @@ bool allocate(BlockBuffers* buffers, int channels, qint64 outputSize)
     if (!buffers->inputs)
         return false;
     for (int k = 0; k < channels; ++k) {
-        buffers->inputs[k] = newKeptInputBuffer();
+        buffers->inputs[k] = newKeptCombineBuffer();
         if (!buffers->inputs[k])
             return false;
     }
@@ -196,7 +196,7 @@ ConvertError combineChunks(QDataStream& in, WavWriter& out, ConversionProgress& 
 
 /// True when @p count files of @p riffSize bytes fit a signed RIFF size. The product is checked in
 /// 32 bits, so that one beyond 4 GiB can pass. Kept as it is; pinned by tst_monotopoly.
-bool fitsRiffSize(int count, quint32 riffSize)
+bool combinedFitsRiffSize(int count, quint32 riffSize)
 {
     return qint32(quint32(count) * riffSize) >= 0;
 }
@@ -207,7 +207,7 @@ ConvertError combine(QDataStream& in, WavWriter& out, ConversionProgress& progre
     quint32 riffSize = 0;
     if (!checkRiffWave(in, &riffSize))
         return ConvertIllegalFormat;
-    if (!fitsRiffSize(take.count(), riffSize))
+    if (!combinedFitsRiffSize(take.count(), riffSize))
         return ConvertFileRestriction;
     progress.setMaximum(riffSize);
     progress.show();

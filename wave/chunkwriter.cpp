@@ -33,7 +33,7 @@ void putText(QByteArray& body, const BextField& field, const QString& text)
     std::copy_n(bytes.cbegin(), length, body.begin() + field.offset);
 }
 
-qint64 bytesIfOk(const QDataStream& s, qint64 bytes)
+qint64 bytesWrittenIfOk(const QDataStream& s, qint64 bytes)
 {
     return s.status() == QDataStream::Ok ? bytes : -1;
 }
@@ -59,13 +59,13 @@ qint64 writeChunkHeader(QDataStream& s, const ChunkHeader& h)
     if (s.writeRawData(h.id, g_idSize) < 0)
         return -1;
     s << h.size;
-    return bytesIfOk(s, g_chunkHeaderSize);
+    return bytesWrittenIfOk(s, g_chunkHeaderSize);
 }
 
 qint64 writeFmtBody(QDataStream& s, const FmtChunk& f)
 {
     s << f.formatTag << f.channels << f.sampleRate << f.byteRate << f.blockAlign << f.bitsPerSample;
-    return bytesIfOk(s, g_fmtBodySize);
+    return bytesWrittenIfOk(s, g_fmtBodySize);
 }
 
 qint64 writeBextChunk(QDataStream& s)
@@ -104,5 +104,6 @@ qint64 writeCueChunk(QDataStream& s, const CueChunk& cue)
             return -1;
         s << point.chunkStart << point.blockStart << point.sampleOffset;
     }
-    return bytesIfOk(s, qint64(sizeof(cue.pointCount)) + qint64(sizeof(CuePoint)) * cue.pointCount);
+    return bytesWrittenIfOk(s, qint64(sizeof(cue.pointCount))
+                                   + qint64(sizeof(CuePoint)) * cue.pointCount);
 }
