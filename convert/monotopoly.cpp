@@ -163,7 +163,7 @@ ConvertError combineBlocks(QDataStream& in, WavWriter& out, ConversionProgress& 
 /// as long as it was in the source, however short it was written: docs/file-format.md, RIFF size.
 quint32 countedBodyBytes(const ChunkHeader& source)
 {
-    return isId(source.id, g_fmtId) ? source.size : quint32(copiedBytes(source));
+    return isId(source.id, g_fmtId) ? source.size : quint32(copiedBodyBytes(source));
 }
 
 ConvertError combineChunks(QDataStream& in, WavWriter& out, ConversionProgress& progress,
@@ -201,8 +201,8 @@ bool combinedFitsRiffSize(int count, quint32 riffSize)
     return qint32(quint32(count) * riffSize) >= 0;
 }
 
-ConvertError combine(QDataStream& in, WavWriter& out, ConversionProgress& progress,
-                     const Take& take, const FmtChunk& fmt)
+ConvertError combineChannelFiles(QDataStream& in, WavWriter& out, ConversionProgress& progress,
+                                 const Take& take, const FmtChunk& fmt)
 {
     quint32 riffSize = 0;
     if (!checkRiffWave(in, &riffSize))
@@ -252,7 +252,7 @@ ConvertError CWavConverter::combineSources() const
     in.setByteOrder(QDataStream::LittleEndian);
     WavWriter out(output.device());
     ConversionProgress progress(m_parent, output.name());
-    ConvertError error = combine(in, out, progress, take, fmt);
+    ConvertError error = combineChannelFiles(in, out, progress, take, fmt);
     if (error == ConvertOk && !output.close())
         error = ConvertDataWrite;
     if (error != ConvertOk)

@@ -68,7 +68,7 @@ ConvertError WavWriter::writeChunk(QDataStream& source, const ChunkHeader& heade
     if (!isId(header.id, g_fmtId)) {
         if (!writeChunkHeader(header))
             return ConvertDataWrite;
-        return copyBody(source, copiedBytes(header)) ? ConvertOk : ConvertDataCopy;
+        return copyBody(source, copiedBodyBytes(header)) ? ConvertOk : ConvertDataCopy;
     }
     ChunkHeader fmtHeader = header;
     fmtHeader.size = quint32(g_fmtBodySize);
@@ -103,7 +103,7 @@ bool WavWriter::writeRiffSize()
     return m_out.status() == QDataStream::Ok;
 }
 
-quint64 copiedBytes(const ChunkHeader& header)
+quint64 copiedBodyBytes(const ChunkHeader& header)
 {
     return isId(header.id, g_bextId) ? header.size : roundedUpToEven(header.size);
 }

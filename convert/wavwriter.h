@@ -30,7 +30,7 @@ public:
 
     /// Writes a chunk other than `data`, as the split and the combine do, for the @p header that
     /// was just read from @p source: @p fmt in place of the source's own `fmt ` body, which is
-    /// skipped, or a copy of the body's copiedBytes(). Counts the header, not the body. Returns
+    /// skipped, or a copy of the body's copiedBodyBytes(). Counts the header, not the body. Returns
     /// ConvertDataWrite when header or `fmt ` could not be written, ConvertDataCopy when the copy
     /// failed.
     ConvertError writeChunk(QDataStream& source, const ChunkHeader& header, const FmtChunk& fmt);
@@ -61,7 +61,7 @@ constexpr quint64 roundedUpToEven(quint32 size)
 
 /// The bytes of a chunk's body that the split and the combine copy: a `bext` as long as it says,
 /// any other with its pad byte.
-quint64 copiedBytes(const ChunkHeader& header);
+quint64 copiedBodyBytes(const ChunkHeader& header);
 
 /// Copies @p size bytes from position to position. A short read still writes @p size bytes, the
 /// missing ones as zero. False when nothing could be read or written, which keeps the buffer of
