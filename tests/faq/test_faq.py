@@ -829,9 +829,11 @@ class FaqTest(unittest.TestCase):
     def test_wrong_words(self):
         self.write("a.wav", CUT)
         self.write("b.wav", CUT)
+        self.write("notes", b"")
         self.write("extensible.wav", riff(fmt(2, tag=0xFFFE), data(STEREO)))
         before = self.snapshot()
         for words in ([], ["repair"], ["repair", "a.wav"], ["repair", "a.wav", "b.wav"],
+                      ["repair", "a.wav", "notes"],
                       ["repair", "a.wav", "c.wav"], ["mend", "a.wav", "out"], ["--repair", "a.wav"],
                       ["formattag", "extensible.wav", "out"], ["number", "T"],
                       ["number", "", "a.wav"],
