@@ -35,6 +35,8 @@ private slots:
     void growingWindow();
     void draggedColumns_data();
     void draggedColumns();
+    void cutTextsFillTheirCells_data();
+    void cutTextsFillTheirCells();
     void tooNarrowTablesKeepTheirContents();
     void nothingIsLeftForTheFillColumn();
     void columnsFitBeforeTheWindowIsShown();
@@ -128,6 +130,21 @@ void setFontHeight(QTableWidget* table, int pixels)
     QFont font = table->font();
     font.setPixelSize(pixels);
     table->setFont(font);
+}
+
+/// The pixels from the left of a cell to the end of what is painted in it.
+qreal paintedWidth(QTableWidget* table, int row, int column)
+{
+    const QRect cell = table->visualItemRect(table->item(row, column)).adjusted(2, 2, -2, -2);
+    const QImage image = table->viewport()->grab(cell).toImage();
+    int end = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = end; x < image.width(); ++x) {
+            if (image.pixel(x, y) != image.pixel(0, 0))
+                end = x + 1;
+        }
+    }
+    return end / image.devicePixelRatio();
 }
 
 QByteArray monoFile()
@@ -447,6 +464,38 @@ void tst_ColumnFit::draggedColumns()
     desk.window.resize(desk.window.width() + 1, desk.window.height());
     QCOMPARE(faults(desk.window), QString());
     QVERIFY(!table->verticalScrollBar()->isVisible());
+}
+
+void tst_ColumnFit::cutTextsFillTheirCells_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("a blank near the start") << u"a "_s + QString(60, u'm');
+    QTest::newRow("several blanks") << u"a b  c "_s + QString(60, u'm');
+    QTest::newRow("no blank") << QString(60, u'm');
+}
+
+void tst_ColumnFit::cutTextsFillTheirCells()
+{
+    QFETCH(QString, name);
+
+    WindowDesk desk;
+    desk.dir.add(name + u"/"_s + name + u".wav"_s, monoFile());
+    desk.window.resize(500, 600);
+    desk.list(desk.path(name));
+    desk.press(u"Add All"_s);
+    rest();
+    desk.sources->setColumnWidth(SourceColumn::FileName, 80);
+    const QList<std::pair<QTableWidget*, int>> cells = {{desk.files, FileListColumn::FileName},
+                                                        {desk.sources, SourceColumn::FileName}};
+    for (const auto& [table, column] : cells) {
+        rest();
+        const int width = table->columnWidth(column);
+        QVERIFY2(width < contentWidth(table, column), qPrintable(QString::number(width)));
+        // A letter and the dots that stand for the rest may lack room.
+        const int room = table->fontMetrics().horizontalAdvance(u"m...m"_s);
+        QVERIFY2(paintedWidth(table, 0, column) > width - room,
+                 qPrintable(u"%1 of %2 pixels"_s.arg(paintedWidth(table, 0, column)).arg(width)));
+    }
 }
 
 void tst_ColumnFit::tooNarrowTablesKeepTheirContents()

@@ -592,7 +592,7 @@ void tst_MainWindow::nothingElseIsSet()
     QCOMPARE(changedProperties<QGroupBox>(window), u"title"_s);
     QCOMPARE(changedProperties<QComboBox>(window), u"count currentIndex currentText"_s);
     QCOMPARE(changedProperties<QTableWidget>(window),
-             u"columnCount editTriggers selectionBehavior tabKeyNavigation"_s);
+             u"columnCount editTriggers selectionBehavior tabKeyNavigation wordWrap"_s);
 }
 
 void tst_MainWindow::windowTakesItsSizeFromTheLayout()

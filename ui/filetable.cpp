@@ -33,6 +33,7 @@ void setUpFileTable(QTableWidget* table, const QString& name, const QList<Column
     table->setTabKeyNavigation(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setWordWrap(false); // Rows have one line: a name would be cut at a blank.
     table->setColumnCount(int(titles.size()));
     for (int column = 0; column < titles.size(); ++column) {
         auto* title = new QTableWidgetItem(titles[column].title);

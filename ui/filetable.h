@@ -26,8 +26,9 @@ struct ColumnTitle
     QString spokenTitle;
 };
 
-/// What the two tables of the window share: whole rows are selected, nothing is edited, the row
-/// numbers are hidden. Column widths fit the @p titles. A screen reader calls the table @p name.
+/// What the two tables of the window share: whole rows are selected, nothing is edited, texts
+/// stay on one line, the row numbers are hidden. Column widths fit the @p titles. A screen reader
+/// calls the table @p name.
 void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles);
 
 /// Makes every column as wide as its header and its widest cell.
