@@ -752,10 +752,17 @@ void tst_MainWindow::logoIsShownSmaller()
             pictures.append(label->pixmap());
     }
     QCOMPARE(pictures.size(), 1);
-    QCOMPARE(pictures.first().size(), QSize(100, 17));
+    // 100 pixels of the window, each with as many dots as the display has.
+    const qreal dots = window.devicePixelRatio();
+    QCOMPARE(pictures.first().deviceIndependentSize().toSize(), QSize(100, 17));
+    QCOMPARE(pictures.first().devicePixelRatio(), dots);
     const QImage logo(u":/images/velmar.png"_s);
-    QCOMPARE(pictures.first().toImage(),
-             QPixmap::fromImage(logo).scaledToWidth(100, Qt::SmoothTransformation).toImage());
+    const QPixmap scaled =
+        QPixmap::fromImage(logo).scaledToWidth(qRound(100 * dots), Qt::SmoothTransformation);
+    QCOMPARE(pictures.first().size(), scaled.size());
+    QImage shown = pictures.first().toImage();
+    shown.setDevicePixelRatio(1);
+    QCOMPARE(shown, scaled.toImage());
 }
 
 void tst_MainWindow::about()

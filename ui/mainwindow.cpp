@@ -124,8 +124,12 @@ void CMainWindow::createFunctionRow()
         qDebug().nospace() << timeStamped(u"Can not read image file."_s) << ' ';
         return;
     }
-    m_logoLabel->setPixmap(
-        QPixmap::fromImage(logo).scaledToWidth(g_logoWidth, Qt::SmoothTransformation));
+    // As many dots as the display has, so that a scaled one shows it sharp.
+    const qreal ratio = devicePixelRatio();
+    QPixmap pixmap = QPixmap::fromImage(logo).scaledToWidth(qRound(g_logoWidth * ratio),
+                                                            Qt::SmoothTransformation);
+    pixmap.setDevicePixelRatio(ratio);
+    m_logoLabel->setPixmap(pixmap);
     m_logoLabel->setAccessibleName(u"VELMAR"_s);
 }
 
