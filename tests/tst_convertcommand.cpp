@@ -61,12 +61,6 @@ private:
 
 namespace {
 
-const QString g_question = u"Output directory does not exist.\n"
-                           u"The converted files will appear in the same directory as the "
-                           u"originals.\n"
-                           u"\n"
-                           u"Click Yes to proceed."_s;
-
 /// Takes are more than samples: an odd chunk with its pad byte stands behind the data.
 const QByteArray g_listBody = "INFO!";
 
@@ -266,10 +260,8 @@ void tst_ConvertCommand::asksBeforeItConvertsAgain_data()
     QTest::addColumn<QMessageBox::StandardButton>("answer");
     QTest::addColumn<QStringList>("texts");
     QTest::addColumn<bool>("overwritten");
-    const QString combined = u"Output file already exists.\n\ntake_combined.wav\n\n"
-                             u"Do you want to overwrite?"_s;
-    const QString split = u"Output file already exists.\none_01.wav\n\n"
-                          u"Do you want to overwrite?"_s;
+    const QString combined = overwriteQuestion(u"take_combined.wav"_s, Conversion::Combine);
+    const QString split = overwriteQuestion(u"one_01.wav"_s);
     QTest::newRow("a combine is to be overwritten")
         << int(MonoToPolyFunction) << QMessageBox::Yes << QStringList{combined} << true;
     QTest::newRow("a split is to be kept")
@@ -377,7 +369,7 @@ void tst_ConvertCommand::asksWhenTheOutputDirectoryIsMissing()
     clickButton(&desk.window, u"Convert"_s);
     QVERIFY(boxes.wasAsked());
     const SeenBox box = boxes.box();
-    QCOMPARE(box.text, g_question);
+    QCOMPARE(box.text, g_directoryQuestion);
     QCOMPARE(box.title, u"Splicora"_s);
     QCOMPARE(box.icon, QMessageBox::Question);
     QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::Cancel);
@@ -454,7 +446,7 @@ void tst_ConvertCommand::writesAndOpensTheRightFolder()
 
     MessageBoxAnswer boxes(QList<QMessageBox::StandardButton>(asked ? 1 : 0, QMessageBox::Yes));
     clickButton(&desk.window, u"Convert"_s);
-    QCOMPARE(WindowDesk::texts(boxes), QStringList(asked ? 1 : 0, g_question));
+    QCOMPARE(WindowDesk::texts(boxes), QStringList(asked ? 1 : 0, g_directoryQuestion));
     QCOMPARE(desk.desktop.opened, QStringList{folderUrl(opened)});
     QCOMPARE(withoutDate(readFile(desk.path(folder + u"/take_combined.wav"_s))),
              combinedFile(2, interleaved({sampleBytes(8, 1), sampleBytes(8, 2)}, 2)));
@@ -483,8 +475,8 @@ void tst_ConvertCommand::aFailureOpensNoFolder_data()
     using Answers = QList<QMessageBox::StandardButton>;
     const int combine = MonoToPolyFunction;
     const int split = PolyToMonoFunction;
-    const QStringList cannotOpen = {errorText("Can not open file.")};
-    const QStringList illegal = {errorText("Illegal file format.")};
+    const QStringList cannotOpen = {errorText(ConvertFileOpen)};
+    const QStringList illegal = {errorText(ConvertIllegalFormat)};
 
     const Step regularFile = [](const WindowDesk& desk) {
         desk.dir.add(u"plain.txt"_s, "not a directory");
@@ -511,7 +503,7 @@ void tst_ConvertCommand::aFailureOpensNoFolder_data()
     };
     QTest::newRow("a combine into a missing current directory")
         << combine << missingCurrent << Answers{QMessageBox::Yes, QMessageBox::Ok}
-        << QStringList{g_question} + cannotOpen;
+        << QStringList{g_directoryQuestion} + cannotOpen;
 }
 
 void tst_ConvertCommand::aFailureOpensNoFolder()
@@ -589,9 +581,8 @@ void tst_ConvertCommand::anOutputIsNotOverwrittenWhileItIsWritten()
     });
     person.start(0);
     clickButton(&desk.window, u"Convert"_s);
-    QCOMPARE(WindowDesk::texts(boxes), QStringList({u"Output file already exists.\ntake_01.wav\n\n"
-                                                    u"Do you want to overwrite?"_s,
-                                                    errorText("Can not open file.")}));
+    QCOMPARE(WindowDesk::texts(boxes),
+             QStringList({overwriteQuestion(u"take_01.wav"_s), errorText(ConvertFileOpen)}));
     QCOMPARE(desktop.opened, QStringList());
     QCOMPARE(filesBelow(desk.dir.path()), QStringList{u"take.wav"_s});
 
@@ -664,7 +655,7 @@ void tst_ConvertCommand::choosesTheCurrentDirectory()
     clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
     QCOMPARE(chooser.seen.size(), 1);
     const SeenChooser seen = chooser.seen.first();
-    QCOMPARE(seen.caption, u"Choose directory."_s);
+    QCOMPARE(seen.caption, g_chooseDirectory);
     QCOMPARE(seen.options, QFileDialog::Options(QFileDialog::ShowDirsOnly));
     QCOMPARE(seen.mode, QFileDialog::Directory);
     QCOMPARE(seen.parent, &desk.window);
@@ -689,7 +680,7 @@ void tst_ConvertCommand::aChosenDirectoryIsListedWithItsBoxes()
     MessageBoxAnswer boxes(QMessageBox::Ok);
     const ChooserAnswer chooser(desk.dir.path());
     clickButton(findGroup(&desk.window, u"File List"_s), u"Browse..."_s);
-    QCOMPARE(WindowDesk::texts(boxes), QStringList{u"No wav files found."_s});
+    QCOMPARE(WindowDesk::texts(boxes), QStringList{g_noWavFiles});
 }
 
 void tst_ConvertCommand::theFirstChooserOpensAtHomeTheNextAtTheListedDirectory_data()
@@ -817,7 +808,7 @@ void tst_ConvertCommand::theOutputChooserAlwaysOpensAtHome()
         clickButton(findGroup(&desk.window, u"Source File"_s), u"Browse..."_s);
         QCOMPARE(chooser.seen.size(), 1);
         const SeenChooser seen = chooser.seen.first();
-        QCOMPARE(seen.caption, u"Choose directory."_s);
+        QCOMPARE(seen.caption, g_chooseDirectory);
         QCOMPARE(seen.options, QFileDialog::Options(QFileDialog::ShowDirsOnly));
         QCOMPARE(seen.mode, QFileDialog::Directory);
         QCOMPARE(seen.parent, &desk.window);

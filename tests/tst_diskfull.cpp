@@ -175,7 +175,7 @@ Files sourceFiles(Conversion conversion, Layout layout)
 
 QString textOf(int code)
 {
-    return errorText(code == ConvertDataCopy ? "Data copy error." : "Data write error.");
+    return errorText(code);
 }
 
 } // namespace
@@ -334,11 +334,11 @@ void tst_DiskFull::deviceThatTakesNothing_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<bool>("isLeft");
     QTest::newRow("split: the RIFF header fails as code 6, the output stays")
-        << Conversion::Split << u"take_01.wav"_s << QStringList{errorText("Data write error.")}
+        << Conversion::Split << u"take_01.wav"_s << QStringList{errorText(ConvertDataWrite)}
         << int(ConvertDataWrite) << true;
     QTest::newRow("combine: the RIFF header fails as code 5, the output goes")
-        << Conversion::Combine << u"take_combined.wav"_s
-        << QStringList{errorText("File write error.")} << int(ConvertFileWrite) << false;
+        << Conversion::Combine << u"take_combined.wav"_s << QStringList{errorText(ConvertFileWrite)}
+        << int(ConvertFileWrite) << false;
     QTest::newRow("plain copy: the RIFF header fails in silence, the output stays")
         << Conversion::PlainToBwf << u"take_bwf.wav"_s << QStringList() << int(ConvertOk) << true;
 }

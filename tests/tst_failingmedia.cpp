@@ -401,10 +401,10 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
         }
         const bool isWritten = call == Write || (call == Close && place == u"out"_s);
         if (isWritten) {
-            QVERIFY2(outcome.told == QStringList{errorText("Data write error.")}
-                         || (call == Write
-                             && outcome.told == QStringList{errorText("Data copy error.")}),
-                     qPrintable(which));
+            QVERIFY2(
+                outcome.told == QStringList{errorText(ConvertDataWrite)}
+                    || (call == Write && outcome.told == QStringList{errorText(ConvertDataCopy)}),
+                qPrintable(which));
             if (!isCopy)
                 QVERIFY2(outcome.outputs.size() < sound.outputs.size(), qPrintable(which));
         }
@@ -461,7 +461,7 @@ void tst_FailingMedia::combineWhoseReadFails()
     QVERIFY(outcome.defects.calls[Read].calls > 0);
     const bool isSeen = file > 1 || block > 1 || !isOnce;
     QCOMPARE(outcome.result, int(isSeen ? ConvertFileRead : ConvertOk));
-    QCOMPARE(outcome.told, QStringList(isSeen ? 1 : 0, errorText("File read error.")));
+    QCOMPARE(outcome.told, QStringList(isSeen ? 1 : 0, errorText(ConvertFileRead)));
     QVERIFY(outcome.outputs == (isSeen ? Files() : sound.outputs));
 }
 
@@ -476,8 +476,7 @@ void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
     const bool isCopy = conversion == Conversion::PlainToBwf; // keeps it
     QCOMPARE(outcome.defects.calls[Remove].calls, isCopy ? 0 : 1);
     QCOMPARE(outcome.result, int(isCopy ? ConvertOk : ConvertDataWrite));
-    QCOMPARE(outcome.told,
-             QStringList{errorText(isCopy ? "Data copy error." : "Data write error.")});
+    QCOMPARE(outcome.told, QStringList{errorText(isCopy ? ConvertDataCopy : ConvertDataWrite)});
     QCOMPARE(outcome.outputs.keys(), outputNames(conversion).mid(0, 1)); // as far as written
 }
 

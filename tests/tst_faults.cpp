@@ -234,7 +234,7 @@ public:
     {
         if (m_conversion == Conversion::PlainToBwf)
             return success({{outputName(), aFile({})}});
-        Outcome outcome = failure(ConvertIllegalFormat, {errorText("Illegal file format.")});
+        Outcome outcome = failure(ConvertIllegalFormat, {errorText(ConvertIllegalFormat)});
         if (m_conversion == Conversion::Split)
             outcome.entries[outputName()] = aFile({});
         return outcome;
@@ -243,7 +243,7 @@ public:
     /// A chunk header is cut. The plain copy keeps what it has @p copied of the source until then.
     Outcome cutHeader(const QByteArray& copied) const
     {
-        Outcome outcome = failure(ConvertDataRead, {errorText("Data read error.")});
+        Outcome outcome = failure(ConvertDataRead, {errorText(ConvertDataRead)});
         if (m_conversion == Conversion::PlainToBwf)
             outcome.entries[outputName()] = aFile(wavBytes({bextWithoutDate(), copied}, 0));
         return outcome;
@@ -254,7 +254,7 @@ public:
     {
         QStringList boxes = asked;
         if (m_conversion != Conversion::PlainToBwf)
-            boxes += errorText("Can not open file.");
+            boxes += errorText(ConvertFileOpen);
         return failure(ConvertFileOpen, boxes);
     }
 
@@ -374,7 +374,7 @@ struct Listing
 
 QString unreadable(const QStringList& names)
 {
-    return u"Can not read following files.\n\n"_s + names.join(u'\n') + u'\n';
+    return g_unreadable + names.join(u'\n') + u'\n';
 }
 
 } // namespace
@@ -449,7 +449,7 @@ void tst_Faults::outputGoneWhileItIsWritten()
     ListedTake take(conversion);
     const QString out = take.path(u"out"_s);
     QVERIFY(QDir().mkdir(out));
-    Outcome expected = take.failure(ConvertDataWrite, {errorText("Data write error.")});
+    Outcome expected = take.failure(ConvertDataWrite, {errorText(ConvertDataWrite)});
     if (isDirectoryGone)
         expected.entries.remove(u"out"_s);
     const QString output = out + u'/' + take.outputName();
@@ -530,7 +530,7 @@ void tst_Faults::outputIsReadByAnotherRequest()
     const ConversionRun run =
         runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return reading.polyToMono(); });
     QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
-                                       errorText("Can not open file.")}));
+                                       errorText(ConvertFileOpen)}));
     QCOMPARE(result, int(ConvertFileOpen));
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(QFile::exists(dir.path(u"take_01_bwf.wav"_s)), hasTwin);
@@ -584,9 +584,8 @@ void tst_Faults::outputReplacedWhileItIsWritten()
     QFETCH(const QByteArray, other);
 
     ListedTake take(conversion);
-    Outcome expected = isCancelled
-                           ? take.failure(ConvertCancelled, {})
-                           : take.failure(ConvertDataWrite, {errorText("Data write error.")});
+    Outcome expected = isCancelled ? take.failure(ConvertCancelled, {})
+                                   : take.failure(ConvertDataWrite, {errorText(ConvertDataWrite)});
     expected.entries[take.outputName()] = other;
     const QString otherPath = take.path(u"other"_s);
     if (other == "directory")
@@ -771,7 +770,7 @@ void tst_Faults::splitWhoseReadsFail()
         runConversion(Conversion::Split, Sources({source}), {QMessageBox::Ok});
     QVERIFY(isBroken);
     QCOMPARE(run.result, int(ConvertFileRead));
-    QCOMPARE(run.texts(), QStringList{errorText("File read error.")});
+    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileRead)});
     QCOMPARE(everythingIn(dir.path()), expected);
 }
 
@@ -1064,7 +1063,7 @@ void tst_Faults::longestNameHasNoRoomForAnOutput()
     const ConversionRun run = runConversion(conversion, Sources({path}), {QMessageBox::Ok});
     const bool isCopy = conversion == Conversion::PlainToBwf;
     QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
-    QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText(ConvertFileOpen)});
     QCOMPARE(everythingIn(dir.path()), before);
 }
 

@@ -72,10 +72,8 @@ namespace {
 constexpr int g_monoToPoly = MonoToPolyFunction;
 constexpr int g_polyToMono = PolyToMonoFunction;
 
-const auto g_noDirectory = u"The directory does not exist."_s;
-const auto g_noWavFiles = u"No wav files found."_s;
-const auto g_noMonoFiles = u"Can not find any mono files."_s;
-const auto g_noPolyFiles = u"Can not find any poly files."_s;
+const QString g_noMonoFiles = g_noFiles + g_monoFiles;
+const QString g_noPolyFiles = g_noFiles + g_polyFiles;
 
 QByteArray wav(int channels, qsizetype dataBytes = 64)
 {
@@ -123,7 +121,7 @@ QString informationBox(const QString& text)
 
 QString unreadableBox(const QStringList& names)
 {
-    QString text = u"Can not read following files.\n\n"_s;
+    QString text = g_unreadable;
     for (const QString& name : names)
         text += name + u'\n';
     return u"Splicora|Warning|"_s + text + u"|Ok|on the window"_s;
@@ -753,7 +751,7 @@ void tst_FileList::furtherFunctions_data()
                        {u"b.wav"_s, broadcast},   {u"bad.wav"_s, damaged()},
                        {u"max.wav"_s, wav(65535)}};
     const QStringList unreadable = {unreadableBox({u"bad.wav"_s})};
-    const QStringList nothing = {informationBox(u"Can not find any "_s)};
+    const QStringList nothing = {informationBox(g_noFiles)};
 
     QTest::newRow("the third function lists what has no broadcast chunk, whatever its channels")
         << 2 << all << QStringList({u"0.wav"_s, u"1.wav"_s, u"2.wav"_s, u"9.wav"_s, u"max.wav"_s})

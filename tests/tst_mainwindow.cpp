@@ -430,7 +430,7 @@ void tst_MainWindow::layout()
                     QLabel "Current Dir:"
                     QLineEdit
                     QPushButton "Browse..."
-                QTableWidget "File Name" "Type" "Ch" "Bit" "Fs (Hz)" "Size"
+                QTableWidget %1
         at 0,1: column
             spacing 10
             QPushButton "Add"
@@ -438,7 +438,7 @@ void tst_MainWindow::layout()
             stretch
         at 1,0: QGroupBox "Source File"
             column
-                QTableWidget "File Name" "Ch" "Bit" "Fs (Hz)" "Path"
+                QTableWidget %2
                 row
                     QCheckBox "Ch1"
                     QCheckBox "Ch2"
@@ -458,7 +458,8 @@ void tst_MainWindow::layout()
             QPushButton "Remove"
             QPushButton "Remove All"
             stretch
-            QPushButton "Convert")tree"_s;
+            QPushButton "Convert")tree"_s.arg(quoted(g_fileTitles).join(u' '),
+                                              quoted(g_sourceTitles).join(u' '));
 
     CMainWindow window;
     QCOMPARE(window.centralWidget()->metaObject()->className(), "QWidget");
@@ -613,12 +614,8 @@ void tst_MainWindow::tables_data()
     QTest::addColumn<QString>("group");
     QTest::addColumn<QStringList>("labels");
 
-    QTest::newRow("file list") << u"File List"_s
-                               << QStringList({u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s,
-                                               u"Fs (Hz)"_s, u"Size"_s});
-    QTest::newRow("source table") << u"Source File"_s
-                                  << QStringList({u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s,
-                                                  u"Path"_s});
+    QTest::newRow("file list") << u"File List"_s << g_fileTitles;
+    QTest::newRow("source table") << u"Source File"_s << g_sourceTitles;
 }
 
 void tst_MainWindow::tables()

@@ -635,7 +635,7 @@ void tst_MonoToPoly::failures_data()
     const QString other = u"take_02.wav"_s;
     const QStringList both = {first, other};
 
-    const QString cannotOpen = errorText("Can not open file.");
+    const QString cannotOpen = errorText(ConvertFileOpen);
     QTest::newRow("no file under the rebuilt name of the first source")
         << Files{{u"take_3.wav"_s, second}} << QStringList{u"take_3.wav"_s} << int(ConvertFileOpen)
         << cannotOpen;
@@ -657,48 +657,41 @@ void tst_MonoToPoly::failures_data()
         << Files{{first, second}, {u"take_02.wav/inside"_s, {}}} << both << int(ConvertFileOpen)
         << cannotOpen;
 
-    const auto addReference = [&](const char* name, const QByteArray& reference, int code,
-                                  const char* sentence) {
+    const auto addReference = [&](const char* name, const QByteArray& reference, int code) {
         QTest::newRow(name) << Files{{first, reference}, {other, second}} << both << code
-                            << errorText(sentence);
+                            << errorText(code);
     };
-    const char* illegal = "Illegal file format.";
-    addReference("the reference is not RIFF", "RIFX" + second.mid(4), ConvertIllegalFormat,
-                 illegal);
+    addReference("the reference is not RIFF", "RIFX" + second.mid(4), ConvertIllegalFormat);
     addReference("the reference is not WAVE", QByteArray(second).replace("WAVE", "AVI "),
-                 ConvertIllegalFormat, illegal);
-    addReference("the reference is empty", {}, ConvertIllegalFormat, illegal);
-    addReference("the reference ends in its RIFF header", second.left(10), ConvertIllegalFormat,
-                 illegal);
+                 ConvertIllegalFormat);
+    addReference("the reference is empty", {}, ConvertIllegalFormat);
+    addReference("the reference ends in its RIFF header", second.left(10), ConvertIllegalFormat);
 
-    const char* readError = "Data read error.";
     addReference("a pad byte behind odd data at the end",
-                 wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead, readError);
-    addReference("three stray bytes at the end", wavBytes({fmt, data, "xyz"}), ConvertDataRead,
-                 readError);
+                 wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead);
+    addReference("three stray bytes at the end", wavBytes({fmt, data, "xyz"}), ConvertDataRead);
     addReference("a pad byte behind an odd bext chunk at the end",
-                 wavBytes({fmt, data, paddedChunk("bext", "abc")}), ConvertDataRead, readError);
+                 wavBytes({fmt, data, paddedChunk("bext", "abc")}), ConvertDataRead);
     // Without pad bytes the search ends on the last four letters, which look like a cut header.
     addReference("a search that ends in a cut header spoils the walk",
                  wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
                            chunk("tail", QByteArray(28, 't'))}),
-                 ConvertDataRead, readError);
+                 ConvertDataRead);
 
-    const char* copyError = "Data copy error.";
     addReference("a chunk that claims 2^31 bytes",
-                 wavBytes({fmt, data, chunk("note", "x", 0x80000000)}), ConvertDataCopy, copyError);
+                 wavBytes({fmt, data, chunk("note", "x", 0x80000000)}), ConvertDataCopy);
     addReference("a chunk that claims 2^31 - 1 bytes and is rounded up",
-                 wavBytes({fmt, data, chunk("note", "x", 0x7FFFFFFF)}), ConvertDataCopy, copyError);
+                 wavBytes({fmt, data, chunk("note", "x", 0x7FFFFFFF)}), ConvertDataCopy);
     addReference("a chunk that claims 2^32 - 1 bytes and is rounded up",
-                 wavBytes({fmt, data, chunk("note", "x", 0xFFFFFFFF)}), ConvertDataCopy, copyError);
+                 wavBytes({fmt, data, chunk("note", "x", 0xFFFFFFFF)}), ConvertDataCopy);
     addReference("a bext chunk that claims 2^31 bytes",
-                 wavBytes({fmt, data, chunk("bext", "x", 0x80000000)}), ConvertDataCopy, copyError);
+                 wavBytes({fmt, data, chunk("bext", "x", 0x80000000)}), ConvertDataCopy);
 
     const auto addRiffSize = [&](const char* name, int count, quint32 riffSize) {
         const QByteArray source = wavBytes({fmt, data}, riffSize);
         const Files files = takeFiles(QByteArrayList(count, source));
         QTest::newRow(name) << files << QStringList(files.keys()) << int(ConvertFileRestriction)
-                            << errorText("File restriction.");
+                            << errorText(ConvertFileRestriction);
     };
     addRiffSize("eight times 268435456 is 2^31", 8, 268435456);
     addRiffSize("two times 2^30 is 2^31", 2, 0x40000000);
@@ -772,7 +765,7 @@ void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
     const ConversionRun run =
         combine(Sources(dir.paths({u"a_01.wav"_s, u"other/b_02.wav"_s})), {QMessageBox::Ok});
 
-    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileOpen)});
     QCOMPARE(run.result, int(ConvertFileOpen));
     const int fmtDone = g_outputStart + g_fmtChunkSize;
     QCOMPARE(watch.only().values.mid(0, 4),
@@ -831,7 +824,7 @@ void tst_MonoToPoly::channelFileMissingForOneBlock()
     QVERIFY(away.isDone());
     QVERIFY(back.isDone());
     QVERIFY(watch.only().values.contains(end));
-    QCOMPARE(run.texts(), QStringList{errorText("Can not open file.")});
+    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileOpen)});
     QCOMPARE(run.result, int(ConvertFileOpen));
     QCOMPARE(dir.files(), files);
 }
@@ -885,7 +878,7 @@ void tst_MonoToPoly::outputThatIsASource()
                   .answers = {QMessageBox::Yes, QMessageBox::Ok},
                   .result = ConvertFileOpen,
                   .boxes = {overwriteQuestion(u"take_combined.wav"_s, Conversion::Combine),
-                            errorText("Can not open file.")}},
+                            errorText(ConvertFileOpen)}},
                  Conversion::Combine);
 }
 

@@ -210,7 +210,7 @@ void tst_OutputFile::outputGoneBetweenTheLastChecks()
 
     const ConversionRun run = runConversion(conversion, sources, {QMessageBox::Ok});
     QVERIFY(!g_elsewhere.afterCheck);
-    QCOMPARE(run.texts(), QStringList{errorText("Data write error.")});
+    QCOMPARE(run.texts(), QStringList{errorText(ConvertDataWrite)});
     QCOMPARE(run.result, int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertDataWrite));
     QCOMPARE(dir.names(), QStringList{source});
 }

@@ -51,10 +51,10 @@ Request take(const QByteArray& source, const QByteArray& output)
     return {.before = {{u"take.wav"_s, source}}, .outputs = {{u"take_bwf.wav"_s, output}}};
 }
 
-Request failingTake(const QByteArrayList& chunks, const QByteArray& output, const char* sentence)
+Request failingTake(const QByteArrayList& chunks, const QByteArray& output, int error)
 {
     Request request = take(wavBytes(chunks), output);
-    request.boxes = {errorText(sentence)};
+    request.boxes = {errorText(error)};
     return request;
 }
 
@@ -213,31 +213,31 @@ void tst_PlainToBwf::failedChunks_data()
 
     QTest::newRow("the pad byte of an odd last chunk is a cut header, all before it is there")
         << failingTake({g_fmt, g_data, chunk("note", "abc"), pad},
-                       unfinishedFile({g_fmt, g_data, chunk("note", "abc")}), "Data read error.");
+                       unfinishedFile({g_fmt, g_data, chunk("note", "abc")}), ConvertDataRead);
     QTest::newRow("the pad byte of an odd last data chunk is a cut header")
         << failingTake({g_fmt, dataChunk("AaBbC"), pad},
-                       unfinishedFile({g_fmt, dataChunk("AaBbC")}), "Data read error.");
+                       unfinishedFile({g_fmt, dataChunk("AaBbC")}), ConvertDataRead);
     QTest::newRow("bytes that look like a header met by the search for bext end the copy at once")
-        << failingTake({g_fmt, g_data, "LISTabc"}, unfinishedFile({}), "Data read error.");
+        << failingTake({g_fmt, g_data, "LISTabc"}, unfinishedFile({}), ConvertDataRead);
     QTest::newRow("seven bytes behind the last chunk of a source with bext end the copy there")
         << failingTake({bext, g_fmt, g_data, "LISTabc"}, wavBytes({bext, g_fmt, g_data}, 0),
-                       "Data read error.");
+                       ConvertDataRead);
     QTest::newRow("a chunk of 2^31 bytes cannot be copied, its header is there") << failingTake(
-        {g_fmt, g_data, huge}, unfinishedFile({g_fmt, g_data, hugeHeader}), "Data copy error.");
+        {g_fmt, g_data, huge}, unfinishedFile({g_fmt, g_data, hugeHeader}), ConvertDataCopy);
     QTest::newRow("a chunk of the largest size cannot be copied, its header is there")
         << failingTake({g_fmt, g_data, chunk("LIST", "INFO", 0xFFFFFFFF)},
                        unfinishedFile({g_fmt, g_data, chunk("LIST", "", 0xFFFFFFFF)}),
-                       "Data copy error.");
+                       ConvertDataCopy);
     QTest::newRow("a fmt of 2^31 bytes cannot be copied, its header is there") << failingTake(
         {g_data, chunk("fmt ", g_fmt.mid(8), qint64(1) << 31)},
-        unfinishedFile({g_data, chunk("fmt ", "", qint64(1) << 31)}), "Data copy error.");
+        unfinishedFile({g_data, chunk("fmt ", "", qint64(1) << 31)}), ConvertDataCopy);
     QTest::newRow("a data chunk of the largest size cannot be copied, its header is there")
         << failingTake({g_fmt, dataChunk("AaBb", 0xFFFFFFFF)},
-                       unfinishedFile({g_fmt, dataChunk("", 0xFFFFFFFF)}), "Data copy error.");
+                       unfinishedFile({g_fmt, dataChunk("", 0xFFFFFFFF)}), ConvertDataCopy);
 
     const QByteArray unfinished = unfinishedFile({g_fmt, g_data});
-    const QString copyError = errorText("Data copy error.");
-    const QString readError = errorText("Data read error.");
+    const QString copyError = errorText(ConvertDataCopy);
+    const QString readError = errorText(ConvertDataRead);
     QTest::newRow("later sources are copied but get the same box and RIFF size 0")
         << Request{.before = {{u"a.wav"_s, g_plain},
                               {u"b.wav"_s, wavBytes({g_fmt, g_data, huge})},

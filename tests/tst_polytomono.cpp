@@ -138,11 +138,11 @@ Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first, const
     return {.before = {{u"take.wav"_s, wavBytes(chunks)}}, .outputs = outputsOf({first, second})};
 }
 
-Request failingTake(const QByteArrayList& chunks, int result, const char* sentence)
+Request failingTake(const QByteArrayList& chunks, int result)
 {
     return {.before = {{u"take.wav"_s, wavBytes(chunks)}},
             .result = result,
-            .boxes = {errorText(sentence)}};
+            .boxes = {errorText(result)}};
 }
 
 // Two frames of 16-bit stereo and its two channels.
@@ -518,9 +518,9 @@ void tst_PolyToMono::failures_data()
     const QByteArray data = dataChunk(g_frames);
     const QByteArray good = polyFile(g_stereo16, g_frames);
     const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
-    const auto cannotOpen = errorText("Can not open file.");
-    const auto illegal = errorText("Illegal file format.");
-    const auto unreadable = errorText("Data read error.");
+    const auto cannotOpen = errorText(ConvertFileOpen);
+    const auto illegal = errorText(ConvertIllegalFormat);
+    const auto unreadable = errorText(ConvertDataRead);
 
     QTest::newRow("a source that is gone cannot be opened") << Request{
         .listed = {{u"take.wav"_s, good}}, .result = ConvertFileOpen, .boxes = {cannotOpen}};
@@ -568,30 +568,28 @@ void tst_PolyToMono::failures_data()
                    .result = ConvertIllegalFormat,
                    .boxes = {illegal}};
 
-    QTest::newRow("the pad byte of an odd last data chunk is a cut header") << failingTake(
-        {fmt, dataChunk("AaBbC"), QByteArray(1, '\0')}, ConvertDataRead, "Data read error.");
+    QTest::newRow("the pad byte of an odd last data chunk is a cut header")
+        << failingTake({fmt, dataChunk("AaBbC"), QByteArray(1, '\0')}, ConvertDataRead);
     QTest::newRow("the pad byte of an odd last bext is a cut header")
-        << failingTake({fmt, data, chunk("bext", "abc"), QByteArray(1, '\0')}, ConvertDataRead,
-                       "Data read error.");
+        << failingTake({fmt, data, chunk("bext", "abc"), QByteArray(1, '\0')}, ConvertDataRead);
     QTest::newRow("the pad byte of an odd last fmt is a cut header")
-        << failingTake({data, fmtChunk(g_stereo16, "x"), QByteArray(1, '\0')}, ConvertDataRead,
-                       "Data read error.");
+        << failingTake({data, fmtChunk(g_stereo16, "x"), QByteArray(1, '\0')}, ConvertDataRead);
     QTest::newRow("three bytes behind the last chunk")
-        << failingTake({fmt, data, "abc"}, ConvertDataRead, "Data read error.");
+        << failingTake({fmt, data, "abc"}, ConvertDataRead);
     QTest::newRow("seven bytes behind the last chunk")
-        << failingTake({fmt, data, "LISTabc"}, ConvertDataRead, "Data read error.");
-    QTest::newRow("seven bytes behind the last chunk of a source with bext") << failingTake(
-        {chunk("bext", "ab"), fmt, data, "LISTabc"}, ConvertDataRead, "Data read error.");
-    QTest::newRow("two pad bytes behind the last chunk") << failingTake(
-        {fmt, data, chunk("note", "ab"), QByteArray(2, '\0')}, ConvertDataRead, "Data read error.");
-    QTest::newRow("a chunk of 2^31 bytes cannot be copied") << failingTake(
-        {fmt, data, chunk("LIST", "INFO", qint64(1) << 31)}, ConvertDataCopy, "Data copy error.");
-    QTest::newRow("a chunk that is rounded up to 2^31 bytes cannot be copied") << failingTake(
-        {fmt, data, chunk("LIST", "INFO", 0x7FFFFFFF)}, ConvertDataCopy, "Data copy error.");
-    QTest::newRow("a chunk of the largest odd size cannot be copied") << failingTake(
-        {fmt, data, chunk("LIST", "INFO", 0xFFFFFFFF)}, ConvertDataCopy, "Data copy error.");
-    QTest::newRow("a bext of 2^31 bytes cannot be copied") << failingTake(
-        {fmt, data, chunk("bext", "text", qint64(1) << 31)}, ConvertDataCopy, "Data copy error.");
+        << failingTake({fmt, data, "LISTabc"}, ConvertDataRead);
+    QTest::newRow("seven bytes behind the last chunk of a source with bext")
+        << failingTake({chunk("bext", "ab"), fmt, data, "LISTabc"}, ConvertDataRead);
+    QTest::newRow("two pad bytes behind the last chunk")
+        << failingTake({fmt, data, chunk("note", "ab"), QByteArray(2, '\0')}, ConvertDataRead);
+    QTest::newRow("a chunk of 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", qint64(1) << 31)}, ConvertDataCopy);
+    QTest::newRow("a chunk that is rounded up to 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", 0x7FFFFFFF)}, ConvertDataCopy);
+    QTest::newRow("a chunk of the largest odd size cannot be copied")
+        << failingTake({fmt, data, chunk("LIST", "INFO", 0xFFFFFFFF)}, ConvertDataCopy);
+    QTest::newRow("a bext of 2^31 bytes cannot be copied")
+        << failingTake({fmt, data, chunk("bext", "text", qint64(1) << 31)}, ConvertDataCopy);
     QTest::newRow("a cut header in the second source ends the request")
         << Request{.before = {{u"a.wav"_s, good},
                               {u"b.wav"_s, wavBytes({fmt, data, "LIST"})},
@@ -675,8 +673,7 @@ void tst_PolyToMono::sourcesAsOutputs_data()
 
     const QByteArray poly = polyFile(g_stereo16, g_frames);
     const QByteArray other = polyFile(g_stereo16, sampleBytes(80, 3));
-    const QStringList boxes = {overwriteQuestion(u"take_01.wav"_s),
-                               errorText("Can not open file.")};
+    const QStringList boxes = {overwriteQuestion(u"take_01.wav"_s), errorText(ConvertFileOpen)};
 
     QTest::newRow("the second output is refused, the first stays")
         << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, other}},
@@ -684,14 +681,14 @@ void tst_PolyToMono::sourcesAsOutputs_data()
                    .outputs = {{u"take_01.wav"_s, monoFile(g_stereo16, g_first)}},
                    .answers = {QMessageBox::Yes},
                    .result = ConvertFileOpen,
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText(ConvertFileOpen)}};
     QTest::newRow("a source whose channels are switched off is refused, too")
         << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, monoFile({}, g_first)}},
                    .sources = {u"take.wav"_s, u"take_02.wav"_s},
                    .disabled = {1},
                    .answers = {QMessageBox::Yes},
                    .result = ConvertFileOpen,
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText("Can not open file.")}};
+                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText(ConvertFileOpen)}};
     QTest::newRow("an output that is a link to a later source is refused")
         << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}},
                    .sources = {u"take.wav"_s, u"b.wav"_s},
@@ -925,7 +922,7 @@ void tst_PolyToMono::shownValues()
     values.append(maximum);
     QCOMPARE(watch.seen().size(), 2);
     for (int k = 0; k < 2; ++k) {
-        QCOMPARE(watch.seen()[k].label, u"Converting...\n"_s + outputName(k + 1));
+        QCOMPARE(watch.seen()[k].label, g_converting + outputName(k + 1));
         QCOMPARE(watch.seen()[k].maximum, maximum);
         QCOMPARE(watch.seen()[k].values, values);
     }

@@ -18,10 +18,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-const QString g_tooMany = u"Can not add to source more than 8 files."_s;
-const QString g_isSource = u"The file already exists on source."_s;
-const QString g_otherFormat = u"Can not add to source due to different format."_s;
-
 Files equalFiles(int count)
 {
     return letterFiles(QByteArrayList(count, smallWav()));
@@ -722,7 +718,7 @@ private slots:
     {
         const WindowDesk desk;
         QCOMPARE(desk.enabledButtons(), QStringList());
-        QCOMPARE(desk.list(), QStringList{u"No wav files found."_s});
+        QCOMPARE(desk.list(), QStringList{g_noWavFiles});
         QCOMPARE(desk.enabledButtons(), QStringList());
         desk.dir.add(equalFiles(2));
         desk.list();
@@ -831,8 +827,8 @@ private slots:
         QTest::addColumn<QStringList>("boxes"); // of that listing
         QTest::addColumn<QStringList>("listed");
         QTest::addColumn<QStringList>("after"); // the sources
-        const QStringList noDirectory = {u"The directory does not exist."_s};
-        const QStringList noFiles = {u"No wav files found."_s};
+        const QStringList noDirectory = {g_noDirectory};
+        const QStringList noFiles = {g_noWavFiles};
         const QStringList kept = {letterName(0)};
         for (const QString& command : g_addButtons) {
             const auto row = [&command](const char* name, const QString& directory,

@@ -288,27 +288,21 @@ void tst_WavConverter::copyBlockWritesNoStrayMemory()
 void tst_WavConverter::reportError_data()
 {
     QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("reason");
+    QTest::addColumn<QString>("text");
 
-    QTest::newRow("no memory") << 1 << u"Can not allocate memory."_s;
-    QTest::newRow("file not opened") << 2 << u"Can not open file."_s;
-    QTest::newRow("file not read") << 3 << u"File read error."_s;
-    QTest::newRow("data not read") << 4 << u"Data read error."_s;
-    QTest::newRow("file not written") << 5 << u"File write error."_s;
-    QTest::newRow("data not written") << 6 << u"Data write error."_s;
-    QTest::newRow("data not copied") << 7 << u"Data copy error."_s;
-    QTest::newRow("illegal format") << 8 << u"Illegal file format."_s;
-    QTest::newRow("restriction") << 9 << u"File restriction."_s;
-    QTest::newRow("code -1 has no reason") << -1 << u""_s;
-    QTest::newRow("the lowest code has no reason") << std::numeric_limits<int>::min() << u""_s;
-    QTest::newRow("code 11 has no reason") << 11 << u""_s;
-    QTest::newRow("code 1000 has no reason") << 1000 << u""_s;
+    int code = 0;
+    for (const auto& [error, reason] : g_errors)
+        QTest::addRow("code %d is \"%s\"", ++code, qPrintable(reason)) << code << errorText(error);
+    QTest::newRow("code -1 has no reason") << -1 << g_failed;
+    QTest::newRow("the lowest code has no reason") << std::numeric_limits<int>::min() << g_failed;
+    QTest::newRow("code 11 has no reason") << 11 << g_failed;
+    QTest::newRow("code 1000 has no reason") << 1000 << g_failed;
 }
 
 void tst_WavConverter::reportError()
 {
     QFETCH(int, code);
-    QFETCH(QString, reason);
+    QFETCH(QString, text);
     QWidget parent;
     const CWavConverter converter(&parent, {});
 
@@ -316,7 +310,7 @@ void tst_WavConverter::reportError()
     converter.reportError(code);
     QVERIFY(answer.wasAsked());
     QCOMPARE(answer.box().title, u"Splicora"_s);
-    QCOMPARE(answer.box().text, errorText(qPrintable(reason)));
+    QCOMPARE(answer.box().text, text);
     QCOMPARE(answer.box().icon, QMessageBox::Warning);
     QCOMPARE(answer.box().buttons, QMessageBox::Ok);
     QCOMPARE(answer.box().parent, &parent);
@@ -337,7 +331,7 @@ void tst_WavConverter::reportErrorWithoutParent()
     const MessageBoxAnswer answer(QMessageBox::NoButton);
     converter.reportError(ConvertFileOpen);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, errorText("Can not open file."));
+    QCOMPARE(answer.box().text, errorText(ConvertFileOpen));
     QCOMPARE(answer.box().parent, nullptr);
 }
 
@@ -565,14 +559,14 @@ void tst_WavConverter::progressDialog_data()
     constexpr int monoSize = 4 + 24 + 8 + g_channelBytes;
     QTest::newRow("split, one for every output")
         << Conversion::Split << 2 << QStringList{u"rec/take%1.wav"_s}
-        << QStringList{u"Converting...\ntake%1_01.wav"_s, u"Converting...\ntake%1_02.wav"_s}
+        << QStringList{g_converting + u"take%1_01.wav"_s, g_converting + u"take%1_02.wav"_s}
         << stereoSize / 2 << true;
     QTest::newRow("combine, reference size not multiplied")
         << Conversion::Combine << 1 << QStringList{u"rec/take%1_01.wav"_s, u"rec/take%1_02.wav"_s}
-        << QStringList{u"Converting...\ntake%1_combined.wav"_s} << monoSize << true;
+        << QStringList{g_converting + u"take%1_combined.wav"_s} << monoSize << true;
     QTest::newRow("plain copy, one for every source, hidden at first")
         << Conversion::PlainToBwf << 2 << QStringList{u"rec/take%1.wav"_s, u"rec/other.wav"_s}
-        << QStringList{u"Converting...\ntake%1_bwf.wav"_s, u"Converting...\nother_bwf.wav"_s}
+        << QStringList{g_converting + u"take%1_bwf.wav"_s, g_converting + u"other_bwf.wav"_s}
         << stereoSize << false;
 }
 
@@ -602,8 +596,8 @@ void tst_WavConverter::progressDialog()
     for (const SeenProgress& dialog : watch.seen()) {
         seen.append(dialog.label);
         QCOMPARE(dialog.title, u"Splicora"_s);
-        QCOMPARE(dialog.spokenTitle, u"Conversion progress"_s);
-        QCOMPARE(dialog.spokenBar, u"Conversion progress"_s);
+        QCOMPARE(dialog.spokenTitle, g_progress);
+        QCOMPARE(dialog.spokenBar, g_progress);
         QCOMPARE(dialog.cancelText, u"Cancel"_s);
         QCOMPARE(dialog.visible, shownAtOnce);
         QCOMPARE(dialog.modality, Qt::WindowModal);
@@ -691,7 +685,7 @@ void tst_WavConverter::errorBoxBesideProgress()
     });
     convert(converter, conversion);
     QVERIFY(answer.wasAsked());
-    QCOMPARE(answer.box().text, errorText("Data read error."));
+    QCOMPARE(answer.box().text, errorText(ConvertDataRead));
     QCOMPARE(hadProgress, hasProgress);
     QCOMPARE(wasOpen, hasProgress); // the plain copy closes its output behind the box
     QCOMPARE(namesThen, names);
@@ -748,8 +742,7 @@ void tst_WavConverter::blockAlignZero()
                   .sources = {u"take_01.wav"_s},
                   .listed = listed,
                   .result = error,
-                  .boxes = {errorText(error == ConvertFileOpen ? "Can not open file."
-                                                               : "Illegal file format.")}},
+                  .boxes = {errorText(error)}},
                  conversion);
 }
 

@@ -5,6 +5,7 @@
 
 #include "convert/wavconverter.h"
 #include "tests/support/messageboxanswer.h"
+#include "tests/support/texts.h"
 #include "wave/chunks.h"
 #include "wave/wavfileitem.h"
 
@@ -129,19 +130,11 @@ inline int convert(CWavConverter& converter, Conversion conversion)
     return ConvertOk;
 }
 
-/// The text of the box of an error.
-inline QString errorText(const char* sentence)
-{
-    return QStringLiteral("An error occurred during a convert operation.\n\n")
-           + QString::fromLatin1(sentence);
-}
-
 /// The text of the question about an output that is there. The combine leaves a line free.
 inline QString overwriteQuestion(const QString& name, Conversion conversion = Conversion::Split)
 {
-    return (conversion == Conversion::Combine ? QStringLiteral("Output file already exists.\n\n")
-                                              : QStringLiteral("Output file already exists.\n"))
-           + name + QStringLiteral("\n\nDo you want to overwrite?");
+    const QString free = conversion == Conversion::Combine ? QStringLiteral("\n") : QString();
+    return g_outputExists + free + name + g_overwrite;
 }
 
 /// What a conversion returned and which boxes a person saw.

@@ -159,7 +159,7 @@ inline void checkRequest(const Request& request, Conversion conversion)
     QCOMPARE(run.result, request.result);
     QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
     for (const SeenBox& box : run.boxes) {
-        const bool asks = box.text.endsWith(QStringLiteral("overwrite?"));
+        const bool asks = box.text.endsWith(g_overwrite);
         QCOMPARE(box.title, QStringLiteral("Splicora"));
         QCOMPARE(box.icon, asks ? QMessageBox::Question : QMessageBox::Warning);
         QCOMPARE(box.buttons, asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok);

@@ -5,6 +5,7 @@
 
 #include "tests/support/messageboxanswer.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/texts.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
