@@ -45,8 +45,8 @@ versions=$(
     sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog
     grep -rhoE 'Ver\.[0-9.]+' tests | sed 's/Ver\.//'
 )
-if [ "$(echo "$versions" | wc -l)" -ne 9 ] || [ "$(echo "$versions" | sort -u | wc -l)" -ne 1 ]; then
-    echo "Nine places tell the version, and these are not nine times the same:"
+if [ "$(echo "$versions" | wc -l)" -ne 7 ] || [ "$(echo "$versions" | sort -u | wc -l)" -ne 1 ]; then
+    echo "Seven places name the version, and these are not seven times the same:"
     echo "$versions"
     exit 1
 fi

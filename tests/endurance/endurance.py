@@ -12,7 +12,8 @@ import sys
 import tempfile
 import threading
 
-from session import BLOCK, ERROR, Session, chunk, expect, expect_files, files_in, put, take, wav
+from session import BLOCK, Session, chunk, expect, expect_files, files_in, put, take, wav
+from texts import ERRORS
 
 CONVERSIONS = 2000
 GIB = 1 << 30
@@ -144,10 +145,10 @@ def copy_long(session, work, data_bytes):
         result = session.convert("copy", [source], out)
         copy = os.path.join(out, "take_bwf.wav")
         if data_bytes >= 1 << 31:
-            expect("boxes", result["boxes"], [ERROR + "Data copy error."])
+            expect("boxes", result["boxes"], [ERRORS[7]])
             with open(copy, "rb") as file:
                 expect("RIFF size", file.read(8)[4:], bytes(4))
-            print(f"copy of {data_bytes} bytes of samples: “Data copy error.”, RIFF size 0")
+            print(f"copy of {data_bytes} bytes of samples: {result['boxes']}, RIFF size 0")
             return
         expect("boxes", result["boxes"], [])
         expect_samples(copy, data_bytes, blocks(source, start, data_bytes))
@@ -164,10 +165,9 @@ def combine_long(session, work, riff_size):
         os.mkdir(out)
         result = session.convert("combine", names, out)
         if 8 * riff_size >= 1 << 31:
-            expect("limit", (result["result"], result["boxes"]),
-                   (9, [ERROR + "File restriction."]))
+            expect("limit", (result["result"], result["boxes"]), (9, [ERRORS[9]]))
             expect("outputs", os.listdir(out), [])
-            print(f"combine of eight files of RIFF size {riff_size}: “File restriction.”, no output")
+            print(f"combine of eight files of RIFF size {riff_size}: {result['boxes']}, no output")
             return
         expect("combine", (result["result"], result["boxes"]), (0, []))
 

@@ -4,17 +4,16 @@
 
 import json
 import os
+import pathlib
 import struct
 import subprocess
 import sys
 
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+
 BLOCK = 524288  # bytes of a source that a conversion moves at once
 START = 12 + 866  # bytes of RIFF header and generated bext
 DATE = slice(12 + 8 + 320, 12 + 8 + 338)  # where that one says when it was made
-
-ERROR = "An error occurred during a convert operation.\n\n"
-TEXTS = {2: "Can not open file.", 3: "File read error.", 4: "Data read error.",
-         6: "Data write error.", 7: "Data copy error."}
 
 
 # Takes

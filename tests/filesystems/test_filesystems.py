@@ -17,8 +17,14 @@ import sys
 import tempfile
 
 import mounts
-from session import (BLOCK, ERROR, START, TEXTS, Session, Surprise, expect, expect_files, files_in,
-                     forget, put, take, wav)
+from session import (BLOCK, START, Session, Surprise, expect, expect_files, files_in, forget, put,
+                     take, wav)
+from texts import ERRORS, TEXTS
+
+# As the page quotes them
+OPEN, READ, CHUNK, WRITE, COPY = (
+    f"“{TEXTS['Convert' + name]}”"
+    for name in ("FileOpen", "FileRead", "DataRead", "DataWrite", "DataCopy"))
 
 CONVERSIONS = ["split", "combine", "copy"]
 SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
@@ -112,7 +118,7 @@ class Tries:
     def expect_result(self, conversion, result, *codes):
         """The box of one of the codes; none for 0 and 10. A plain copy has no result; 0 stands for
         its end without a word."""
-        boxes = [[ERROR + TEXTS[code]] if code not in (0, 10) else [] for code in codes]
+        boxes = [[ERRORS[code]] if code not in (0, 10) else [] for code in codes]
         seen = [box for box in result["boxes"] if "overwrite?" not in box]
         expect(f"{conversion}: boxes {result['boxes']} are right", seen in boxes, True)
         if conversion != "copy":
@@ -157,7 +163,7 @@ class Tries:
                                    ("at the last flush", take(6000), mounts.CLUSTER)]:
             fault = self.table.row(
                 f"It is full {where}",
-                "“Data write error.”, of a plain copy also “Data copy error.”; no output but the "
+                f"{WRITE}, of a plain copy also {COPY}; no output but the "
                 "start of the plain copy")
 
             def run(conversion, files=files, room=room):
@@ -188,7 +194,7 @@ class Tries:
 
     def read_only(self):
         fault = self.table.row("Read-only, as the place of the outputs",
-                               "“Can not open file.”, a plain copy ends without a word; nothing "
+                               f"{OPEN}, a plain copy ends without a word; nothing "
                                "is changed")
 
         def to_it(conversion):
@@ -223,8 +229,8 @@ class Tries:
         for where, at in self.BLOCKS.items():
             fault = self.table.row(
                 f"Its server ends while a source is read, {where}",
-                "“File read error.” or, at a chunk, “Data read error.”, of a plain copy “Data "
-                "copy error.”, at once; no output but the start of the plain copy")
+                f"{READ} or, at a chunk, {CHUNK}, of a plain copy {COPY}, at once; "
+                "no output but the start of the plain copy")
 
             def reading(conversion, at=at):
                 self.fresh(take())
@@ -236,7 +242,7 @@ class Tries:
         for where, at in self.BLOCKS.items():
             fault = self.table.row(
                 f"Its server ends while an output is written, {where}",
-                "“Data write error.” or, of a plain copy, “Data copy error.”; no finished output, "
+                f"{WRITE} or, of a plain copy, {COPY}; no finished output, "
                 "other files are whole")
 
             def writing(conversion, at=at):
@@ -268,7 +274,7 @@ class Tries:
         for where, at in self.BLOCKS.items():
             fault = self.table.row(
                 f"It is unmounted while a source is read, {where}",
-                "an output whose source is open comes to its right end; then “Can not open file.”")
+                f"an output whose source is open comes to its right end; then {OPEN}")
 
             def reading(conversion, at=at):
                 self.fresh(take())
@@ -285,7 +291,7 @@ class Tries:
             self.each(fault, reading)
             fault = self.table.row(
                 f"It is unmounted while an output is written, {where}",
-                "“Data write error.”: the file is not where it was to be")
+                f"{WRITE}: the file is not where it was to be")
 
             def writing(conversion, at=at):
                 self.fresh()
@@ -302,8 +308,8 @@ class Tries:
         for where, at in self.BLOCKS.items():
             fault = self.table.row(
                 f"The device below it is gone while a source is read, {where}",
-                "“File read error.” or, at a chunk, “Data read error.”, of a plain copy “Data "
-                "copy error.”, at once; no output but the start of the plain copy")
+                f"{READ} or, at a chunk, {CHUNK}, of a plain copy {COPY}, at once; "
+                "no output but the start of the plain copy")
 
             def reading(conversion, at=at):
                 self.fresh(take())
@@ -314,7 +320,7 @@ class Tries:
                 self.each(fault, reading)
             fault = self.table.row(
                 f"The device below it is gone while an output is written, {where}",
-                "“Data write error.” or, of a plain copy, “Data copy error.”; no finished output, "
+                f"{WRITE} or, of a plain copy, {COPY}; no finished output, "
                 "other files are whole")
 
             def writing(conversion, at=at):
@@ -368,7 +374,7 @@ class Tries:
         fault = self.table.row(
             "An output that it takes for a source, whose name differs in case alone, or whose "
             "directory does",
-            "refused after Yes with “Can not open file.”, a plain copy ends without a word; "
+            f"refused after Yes with {OPEN}, a plain copy ends without a word; "
             "nothing is changed")
         names = {"split": ["take.wav", "TAKE_01.WAV"], "copy": ["take.wav", "Take_BWF.wav"],
                  "combine": ["take_01.wav", "take_02.wav", "Take_Combined.wav"]}
@@ -393,7 +399,7 @@ class Tries:
 
     def forbidden(self):
         fault = self.table.row("An output whose name it forbids: \" * : < > ? \\ \\|",
-                               "“Can not open file.”, a plain copy ends without a word")
+                               f"{OPEN}, a plain copy ends without a word")
         for character in '"*:<>?\\|':
             def run(conversion, character=character):
                 self.fresh()
@@ -410,7 +416,7 @@ class Tries:
     def longest(self):
         endings = {"split": "_01.wav", "combine": "_combined.wav", "copy": "_bwf.wav"}
         for more, seen in [(0, "the right files"),
-                           (1, "“Can not open file.”, a plain copy ends without a word")]:
+                           (1, f"{OPEN}, a plain copy ends without a word")]:
             fault = self.table.row(f"An output whose name has {255 + more} characters, none of "
                                    "them ASCII but its ending", seen)
 
