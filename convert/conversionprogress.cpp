@@ -12,13 +12,16 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+/// The range of the dialog until the RIFF size of the source is known.
+constexpr int g_firstMaximum = 10000;
+
 /// Milliseconds from one painting of the bar to the next.
 constexpr qint64 g_paintInterval = 20;
 
 } // namespace
 
 ConversionProgress::ConversionProgress(QWidget* parent, const QString& outputName)
-    : m_dialog(u"Converting ..."_s, u"Cancel"_s, 0, 10000, parent)
+    : m_dialog(u"Converting ..."_s, u"Cancel"_s, 0, g_firstMaximum, parent)
     , m_bar(m_dialog.findChild<QProgressBar*>())
 {
     m_dialog.setWindowModality(Qt::WindowModal);

@@ -21,6 +21,6 @@ std::filesystem::file_type fileType(const QString& fileName);
 /// link.
 QString linkTarget(const QString& fileName);
 
-/// True when both paths lead to one file, when the system cannot tell, and when the paths behind
-/// their links differ in nothing but case and the composition of accents.
+/// True when both paths lead to one file, when the system cannot tell, and when the paths,
+/// their links resolved, differ in nothing but case and the composition of accents.
 bool isOneFile(const QString& fileName, const QString& other);

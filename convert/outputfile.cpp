@@ -116,7 +116,7 @@ bool OutputFile::isStillAtItsPath()
     const std::uintmax_t length = std::filesystem::file_size(systemPath(m_file.fileName()), error);
     if (error == std::errc::no_such_file_or_directory)
         return false;
-    const qint64 ownLength = m_file.size(); // 0 also where it cannot be told
+    const qint64 ownLength = m_file.size(); // 0 also where it is unknown
     const bool isKnown = ownLength != 0 || m_file.pos() == 0;
     return error || !isKnown || length == std::uintmax_t(ownLength);
 }

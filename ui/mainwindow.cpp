@@ -238,7 +238,7 @@ void CMainWindow::setSourceButtonsEnabled(bool on)
     m_convertButton->setEnabled(on);
 }
 
-bool CMainWindow::hasSourceFiles()
+bool CMainWindow::hasSourceFiles() const
 {
     return m_sourceTable->rowCount() > 0;
 }

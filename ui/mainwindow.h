@@ -85,7 +85,7 @@ private:
     void fitTableColumns(QTableWidget* table, int fillColumn);
     void setAddButtonsEnabled(bool on);
     void setSourceButtonsEnabled(bool on);
-    bool hasSourceFiles();
+    bool hasSourceFiles() const;
 
     // File list (mainwindow_filelist.cpp)
     void createFileListTable();
