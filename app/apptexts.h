@@ -5,8 +5,7 @@
 
 #include <QString>
 
-// Each source file that includes this has texts of its own, made before its other statics. Texts
-// that all share could be used before the file that defines them has made them.
+// static on purpose: a copy for each source file, initialised before its other statics.
 
 /// Title of the main window and of every message box.
 static const QString g_appName = QStringLiteral("Splicora");

@@ -19,7 +19,7 @@ class QMenu;
 class QPushButton;
 class QTableWidget;
 
-/// The functions that the selector offers, by index. The third is not offered but stands ready.
+/// The functions that the selector offers, by index. The third is implemented but not offered.
 enum FunctionIndex { MonoToPolyFunction = 0, PolyToMonoFunction = 1, PlainToBwfFunction = 2 };
 
 /// The window of the program. This header is its map; each block of declarations names the source
@@ -141,5 +141,5 @@ private:
 /// Bytes in the largest unit that leaves them above 1, or at exactly 1024: "1.5KB".
 QString formatSize(quint64 bytes, int precision);
 
-/// @p text behind the current local date and time.
+/// @p text after the current local date and time.
 QString timeStamped(const QString& text);

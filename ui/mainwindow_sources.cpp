@@ -81,8 +81,8 @@ void CMainWindow::addAll()
     addRows(rows);
 }
 
-/// Adds the files of these rows of the file list, or none when they would be too many. They are
-/// counted before they are looked at, so files that are sources already count as well.
+/// Adds the files of these rows of the file list, or none when they would be too many. Files that
+/// are sources already count as well.
 void CMainWindow::addRows(const QList<int>& rows)
 {
     if (rows.size() + m_sourceItems.size() > g_maxSources) {
@@ -91,7 +91,7 @@ void CMainWindow::addRows(const QList<int>& rows)
     }
     for (int i = 0; i < rows.size(); ++i) {
         if (rows[i] >= m_fileItems.size())
-            break; // The directory was listed anew while a box was open, and has fewer files now.
+            break; // A listing made while a box was open has fewer files.
         CWavFileItem* item = m_fileItems[rows[i]];
         if (m_sourceItems.contains(item)) {
             refuse(tr("The file already exists on source."));
@@ -111,9 +111,9 @@ void CMainWindow::addRows(const QList<int>& rows)
     fitSourceTable();
 }
 
-/// Adds a row for @p item at the end of the source table. The folder shown is that of @p pathItem,
-/// the source at the item's place among the rows being added: the folder of all of them, since a
-/// new listing takes the sources of an earlier one away.
+/// Adds a row for @p item at the end of the source table, with the folder of @p pathItem: the
+/// source at the item's place among the rows being added. Kept as it is: all sources come from one
+/// listing, so the folder is the item's own.
 void CMainWindow::addSourceRow(const QString& name, const CWavFileItem& item,
                                const CWavFileItem& pathItem)
 {
@@ -142,9 +142,8 @@ void CMainWindow::remove()
     const QItemSelectionModel* selection = m_sourceTable->selectionModel();
     if (!selection)
         return;
-    // Rows are numbered as they were before the first one went. From the last selected row to the
-    // first, a range keeps its numbers until each is removed; rows that were selected in another
-    // order are not sorted, and other rows may have moved to their places by then.
+    // Row numbers predate the first removal. Right for a selection in ascending order; another
+    // order can remove the wrong row. Kept as it is (pinned by a test).
     const QModelIndexList selected = selection->selectedRows(SourceColumn::FileName);
     QList<int> rows;
     for (const QModelIndex& index : selected)
