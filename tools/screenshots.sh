@@ -151,6 +151,8 @@ shoot() { # shoot SCENE PALETTE PERCENT
     running=$!
     wait_for window window_has_focus
     window=$(xdotool getwindowfocus)
+    # Whole rows fit into the tables.
+    xdotool windowsize --sync "$window" "$((562 * $3 / 100))" "$((626 * $3 / 100))"
     "fill_$1"
     xdotool mousemove 0 0
     sleep 1 # until the cursor of the field and the last repaint have settled
@@ -171,7 +173,12 @@ server=$!
 wait_for display test -s "$work/display"
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
-openbox --startup "touch $work/managed" >"$work/openbox.log" 2>&1 &
+# The theme draws a handle under a dialog, which the picture would show.
+mkdir -p "$work/.themes/Plain/openbox-3"
+cp -r /usr/share/themes/Clearlooks/openbox-3/. "$work/.themes/Plain/openbox-3"
+echo "window.handle.width: 0" >>"$work/.themes/Plain/openbox-3/themerc"
+sed 's|<name>Clearlooks</name>|<name>Plain</name>|' /etc/xdg/openbox/rc.xml >"$work/rc.xml"
+openbox --config-file "$work/rc.xml" --startup "touch $work/managed" >"$work/openbox.log" 2>&1 &
 wait_for "window manager" test -e "$work/managed"
 
 for percent in $percents; do
