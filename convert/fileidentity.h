@@ -14,7 +14,7 @@ class QString;
 std::filesystem::path systemPath(const QString& fileName);
 
 /// The type of the file at the end of all links: `not_found` where there is none, `none` where the
-/// system cannot tell.
+/// system does not say.
 std::filesystem::file_type fileType(const QString& fileName);
 
 /// The path at the end of a chain of links, which need not exist; @p fileName itself if it is no

@@ -39,7 +39,7 @@ bool OutputFile::overwrite()
     const FileType type = fileType(fileName);
     if (type == FileType::not_found)
         return create() == Creation::Created;
-    // What the system cannot tell may be a file in work. Opening a pipe would wait for a reader.
+    // If the type is unknown, it may be a file in work. Opening a pipe would wait for a reader.
     if (type == FileType::none || type == FileType::fifo || isFileInWork(fileName))
         return false;
     if (!m_file.open(QIODevice::WriteOnly))
@@ -61,7 +61,7 @@ QString OutputFile::name() const
 bool OutputFile::close()
 {
     if (!m_file.flush() || !isStillAtItsPath())
-        return false; // and still open, so that remove() can tell whether the file is ours
+        return false; // and still open, so that remove() can check whether the file is ours
     m_file.close(); // where network file systems report earlier failures
     return m_file.error() == QFileDevice::NoError;
 }
@@ -93,8 +93,8 @@ bool OutputFile::createNew()
 }
 
 /// False when the path of the open file leads to none by now, or to another one: a directory, a
-/// pipe or a device where ours is a file, or a file of another length. What the system cannot tell
-/// counts as ours, so that no finished file is denied.
+/// pipe or a device where ours is a file, or a file of another length. What the system does
+/// not say counts as ours, so that no finished file is reported as failed.
 bool OutputFile::isStillAtItsPath()
 {
     switch (fileType(m_file.fileName())) {

@@ -25,7 +25,7 @@ public:
     explicit OutputFile(const QString& fileName);
 
     /// Creates the file, and the target of a link that leads nowhere. Never truncates one, not even
-    /// one that appears in this moment.
+    /// one that appears at this moment.
     Creation create();
 
     /// Truncates the file and opens it for writing; creates it if it is gone by now. False, with

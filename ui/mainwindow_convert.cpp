@@ -53,7 +53,7 @@ void CMainWindow::setCurrentDir()
 
 void CMainWindow::setOutputDir()
 {
-    // The text of the field may name no directory; home always is one.
+    // The text of the field may not name a directory; home always is one.
     const QString dir = chooseDirectory(QDir::homePath());
     if (!dir.isEmpty() && m_outputDirEdit)
         showPath(m_outputDirEdit, dir);

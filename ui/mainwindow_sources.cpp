@@ -35,7 +35,8 @@ bool isKeyPress(const QEvent* event, std::initializer_list<Qt::Key> keys)
     return std::find(keys.begin(), keys.end(), pressed) != keys.end();
 }
 
-/// A tool tip that shows @p path as it is: one that looks like markup has to be made markup.
+/// A tool tip that shows @p path as it is. A tool tip that looks like markup is rendered as markup,
+/// so such a path is escaped.
 QString toolTipOf(const QString& path)
 {
     if (!Qt::mightBeRichText(path))
@@ -142,8 +143,9 @@ void CMainWindow::remove()
     const QItemSelectionModel* selection = m_sourceTable->selectionModel();
     if (!selection)
         return;
-    // Row numbers predate the first removal. Right for a selection in ascending order; another
-    // order can remove the wrong row. Kept as it is (pinned by a test).
+    // Row numbers predate the first removal. From last to first that is right for a selection in
+    // ascending order; another order can remove the wrong row. Kept as it is; pinned by
+    // tst_sourcelist.
     const QModelIndexList selected = selection->selectedRows(SourceColumn::FileName);
     QList<int> rows;
     for (const QModelIndex& index : selected)

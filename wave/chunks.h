@@ -76,7 +76,7 @@ bool readCueChunk(QDataStream& s, CueChunk* cue);
 // Writers (chunkwriter.cpp): each returns the bytes it wrote, or -1.
 
 /// Writes the RIFF header with @p riffSize (bytes) at the start of the file: 12 bytes, wherever
-/// the stream stood before.
+/// the stream was before.
 qint64 writeRiffHeader(QDataStream& s, quint32 riffSize);
 
 /// Writes 8 bytes at the stream's position.
