@@ -1076,14 +1076,15 @@ void tst_Faults::nameThatIsNoTextDoesNoHarm()
     QCOMPARE(::link(QFile::encodeName(good).constData(), path.constData()), 0);
     const auto cleanup = qScopeGuard([&path] { ::unlink(path.constData()); });
 
-    // Toolkits leave such names out, or list a text for them that leads to no file.
-    QStringList refused = QDir(dir.path()).entryList(QDir::Files);
-    QVERIFY(refused.removeOne(u"good.wav"_s));
-    for (const QString& name : refused)
-        QVERIFY(!QFile::exists(dir.path(name)));
+    // Qt 6.4 and 6.11 leave such a name out, 6.8 ends the list of the directory there. Were it
+    // listed, no text would lead to its file.
+    QStringList names;
+    QStringList refused;
+    for (const QString& name : QDir(dir.path()).entryList(QDir::Files, QDir::Name))
+        (QFile::exists(dir.path(name)) ? names : refused).append(name);
     const Listing listing(dir.path());
     QCOMPARE(listing.boxes, refused.isEmpty() ? QStringList() : QStringList{unreadable(refused)});
-    QCOMPARE(listing.names(), QStringList{u"good.wav"_s});
+    QCOMPARE(listing.names(), names);
     QCOMPARE(::access(path.constData(), F_OK), 0);
     QCOMPARE(readFile(good), monoFile(g_left));
 }
