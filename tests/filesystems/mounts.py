@@ -49,12 +49,12 @@ def call(*command, **more):
     return done.stdout
 
 
-def processes(of_program):
-    """Numbers of the running processes of a program, the oldest first."""
+def processes(of_programs):
+    """Numbers of the running processes of these programs, the oldest first."""
     found = []
     for entry in glob.glob("/proc/[0-9]*/exe"):
         try:
-            if os.path.basename(os.readlink(entry)) == of_program:
+            if os.path.basename(os.readlink(entry)) in of_programs:
                 found.append(int(entry.split("/")[2]))
         except OSError:
             pass  # it has ended by now
@@ -91,7 +91,7 @@ class FileSystem:
     """A file system, fresh and empty at `root` from mount() to unmount()."""
 
     name = ""
-    server = ""  # the program that serves it
+    servers = []  # the programs that serve it
 
     def __init__(self, work):
         self.root = os.path.join(work, self.name + " root")
@@ -99,7 +99,7 @@ class FileSystem:
         os.mkdir(self.root)
         os.mkdir(self.below)
         self.device = os.path.join(self.below, "device")
-        self.others = processes(self.server)
+        self.others = processes(self.servers)
 
     def prepare(self):
         """Makes what is mounted, empty."""
@@ -110,7 +110,7 @@ class FileSystem:
         raise NotImplementedError
 
     def mount(self, *options):
-        self.others = processes(self.server)
+        self.others = processes(self.servers)
         self.attach(options)
 
     def unmount(self):
@@ -133,7 +133,7 @@ class FileSystem:
         call("umount", "--lazy", self.root)
 
     def end_server(self):
-        end(number for number in processes(self.server) if number not in self.others)
+        end(number for number in processes(self.servers) if number not in self.others)
 
     def clean(self):
         """Leaves nothing mounted."""
@@ -165,7 +165,7 @@ class FileSystem:
 
 class Bindfs(FileSystem):
     name = "bindfs"
-    server = "bindfs"
+    servers = ["bindfs"]
 
     def attach(self, options):
         call("bindfs", "-o", ",".join(("default_permissions", *options)), self.below, self.root)
@@ -188,7 +188,7 @@ class Image(FileSystem):
 
 class Exfat(Image):
     name = "exFAT"
-    server = "mount.exfat-fuse"
+    servers = ["mount.exfat-fuse"]
 
     def format(self, image):
         call("mkfs.exfat", "-c", str(CLUSTER), image)
@@ -203,7 +203,7 @@ class Exfat(Image):
 
 class Ntfs(Image):
     name = "NTFS"
-    server = "ntfs-3g"
+    servers = ["ntfs-3g"]
     has_device = False  # below a server of its own, which can be ended
 
     def format(self, image):
@@ -213,7 +213,7 @@ class Ntfs(Image):
         image = os.path.join(self.below, "image")
         if self.has_device:
             call("bindfs", self.below, self.device)
-            self.bindings = processes("bindfs")
+            self.bindings = processes(["bindfs"])
             image = os.path.join(self.device, "image")
         call("ntfs-3g", "-o", ",".join(("rw", *options)), image, self.root)
 
@@ -235,7 +235,7 @@ class Ntfs(Image):
 
 class Sshfs(FileSystem):
     name = "SSHFS"
-    server = "sshd"
+    servers = ["sshd", "sshd-auth", "sshd-session"]  # older ones are sshd alone
 
     def __init__(self, work):
         super().__init__(work)
