@@ -16,7 +16,7 @@ new_system() {
         apt-config dump | grep -i '^Acquire::.*Proxy' || true
     } >"$apt_options"
     new_status=0
-    mmdebstrap --quiet --mode=root --variant=apt --aptopt="$apt_options" "$1" "$2" \
+    mmdebstrap --quiet --mode=root --variant=minbase --aptopt="$apt_options" "$1" "$2" \
         "${MIRROR:-http://deb.debian.org/debian}" || new_status=$?
     rm "$apt_options"
     return $new_status
