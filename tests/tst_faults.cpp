@@ -3,6 +3,7 @@
 
 #include "convert/samplecopy.h"
 #include "tests/support/conversion.h"
+#include "tests/support/plainuser.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
@@ -41,6 +42,8 @@ private slots:
     void finishedRequestReadsNothing();
     void outputReplacedWhileItIsWritten_data();
     void outputReplacedWhileItIsWritten();
+    void outputThatMayNotBeReadIsOverwritten_data() { addConversionRows(); }
+    void outputThatMayNotBeReadIsOverwritten();
     void outputNameIsTaken_data();
     void outputNameIsTaken();
     void outputDirectoryNameIsNoUnicode_data() { addConversionRows(); }
@@ -571,6 +574,7 @@ void tst_Faults::outputReplacedWhileItIsWritten_data()
         QTest::addRow("a %s, by a pipe", name) << conversion << false << g_noFile;
     QTest::newRow("a split that is cancelled then, by a pipe")
         << Conversion::Split << true << g_noFile;
+    QTest::newRow("a combine, by a socket") << Conversion::Combine << false << QByteArray("socket");
     QTest::newRow("a combine, by a link to a device")
         << Conversion::Combine << false << QByteArray("link to /dev/null");
 }
@@ -586,12 +590,14 @@ void tst_Faults::outputReplacedWhileItIsWritten()
     ListedTake take(conversion);
     Outcome expected = isCancelled ? take.failure(ConvertCancelled, {})
                                    : take.failure(ConvertDataWrite, {errorText(ConvertDataWrite)});
-    expected.entries[take.outputName()] = other;
+    expected.entries[take.outputName()] = other == "socket" ? g_noFile : other;
     const QString otherPath = take.path(u"other"_s);
     if (other == "directory")
         QVERIFY(QDir().mkdir(otherPath));
     else if (other == g_noFile)
         QVERIFY(makePipe(otherPath));
+    else if (other == "socket")
+        QVERIFY(::mknod(QFile::encodeName(otherPath).constData(), S_IFSOCK | 0600, 0) == 0);
     else if (other.startsWith("link"))
         QVERIFY(QFile::link(u"/dev/null"_s, otherPath));
     else
@@ -609,6 +615,24 @@ void tst_Faults::outputReplacedWhileItIsWritten()
 
     checkConversion(take, expected);
     QCOMPARE(clicker.wasClicked(), isCancelled);
+}
+
+void tst_Faults::outputThatMayNotBeReadIsOverwritten()
+{
+    QFETCH(const Conversion, conversion);
+
+    const PlainUser user;
+    ListedTake take(conversion);
+    const QString name = take.outputName();
+    const Outcome expected = take.success(take.outputs());
+    QVERIFY(take.put(name, "old") && QFile::setPermissions(take.path(name), QFile::WriteOwner));
+    QVERIFY(!QFile(take.path(name)).open(QFile::ReadOnly));
+
+    const ConversionRun run = take.convert({QMessageBox::Yes});
+    QVERIFY(QFile::setPermissions(take.path(name), QFile::ReadOwner | QFile::WriteOwner));
+    QCOMPARE(run.texts(), QStringList{overwriteQuestion(name, conversion)});
+    QCOMPARE(run.result, int(ConvertOk));
+    QCOMPARE(take.everything(), expected.entries);
 }
 
 void tst_Faults::outputNameIsTaken_data()

@@ -32,6 +32,7 @@ private slots:
     void existingOutputs() { checkSplit(); }
     void sourcesAsOutputs_data();
     void sourcesAsOutputs() { checkSplit(); }
+    void newNamesLikeSources();
     void cancels_data();
     void cancels();
     void cancelWithoutFurtherFramesComesTooLate_data();
@@ -705,6 +706,20 @@ void tst_PolyToMono::sourcesAsOutputs_data()
                    .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
 }
 
+void tst_PolyToMono::newNamesLikeSources()
+{
+    const QByteArray take = polyFile(g_stereo16, g_frames);
+    const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
+    // Where the directory keeps them apart, TAKE_01.wav is no output of take.wav.
+    checkRequest({.before = {{u"take.wav"_s, take}, {u"TAKE_01.wav"_s, take}},
+                  .sources = {u"take.wav"_s, u"TAKE_01.wav"_s},
+                  .outputs = {{u"take_01.wav"_s, monos[0]},
+                              {u"take_02.wav"_s, monos[1]},
+                              {u"TAKE_01_01.wav"_s, monos[0]},
+                              {u"TAKE_01_02.wav"_s, monos[1]}}},
+                 Conversion::Split);
+}
+
 void tst_PolyToMono::cancels_data()
 {
     QTest::addColumn<Request>("request");
@@ -725,6 +740,12 @@ void tst_PolyToMono::cancels_data()
         << nothingKept << u"take_01.wav"_s << atStart << 1;
     QTest::newRow("in the second block of the first output")
         << nothingKept << u"take_01.wav"_s << atStart + int(g_blockBytes / 2) << 1;
+    Request atMaximum = nothingKept;
+    const int firstBlockEnd = atStart + int(g_blockBytes / 2);
+    const QByteArray toEnd = le32(2 * quint32(firstBlockEnd));
+    atMaximum.before[u"take.wav"_s].replace(4, 4, toEnd);
+    QTest::newRow("in the second block, the end of the first being the maximum of the dialog")
+        << atMaximum << u"take_01.wav"_s << firstBlockEnd << 2;
     QTest::newRow("in the third block of the second output, which leaves the first")
         << firstKept << u"take_02.wav"_s << atStart + int(g_blockBytes) << 1;
 
