@@ -105,12 +105,12 @@ private:
         }
     }
 
-    /// A tenth of the milliseconds after which the toolkit aborts the program.
+    /// A third of the milliseconds after which the toolkit aborts the program.
     static int patience()
     {
         bool isSet = false;
         const int timeout = qEnvironmentVariableIntValue("QTEST_FUNCTION_TIMEOUT", &isSet);
-        return (isSet ? timeout : 300'000) / 10;
+        return (isSet ? timeout : 300'000) / 3;
     }
 
     QTimer m_timer;
