@@ -344,79 +344,71 @@ void tst_WavConverter::outputNames_data()
     QTest::addColumn<QStringList>("outputs"); // the same, in the order they are made
     QTest::addColumn<bool>("relative"); // paths as they stand, from the current directory
 
-    const auto row = [](const char* name, Conversion conversion, int channels,
-                        const QStringList& sources, const QString& outputDir,
-                        const QStringList& outputs, bool relative = false) {
+    const auto row = [](const char* name, Conversion conversion, const QStringList& sources,
+                        const QString& outputDir, const QStringList& stems, int channels = 2,
+                        bool relative = false) {
+        QStringList outputs;
+        for (const QString& stem : stems) {
+            for (int k = 1; conversion == Conversion::Split && k <= channels; ++k)
+                outputs.append(stem + u"_0%1.wav"_s.arg(k));
+            if (conversion != Conversion::Split)
+                outputs.append(
+                    stem
+                    + (conversion == Conversion::Combine ? u"_combined.wav"_s : u"_bwf.wav"_s));
+        }
         QTest::newRow(name) << conversion << channels << sources << outputDir << outputs
                             << relative;
     };
+    const auto split = Conversion::Split;
+    const auto combine = Conversion::Combine;
+    const auto copy = Conversion::PlainToBwf;
+    const QStringList take = {u"rec/take.wav"_s};
+    const QStringList monos = {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s};
+    const QStringList twoFolders = {u"a/take.wav"_s, u"b/other.wav"_s};
+    const QString out = u"out"_s;
+    const QString places = u"out %2 %1"_s;
 
-    row("split of eight channels", Conversion::Split, 8, {u"rec/take.wav"_s}, {},
-        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s, u"rec/take_03.wav"_s, u"rec/take_04.wav"_s,
-         u"rec/take_05.wav"_s, u"rec/take_06.wav"_s, u"rec/take_07.wav"_s, u"rec/take_08.wav"_s});
-    row("split of eight channels into an output directory", Conversion::Split, 8,
-        {u"rec/take.wav"_s}, u"out"_s,
-        {u"out/take_01.wav"_s, u"out/take_02.wav"_s, u"out/take_03.wav"_s, u"out/take_04.wav"_s,
-         u"out/take_05.wav"_s, u"out/take_06.wav"_s, u"out/take_07.wav"_s, u"out/take_08.wav"_s});
-    row("split of a name with two dots", Conversion::Split, 2, {u"take.v2.wav"_s}, {},
-        {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s});
-    row("split of a name with two dots in a row", Conversion::Split, 2, {u"my..take.wav"_s}, {},
-        {u"my..take_01.wav"_s, u"my..take_02.wav"_s});
-    row("split of a name with two dots into an output directory", Conversion::Split, 2,
-        {u"rec/take.v2.wav"_s}, u"out"_s, {u"out/take.v2_01.wav"_s, u"out/take.v2_02.wav"_s});
-    row("split into an output directory with blanks at both ends", Conversion::Split, 2,
-        {u"rec/take.wav"_s}, u" out "_s, {u" out /take_01.wav"_s, u" out /take_02.wav"_s}, true);
-    row("split of a name with an extension in upper case", Conversion::Split, 2, {u"TAKE.WAV"_s},
-        {}, {u"TAKE_01.wav"_s, u"TAKE_02.wav"_s});
-    row("split of a path without a dot", Conversion::Split, 2, {u"take"_s}, {},
-        {u"take_01.wav"_s, u"take_02.wav"_s}, true);
-    row("split of a path without a dot into an output directory", Conversion::Split, 2, {u"take"_s},
-        u"out"_s, {u"out/take_01.wav"_s, u"out/take_02.wav"_s}, true);
-    row("split of a path with a dot only in its folder", Conversion::Split, 2, {u"rec.d/take"_s},
-        {}, {u"rec_01.wav"_s, u"rec_02.wav"_s});
-    row("split of a path with a dot only in its folder into an output directory", Conversion::Split,
-        2, {u"rec.d/take"_s}, u"out"_s, {u"out/rec_01.wav"_s, u"out/rec_02.wav"_s});
-    row("split of a path with number places", Conversion::Split, 2, {u"100%2 %1/take%2%1.wav"_s},
-        {}, {u"100%2 %1/take%2%1_01.wav"_s, u"100%2 %1/take%2%1_02.wav"_s});
-    row("split into an output directory with number places", Conversion::Split, 2,
-        {u"take%1%2%3.wav"_s}, u"out %2 %1"_s,
-        {u"out %2 %1/take%1%2%3_01.wav"_s, u"out %2 %1/take%1%2%3_02.wav"_s});
+    row("split of eight channels", split, take, {}, {u"rec/take"_s}, 8);
+    row("split of eight channels into an output directory", split, take, out, {u"out/take"_s}, 8);
+    row("split of a name with two dots", split, {u"take.v2.wav"_s}, {}, {u"take.v2"_s});
+    row("split of a name with two dots in a row", split, {u"my..take.wav"_s}, {}, {u"my..take"_s});
+    row("split of a name with two dots into an output directory", split, {u"rec/take.v2.wav"_s},
+        out, {u"out/take.v2"_s});
+    row("split into an output directory with blanks at both ends", split, take, u" out "_s,
+        {u" out /take"_s}, 2, true);
+    row("split of a name with an extension in upper case", split, {u"TAKE.WAV"_s}, {}, {u"TAKE"_s});
+    row("split of a path without a dot", split, {u"take"_s}, {}, {u"take"_s}, 2, true);
+    row("split of a path without a dot into an output directory", split, {u"take"_s}, out,
+        {u"out/take"_s}, 2, true);
+    row("split of a path with a dot only in its folder", split, {u"rec.d/take"_s}, {}, {u"rec"_s});
+    row("split of a path with a dot only in its folder into an output directory", split,
+        {u"rec.d/take"_s}, out, {u"out/rec"_s});
+    row("split of a path with number places", split, {u"100%2 %1/take%2%1.wav"_s}, {},
+        {u"100%2 %1/take%2%1"_s});
+    row("split into an output directory with number places", split, {u"take%1%2%3.wav"_s}, places,
+        {u"out %2 %1/take%1%2%3"_s});
 
-    row("combine of two files", Conversion::Combine, 1,
-        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, {}, {u"rec/take_combined.wav"_s});
-    row("combine into an output directory", Conversion::Combine, 1,
-        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, u"out"_s, {u"out/take_combined.wav"_s});
-    row("combine into an output directory with an underscore and a dot", Conversion::Combine, 1,
-        {u"rec/take_01.wav"_s, u"rec/take_02.wav"_s}, u"out_02.wav"_s,
-        {u"out_02.wav/take_combined.wav"_s});
-    row("combine of a name with two underscores", Conversion::Combine, 1,
-        {u"my_take_01.wav"_s, u"my_take_02.wav"_s}, {}, {u"my_take_combined.wav"_s});
-    row("combine of a name that is a number alone into an output directory", Conversion::Combine, 1,
-        {u"rec/_01.wav"_s, u"rec/_02.wav"_s}, u"out"_s, {u"out/_combined.wav"_s});
-    row("combine of a name with dots", Conversion::Combine, 1,
-        {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s}, {}, {u"take.v2_combined.wav"_s});
-    row("combine of paths with number places", Conversion::Combine, 1,
-        {u"100%2 %1/take%2%1_01.wav"_s, u"100%2 %1/take%2%1_02.wav"_s}, {},
-        {u"100%2 %1/take%2%1_combined.wav"_s});
-    row("combine into an output directory with number places", Conversion::Combine, 1,
-        {u"take%1%2_01.wav"_s, u"take%1%2_02.wav"_s}, u"out %2 %1"_s,
-        {u"out %2 %1/take%1%2_combined.wav"_s});
+    row("combine of two files", combine, monos, {}, {u"rec/take"_s}, 1);
+    row("combine into an output directory", combine, monos, out, {u"out/take"_s}, 1);
+    row("combine into an output directory with an underscore and a dot", combine, monos,
+        u"out_02.wav"_s, {u"out_02.wav/take"_s}, 1);
+    row("combine of a name with two underscores", combine,
+        {u"my_take_01.wav"_s, u"my_take_02.wav"_s}, {}, {u"my_take"_s}, 1);
+    row("combine of a name that is a number alone into an output directory", combine,
+        {u"rec/_01.wav"_s, u"rec/_02.wav"_s}, out, {u"out/"_s}, 1);
+    row("combine of a name with dots", combine, {u"take.v2_01.wav"_s, u"take.v2_02.wav"_s}, {},
+        {u"take.v2"_s}, 1);
+    row("combine into an output directory with number places", combine,
+        {u"take%1%2_01.wav"_s, u"take%1%2_02.wav"_s}, places, {u"out %2 %1/take%1%2"_s}, 1);
 
-    row("plain copy of one file", Conversion::PlainToBwf, 8, {u"rec/take.wav"_s}, {},
-        {u"rec/take_bwf.wav"_s});
-    row("plain copy into an output directory", Conversion::PlainToBwf, 8, {u"rec/take.wav"_s},
-        u"out"_s, {u"out/take_bwf.wav"_s});
-    row("plain copy of two files in two folders", Conversion::PlainToBwf, 1,
-        {u"a/take.wav"_s, u"b/other.wav"_s}, {}, {u"a/take_bwf.wav"_s, u"b/other_bwf.wav"_s});
-    row("plain copy of two files in two folders into an output directory", Conversion::PlainToBwf,
-        1, {u"a/take.wav"_s, u"b/other.wav"_s}, u"out"_s,
-        {u"out/take_bwf.wav"_s, u"out/other_bwf.wav"_s});
-    row("plain copy of a path without a dot", Conversion::PlainToBwf, 2, {u"take"_s}, {},
-        {u"take_bwf.wav"_s}, true);
-    row("plain copy of a path with number places", Conversion::PlainToBwf, 2,
-        {u"100%2 %1/take%2%1.wav"_s}, {}, {u"100%2 %1/take%2%1_bwf.wav"_s});
-    row("plain copy into an output directory with number places", Conversion::PlainToBwf, 2,
-        {u"take%1%2.wav"_s}, u"out %2 %1"_s, {u"out %2 %1/take%1%2_bwf.wav"_s});
+    row("plain copy of one file", copy, take, {}, {u"rec/take"_s}, 8);
+    row("plain copy of two files in two folders", copy, twoFolders, {}, {u"a/take"_s, u"b/other"_s},
+        1);
+    row("plain copy of two files in two folders into an output directory", copy, twoFolders, out,
+        {u"out/take"_s, u"out/other"_s}, 1);
+    row("plain copy of a path without a dot", copy, {u"take"_s}, {}, {u"take"_s}, 2, true);
+    row("plain copy into an output directory with number places", copy, {u"take%1%2.wav"_s}, places,
+        {u"out %2 %1/take%1%2"_s});
 }
 
 void tst_WavConverter::outputNames()
