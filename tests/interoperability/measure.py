@@ -102,6 +102,44 @@ class Source:
         return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
 
 
+class Made(Source):
+    """A kind of source that another program makes: `sox` or `ffmpeg` with these arguments."""
+
+    def __init__(self, name, bits, *command, **format):
+        super().__init__(name, bits, behind=["what the program adds"], **format)
+        self.command = command
+
+    def channel(self, number):
+        data = self.file([number])
+        data = data[data.index(b"data") + 8:][:self.frames * self.bits // 8]
+        return [data[at:at + self.bits // 8] for at in range(0, len(data), self.bits // 8)]
+
+    def file(self, numbers):
+        """A file with a tone for each of these numbers."""
+        program, *encoding = self.command
+        with tempfile.TemporaryDirectory() as work:
+            path = os.path.join(work, "made.wav")
+            if program == "sox":
+                tones = [word for n in numbers for word in ("sine", str(500 * n))]
+                command = ["sox", "-D", "-n", "-r", str(RATE), "-c", str(len(numbers)), *encoding,
+                           path, "synth", f"{self.frames}s", *tones]
+            else:
+                tones = "|".join(f"sin(2*PI*{500 * n}*t)" for n in numbers)
+                command = ["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
+                           f"aevalsrc=exprs={tones}:s={RATE}", "-af",
+                           f"atrim=end_sample={self.frames}", *encoding, path]
+            code, _, said = run(*command)
+            if code != 0:
+                sys.exit(f"{self.name}: {said}")
+            with open(path, "rb") as file:
+                return file.read()
+
+
+def ffmpeg(codec, *metadata):
+    words = [word for field in metadata for word in ("-metadata", field)]
+    return ("ffmpeg", "-c:a", codec, *(words or ("-fflags", "+bitexact")))
+
+
 SOURCES = [
     Source("8 bit", 8),
     Source("16 bit", 16),
@@ -118,6 +156,19 @@ SOURCES = [
     Source("24 bit with all four", 24, before=[bext(), ixml()], behind=[cue(), listing()]),
     Source("8 bit, odd channels", 8, frames=FRAMES + 1),
     Source("24 bit, odd channels", 24, frames=FRAMES + 1),
+    Made("SoX, 8 bit", 8, "sox", "-b", "8"),
+    Made("SoX, 16 bit", 16, "sox", "-b", "16"),
+    Made("SoX, 24 bit, plain", 24, "sox", "-t", "wavpcm", "-b", "24"),
+    Made("SoX, 24 bit, extensible", 24, "sox", "-b", "24"),
+    Made("SoX, 32 bit, plain", 32, "sox", "-t", "wavpcm", "-b", "32"),
+    Made("SoX, float with `fact`", 32, "sox", "-b", "32", "-e", "floating-point", tag=3),
+    Made("FFmpeg, 8 bit", 8, *ffmpeg("pcm_u8")),
+    Made("FFmpeg, 16 bit with `LIST`", 16, *ffmpeg("pcm_s16le", "title=Take 1")),
+    Made("FFmpeg, 16 bit with `bext`", 16, *ffmpeg("pcm_s16le", "description=A take"),
+         "-write_bext", "1"),
+    Made("FFmpeg, 24 bit with `bext`", 24, *ffmpeg("pcm_s24le", "coding_history=A=PCM,W=24\n"),
+         "-write_bext", "1"),
+    Made("FFmpeg, 32 bit", 32, *ffmpeg("pcm_s32le")),
 ]
 
 
