@@ -11,9 +11,6 @@
 
 namespace {
 
-/// The longest chain of links that Linux follows.
-constexpr int g_maxLinks = 40;
-
 /// The path with all links resolved, or the cleaned path where that is not possible.
 QString resolvedPath(const QString& fileName)
 {
@@ -40,14 +37,6 @@ std::filesystem::file_type fileType(const QString& fileName)
 {
     std::error_code error;
     return std::filesystem::status(systemPath(fileName), error).type();
-}
-
-QString linkTarget(const QString& fileName)
-{
-    QString path = fileName;
-    for (int i = 0; i < g_maxLinks && QFileInfo(path).isSymLink(); ++i)
-        path = QFileInfo(path).symLinkTarget();
-    return path;
 }
 
 bool isOneFile(const QString& fileName, const QString& other)

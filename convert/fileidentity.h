@@ -17,10 +17,6 @@ std::filesystem::path systemPath(const QString& fileName);
 /// system does not say.
 std::filesystem::file_type fileType(const QString& fileName);
 
-/// The path at the end of a chain of links, which need not exist; @p fileName itself if it is no
-/// link.
-QString linkTarget(const QString& fileName);
-
 /// True when both paths lead to one file, when the system cannot tell, and when the paths,
 /// their links resolved, differ in nothing but case and the composition of accents.
 bool isOneFile(const QString& fileName, const QString& other);

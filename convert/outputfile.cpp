@@ -11,6 +11,17 @@
 
 using FileType = std::filesystem::file_type;
 
+namespace {
+
+/// True when the length of a file could not be read because the path leads to none any more.
+bool isNoFile(const std::error_code& error)
+{
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory
+           || error == std::errc::is_a_directory || error == std::errc::not_supported;
+}
+
+} // namespace
+
 OutputFile::OutputFile(const QString& fileName)
     : m_file(fileName)
 { }
@@ -74,21 +85,19 @@ void OutputFile::remove()
         m_file.remove();
 }
 
-/// Opens a file that was not there. A link to nowhere cannot be created in this way, but its target
-/// can.
+/// Opens a file that was not there. A link to nowhere cannot be created exclusively: the system
+/// creates its target, and a file that has appeared there meanwhile keeps its bytes, since one that
+/// is opened for reading too is not truncated.
 bool OutputFile::createNew()
 {
-    constexpr auto onlyNew = QIODevice::WriteOnly | QIODevice::NewOnly;
-    if (m_file.open(onlyNew))
+    if (m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return true;
-    const QString targetName = linkTarget(m_file.fileName());
-    QFile target(targetName);
-    if (targetName == m_file.fileName() || !target.open(onlyNew))
+    if (!QFileInfo(m_file).isSymLink() || !m_file.open(QIODevice::ReadWrite))
         return false;
-    target.close();
-    if (m_file.open(QIODevice::WriteOnly))
+    char byte = 0;
+    if (!m_file.isSequential() && m_file.read(&byte, 1) == 0)
         return true;
-    target.remove();
+    m_file.close();
     return false;
 }
 
@@ -114,7 +123,7 @@ bool OutputFile::isStillAtItsPath()
         return true;
     std::error_code error;
     const std::uintmax_t length = std::filesystem::file_size(systemPath(m_file.fileName()), error);
-    if (error == std::errc::no_such_file_or_directory)
+    if (isNoFile(error))
         return false;
     const qint64 ownLength = m_file.size(); // 0 also where it is unknown
     const bool isKnown = ownLength != 0 || m_file.pos() == 0;

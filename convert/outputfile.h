@@ -12,7 +12,7 @@
 class QIODevice;
 
 /// One output on the disk, from its opening to its end: closed and kept, closed and removed, or
-/// left as far as it was written when the object goes. It is a file in work while it is open.
+/// left as far as it was written when the object goes. It is a file in work from its opening on.
 class OutputFile
 {
 public:
@@ -42,7 +42,8 @@ public:
     /// to another file or to none by now.
     bool close();
 
-    /// Closes the file, if it is open, and removes it, but no other file that took its path.
+    /// Closes the file, if it is open, and removes it, unless its path leads to another file by
+    /// now. A file of the same length counts as this one.
     void remove();
 
 private:

@@ -23,7 +23,6 @@ private slots:
     void isOneFile_data();
     void isOneFile();
     void fileThatCannotBeTold();
-    void linkTarget();
     void outputsOfSimilarNames_data();
     void outputsOfSimilarNames();
 };
@@ -86,16 +85,6 @@ void tst_FileIdentity::fileThatCannotBeTold()
         QSKIP("Nobody may enter the directory for temporary files.");
     QVERIFY(::isOneFile(dir.path(u"take.wav"_s), dir.path(u"closed/other.wav"_s)));
     QCOMPARE(int(fileType(dir.path(u"closed/other.wav"_s))), int(std::filesystem::file_type::none));
-}
-
-void tst_FileIdentity::linkTarget()
-{
-    const TempDir dir(Files{{u"take.wav"_s, {}}});
-    std::filesystem::create_symlink("nowhere/file.wav", systemPath(dir.path(u"link.wav"_s)));
-    std::filesystem::create_symlink("link.wav", systemPath(dir.path(u"again.wav"_s)));
-    QCOMPARE(::linkTarget(dir.path(u"take.wav"_s)), dir.path(u"take.wav"_s));
-    QCOMPARE(::linkTarget(dir.path(u"link.wav"_s)), dir.path(u"nowhere/file.wav"_s));
-    QCOMPARE(::linkTarget(dir.path(u"again.wav"_s)), dir.path(u"nowhere/file.wav"_s));
 }
 
 void tst_FileIdentity::outputsOfSimilarNames_data()

@@ -35,7 +35,7 @@ private slots:
     void nothingIsTruncatedUnasked_data();
     void nothingIsTruncatedUnasked();
     void outputThatGoesWhileItIsAskedAboutIsMade();
-    void outputGoneBetweenTheLastChecks_data() { addConversionRows(); }
+    void outputGoneBetweenTheLastChecks_data();
     void outputGoneBetweenTheLastChecks();
 };
 
@@ -46,6 +46,7 @@ struct Elsewhere
 {
     QByteArray path = {};
     std::function<void()> beforeCreation = {}; ///< done once, when a file is about to be created
+    int creations = 0; ///< to let pass before that
     bool isForgotten = false; ///< the path is "not found" until an exclusive creation is tried
     std::function<void()> afterCheck = {}; ///< done once, after a check that finds bytes there
 } g_elsewhere;
@@ -66,7 +67,7 @@ extern "C" int open64(const char* name, int flags, ...)
     const auto mode = va_arg(more, mode_t);
     va_end(more);
     if (isMet(name) && (flags & O_CREAT)) {
-        if (g_elsewhere.beforeCreation)
+        if (g_elsewhere.beforeCreation && g_elsewhere.creations-- == 0)
             std::exchange(g_elsewhere.beforeCreation, {})();
         if (flags & O_EXCL)
             g_elsewhere.isForgotten = false;
@@ -110,6 +111,9 @@ void tst_OutputFile::create_data()
         << u"again.wav"_s << Creation::Created
         << QStringList{u"again.wav"_s, u"link.wav"_s, u"made.wav"_s, u"nowhere.wav"_s,
                        u"there.wav"_s};
+    QTest::newRow("the target that the system finds for a link over a linked directory")
+        << u"over.wav"_s << Creation::Created
+        << QStringList{u"link.wav"_s, u"other/made.wav"_s, u"over.wav"_s, u"there.wav"_s};
     QTest::newRow("a link into a directory that is not there")
         << u"astray.wav"_s << Creation::Failed << before;
     QTest::newRow("a file in a directory that is not there")
@@ -130,6 +134,11 @@ void tst_OutputFile::create()
         link("made.wav", u"nowhere.wav"_s);
     if (name == u"again.wav")
         link("nowhere.wav", u"again.wav"_s);
+    if (name == u"over.wav") {
+        dir.addFolder(u"other/dir"_s);
+        link("other/dir", u"sub"_s);
+        link("sub/../made.wav", u"over.wav"_s);
+    }
     if (name == u"astray.wav")
         link("gone/made.wav", u"astray.wav"_s);
 
@@ -144,13 +153,16 @@ void tst_OutputFile::nothingIsTruncatedUnasked_data()
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isForgotten");
     QTest::addColumn<bool>("isLink");
+    QTest::addColumn<int>("creations"); // that come before it
     for (const auto& [conversion, name] : g_conversions) {
         QTest::addRow("%s, a file that appears when the output is opened", name)
-            << conversion << false << false;
+            << conversion << false << false << 0;
         QTest::addRow("%s, a file whose absence a share has cached", name)
-            << conversion << true << false;
+            << conversion << true << false << 0;
         QTest::addRow("%s, a file that appears where a link leads", name)
-            << conversion << false << true;
+            << conversion << false << true << 0;
+        QTest::addRow("%s, a file that appears when the target of a link is opened", name)
+            << conversion << false << true << 1;
     }
 }
 
@@ -159,6 +171,7 @@ void tst_OutputFile::nothingIsTruncatedUnasked()
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isForgotten);
     QFETCH(const bool, isLink);
+    QFETCH(const int, creations);
 
     const TempDir dir;
     const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
@@ -172,6 +185,7 @@ void tst_OutputFile::nothingIsTruncatedUnasked()
     const QByteArray take = "somebody else's take";
     g_elsewhere.path = QFile::encodeName(dir.path(output));
     g_elsewhere.isForgotten = isForgotten;
+    g_elsewhere.creations = creations;
     if (isForgotten)
         dir.add(output, take);
     else
@@ -194,10 +208,21 @@ void tst_OutputFile::outputThatGoesWhileItIsAskedAboutIsMade()
     QCOMPARE(dir.names(), QStringList{u"take_01.wav"_s});
 }
 
+void tst_OutputFile::outputGoneBetweenTheLastChecks_data()
+{
+    QTest::addColumn<Conversion>("conversion");
+    QTest::addColumn<bool>("isReplaced");
+    for (const auto& [conversion, name] : g_conversions) {
+        QTest::addRow("%s, removed", name) << conversion << false;
+        QTest::addRow("%s, replaced by a directory", name) << conversion << true;
+    }
+}
+
 /// The type of the finished file is checked first, and then its length.
 void tst_OutputFile::outputGoneBetweenTheLastChecks()
 {
     QFETCH(const Conversion, conversion);
+    QFETCH(const bool, isReplaced);
 
     const TempDir dir;
     const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
@@ -206,7 +231,11 @@ void tst_OutputFile::outputGoneBetweenTheLastChecks()
         {dir.add(source, wavBytes({fmtChunk(format), dataChunk(sampleBytes(400))}))});
     const QString output = dir.path(outputNames(conversion).first());
     g_elsewhere.path = QFile::encodeName(output);
-    g_elsewhere.afterCheck = [&] { QVERIFY(QFile::remove(output)); };
+    g_elsewhere.afterCheck = [&] {
+        QVERIFY(QFile::remove(output));
+        if (isReplaced)
+            QVERIFY(QDir().mkdir(output));
+    };
 
     const ConversionRun run = runConversion(conversion, sources, {QMessageBox::Ok});
     QVERIFY(!g_elsewhere.afterCheck);
