@@ -16,7 +16,7 @@ namespace {
 constexpr int g_firstMaximum = 10000;
 
 /// Milliseconds from one painting of the bar to the next.
-constexpr qint64 g_paintInterval = 20;
+constexpr int g_paintInterval = 20;
 
 } // namespace
 
@@ -31,12 +31,15 @@ ConversionProgress::ConversionProgress(QWidget* parent, const QString& outputNam
     // A value that equals the maximum would hide the dialog and forget a Cancel.
     m_dialog.setAutoReset(false);
     m_dialog.setLabelText(u"Converting...\n"_s + outputName);
+
+    m_paintTimer.setSingleShot(true);
+    m_paintTimer.setInterval(g_paintInterval);
+    m_paintTimer.callOnTimeout([this] { paintBar(); });
 }
 
 ConversionProgress::~ConversionProgress()
 {
-    m_bar->setUpdatesEnabled(true);
-    m_bar->repaint();
+    paintBar();
 }
 
 void ConversionProgress::setMaximum(quint32 bytes)
@@ -51,11 +54,10 @@ void ConversionProgress::show()
 
 void ConversionProgress::setValue(qint64 bytes)
 {
-    const bool isPaintDue = !m_sincePaint.isValid() || m_sincePaint.hasExpired(g_paintInterval);
-    m_bar->setUpdatesEnabled(isPaintDue);
+    m_bar->setUpdatesEnabled(false);
     m_dialog.setValue(int(bytes));
-    if (isPaintDue)
-        m_sincePaint.start();
+    if (!m_paintTimer.isActive())
+        m_paintTimer.start();
 }
 
 void ConversionProgress::setValueToMaximum()
@@ -80,6 +82,13 @@ bool ConversionProgress::pollEachFrame(qint64 bytes, qint64 frames)
             return true;
     }
     return true;
+}
+
+/// The bar paints itself again, until the next value.
+void ConversionProgress::paintBar()
+{
+    m_bar->setUpdatesEnabled(true);
+    m_bar->repaint();
 }
 
 LastWindowWatch::LastWindowWatch(const QWidget* parent)

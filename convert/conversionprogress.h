@@ -3,15 +3,15 @@
 
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QProgressDialog>
+#include <QTimer>
 
 class QProgressBar;
 class QWidget;
 
 /// The progress dialog of one output. It counts in bytes; values of 2 GiB and more wrap, as the
-/// toolkit counts in int, and one outside the range is not taken over.
+/// toolkit counts in int. The bar ignores a value outside its range.
 class ConversionProgress
 {
 public:
@@ -28,7 +28,7 @@ public:
 
     void show();
 
-    /// Every value is set, but the bar is not painted more often than every 20 ms.
+    /// Sets every value, but leaves the painting of the bar to a timer of 20 ms.
     void setValue(qint64 bytes);
 
     void setValueToMaximum();
@@ -40,9 +40,11 @@ public:
     bool pollEachFrame(qint64 bytes, qint64 frames);
 
 private:
+    void paintBar();
+
     QProgressDialog m_dialog;
     QProgressBar* m_bar; ///< owned by the dialog
-    QElapsedTimer m_sincePaint;
+    QTimer m_paintTimer; ///< runs while a value is not painted
 };
 
 /// True once lastWindowClosed() was emitted during its life, which lets a split without end stop

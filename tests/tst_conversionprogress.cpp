@@ -20,6 +20,7 @@ class tst_ConversionProgress : public QObject
 
 private slots:
     void everyValueIsSetAndTheLastOneIsPainted();
+    void barIsPaintedWhileNoValueComes();
     void blockWithoutFramesIsNotPolled();
 };
 
@@ -85,6 +86,23 @@ void tst_ConversionProgress::everyValueIsSetAndTheLastOneIsPainted()
              qPrintable(u"%1 times in %2 intervals"_s.arg(watch.painted.size()).arg(intervals)));
     progress.reset();
     QCOMPARE(watch.painted.last(), expected.last());
+}
+
+/// As in a split that never ends, which only processes events.
+void tst_ConversionProgress::barIsPaintedWhileNoValueComes()
+{
+    ConversionProgress progress(nullptr, u"take_01.wav"_s);
+    progress.setMaximum(10000);
+    progress.show();
+    QVERIFY(QTest::qWaitForWindowExposed(shownDialog()));
+    BarWatch watch(shownDialog()->findChild<QProgressBar*>());
+    progress.setValue(3000);
+    progress.setValue(9000);
+    QTRY_VERIFY(watch.painted.contains(9000));
+
+    watch.painted.clear();
+    shownDialog()->resize(shownDialog()->width() + 100, shownDialog()->height());
+    QTRY_VERIFY(watch.painted.contains(9000));
 }
 
 void tst_ConversionProgress::blockWithoutFramesIsNotPolled()
