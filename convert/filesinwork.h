@@ -7,8 +7,8 @@
 
 /// @file
 /// What no output may truncate: the files that running conversions read, and the outputs that they
-/// write. The list is one for all requests of the program: a cancelled progress dialog hides before
-/// the conversion polls it, and the window then lets the user start another request meanwhile.
+/// write. There is one list for all requests of the program: a cancelled progress dialog hides
+/// before the conversion polls it, and until then the user can start another request.
 
 /// Lists its @p names as files in work as long as it lives.
 class FilesInWorkGuard

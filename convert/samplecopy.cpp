@@ -33,7 +33,7 @@ void joinOverlapping(const FrameLayout& layout, char* const* inputs, int channel
     }
 }
 
-/// Works source by source in tiles that stay in the nearest cache until their last source is in.
+/// Works source by source, in tiles that fit the L1 cache.
 void joinTiled(const FrameLayout& layout, char* const* inputs, int channels, char* output,
                qint64 frames)
 {

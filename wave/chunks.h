@@ -43,13 +43,13 @@ bool isId(const char id[4], const char wanted[4]);
 // Readers (chunkreader.cpp)
 
 /// Checks for a RIFF header of form type WAVE at the start of the file and stores the RIFF size in
-/// bytes, 0 on failure. Leaves the stream after the header, at byte 12.
+/// bytes, 0 on failure. On success the stream is after the header, at byte 12.
 bool checkRiffWave(QDataStream& s, quint32* riffSize);
 
 /// Searches for the first chunk named @p id, reading from byte @p from of the file. Returns the
 /// offset of its body in bytes, counted from @p from, and stores the body's size; -1 when there is
-/// none and when @p from is negative. Keeps the position, unless @p from or the way back cannot be
-/// reached.
+/// none and when @p from is negative. Keeps the position, unless @p from or that position cannot
+/// be reached.
 qint64 findChunk(QDataStream& s, const char id[4], qint64 from, quint32* size);
 
 /// The same, for callers that do not need the size.

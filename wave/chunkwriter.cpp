@@ -104,6 +104,5 @@ qint64 writeCueChunk(QDataStream& s, const CueChunk& cue)
             return -1;
         s << point.chunkStart << point.blockStart << point.sampleOffset;
     }
-    return bytesWrittenIfOk(s, qint64(sizeof(cue.pointCount))
-                                   + qint64(sizeof(CuePoint)) * cue.pointCount);
+    return bytesWrittenIfOk(s, qint64(sizeof(cue.pointCount)) + g_cuePointSize * cue.pointCount);
 }

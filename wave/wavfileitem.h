@@ -36,8 +36,8 @@ public:
     void setChannelEnabled(int index, bool on);
 
     /// True when RIFF size, format record and data size are all equal: files of one format and one
-    /// length, which also carry the same amount of other chunks. Stricter than the audio format on
-    /// purpose, since a combine reads all sources at the byte positions of the first.
+    /// length. Stricter than the audio format on purpose, since a combine reads all sources at the
+    /// byte positions of the first.
     bool isSameFormat(const CWavFileItem* other) const;
 
     WavInfo m_info;

