@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A property of a table: no fit and no stretching since has made a column wider than this.
+/// A property of a table: the width, in pixels, of its widest column after the last fit.
 constexpr char g_widestFitted[] = "widestFitted";
 
 bool hasDraggedColumn(const QTableWidget* table)
@@ -33,7 +33,7 @@ void setUpFileTable(QTableWidget* table, const QString& name, const QList<Column
     table->setTabKeyNavigation(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table->setWordWrap(false); // Rows have one line: a name would be cut at a blank.
+    table->setWordWrap(false); // Wrapping would cut a name at a blank.
     table->setColumnCount(int(titles.size()));
     for (int column = 0; column < titles.size(); ++column) {
         auto* title = new QTableWidgetItem(titles[column].title);

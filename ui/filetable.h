@@ -27,7 +27,7 @@ struct ColumnTitle
 };
 
 /// What the two tables of the window share: whole rows are selected, nothing is edited, texts
-/// stay on one line, the row numbers are hidden. Column widths fit the @p titles. A screen reader
+/// are not wrapped, the row numbers are hidden. Column widths fit the @p titles. A screen reader
 /// calls the table @p name.
 void setUpFileTable(QTableWidget* table, const QString& name, const QList<ColumnTitle>& titles);
 
@@ -38,8 +38,8 @@ void fitColumnsToContents(QTableWidget* table);
 void giveRemainingWidth(QTableWidget* table, int column);
 
 /// From now on does both whenever the header gets another size: a scroll bar comes and goes only
-/// after the rows did, and the window gets its first size before its tables. A column that was
-/// dragged wider than the table stays.
+/// after the rows did, and the window gets its first size before its tables. While a
+/// column is dragged wider than the table and than any column was fitted, nothing is fitted.
 void keepColumnsFitted(QTableWidget* table, int fillColumn);
 
 /// A cell with its text on the right. The table that takes it owns it.

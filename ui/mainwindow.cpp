@@ -63,9 +63,7 @@ CMainWindow::CMainWindow()
 
 CMainWindow::~CMainWindow()
 {
-    // The widgets go before the members that the slots of their signals use, and the check boxes go
-    // last: the selection of the source table sets them. The items of both lists are not deleted,
-    // since converters still point to them.
+    // The order is kept as it is. The items of both lists are not owned.
     delete m_functionLabel;
     delete m_functionCombo;
     delete m_logoLabel;
@@ -124,7 +122,7 @@ void CMainWindow::createFunctionRow()
         qDebug().nospace() << timeStamped(u"Can not read image file."_s) << ' ';
         return;
     }
-    // As many dots as the display has, so that a scaled one shows it sharp.
+    // As many dots as the display has that the window starts on: sharp on a scaled one.
     const qreal ratio = devicePixelRatio();
     QPixmap pixmap = QPixmap::fromImage(logo).scaledToWidth(qRound(g_logoWidth * ratio),
                                                             Qt::SmoothTransformation);

@@ -19,7 +19,7 @@ class QMenu;
 class QPushButton;
 class QTableWidget;
 
-/// The functions that the selector offers, by index. The third is implemented but not offered.
+/// The functions by their index in the selector, which does not offer the third.
 enum FunctionIndex { MonoToPolyFunction = 0, PolyToMonoFunction = 1, PlainToBwfFunction = 2 };
 
 /// The window of the program. This header is its map; each block of declarations names the source
@@ -131,14 +131,14 @@ private:
     QPushButton* m_removeAllButton = nullptr;
     QPushButton* m_convertButton = nullptr;
 
-    QList<CWavFileItem*>
-        m_fileItems; // a row of the file list each; they live until the program ends
-    QList<CWavFileItem*> m_sourceItems; // a row of the source table each; out of m_fileItems
-    QString m_currentDir; // the directory last listed, null until there was one
+    // One for each row of the file list and of the source table; they live until the program ends.
+    QList<CWavFileItem*> m_fileItems;
+    QList<CWavFileItem*> m_sourceItems;
+    QString m_currentDir; // the text of the last listing, or the chooser's path; null before
     QString m_outputPath; // Nothing reads or writes it: the text of m_outputDirEdit decides.
 };
 
-/// Bytes in the largest unit that leaves them above 1, or at exactly 1024: "1.5KB".
+/// Bytes in the smallest unit that leaves at most 1024: "1.5KB".
 QString formatSize(quint64 bytes, int precision);
 
 /// @p text after the current local date and time.

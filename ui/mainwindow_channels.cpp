@@ -49,7 +49,8 @@ void CMainWindow::checkChannels()
     }
 }
 
-/// The source at the current row, whatever is selected; null when there is none.
+/// The source at the current row, whatever is selected; null when there is none, also while
+/// removeAll() has emptied the list and not yet the table.
 CWavFileItem* CMainWindow::currentSource() const
 {
     const int row = m_sourceTable->selectionModel()->currentIndex().row();

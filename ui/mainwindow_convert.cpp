@@ -25,8 +25,8 @@ void showPath(QLineEdit* edit, const QString& path)
     edit->setCursorPosition(0);
 }
 
-/// A request that is never deleted: one small object for each press of Convert. The leak checker's
-/// list, tests/leaks.supp, knows what may stay by the name of this function.
+/// A request that is never deleted: one small object for each press of Convert. Kept as it
+/// is; tests/leaks.supp names this function.
 CWavConverter* newKeptConverter(QWidget* parent, const QList<CWavFileItem*>& sources)
 {
     return new CWavConverter(parent, sources);
@@ -53,7 +53,7 @@ void CMainWindow::setCurrentDir()
 
 void CMainWindow::setOutputDir()
 {
-    // The text of the field may not name a directory; home always is one.
+    // Always home, whatever the field holds. Kept as it is; pinned by tst_convertcommand.
     const QString dir = chooseDirectory(QDir::homePath());
     if (!dir.isEmpty() && m_outputDirEdit)
         showPath(m_outputDirEdit, dir);
@@ -93,8 +93,7 @@ void CMainWindow::convert()
         break;
     }
     if (error == ConvertOk) {
-        // After two slashes the first name of a relative path would be taken for a host. An
-        // absolute path makes four of them, and names the same directory.
+        // The text is put together unescaped. Kept as it is; pinned by tst_convertcommand.
         QDesktopServices::openUrl(QUrl(u"file:///"_s + outDir, QUrl::TolerantMode));
     }
 }

@@ -23,8 +23,8 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-/// An item that is never deleted: the source list and converters may still point to it. The leak
-/// checker's list, tests/leaks.supp, knows what may stay by the name of this function.
+/// An item that is never deleted: the source list and converters may still point to it.
+/// tests/leaks.supp names this function.
 CWavFileItem* newKeptItem(const QString& path, const WavInfo& info)
 {
     return new CWavFileItem(path, info);
