@@ -409,8 +409,8 @@ void tst_ColumnFit::draggedColumns_data()
             }
         }
     };
-    addRows(true, {u"File Name"_s, u"Type"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Size"_s});
-    addRows(false, {u"File Name"_s, u"Ch"_s, u"Bit"_s, u"Fs (Hz)"_s, u"Path"_s});
+    addRows(true, g_fileTitles);
+    addRows(false, g_sourceTitles);
     QTest::newRow("File Name dragged by the mouse in the file list") << true << 0 << 700 << true;
     QTest::newRow("File Name dragged by the mouse in the source table")
         << false << 0 << 700 << true;
