@@ -226,31 +226,31 @@ class Tries:
               "in a later block": {"split": START + BLOCK // 2, "combine": BLOCK // 2 + START,
                                    "copy": START + 24 + 8 + 600}}
 
-    def gone(self):
+    def fails(self, what, fail):
         for where, at in self.BLOCKS.items():
             fault = self.table.row(
-                f"Its server ends while a source is read, {where}",
+                f"{what} while a source is read, {where}",
                 f"{READ} or, at a chunk, {CHUNK}, of a plain copy {COPY}, at once; "
                 "no output but the start of the plain copy")
 
             def reading(conversion, at=at):
                 self.fresh(take())
                 self.place.mount_anew()
-                self.source_fails(conversion, at[conversion], self.place.end_server)
+                self.source_fails(conversion, at[conversion], fail)
 
-            self.each(fault, reading)
-
-        for where, at in self.BLOCKS.items():
+            if fail:
+                self.each(fault, reading)
             fault = self.table.row(
-                f"Its server ends while an output is written, {where}",
+                f"{what} while an output is written, {where}",
                 f"{WRITE} or, of a plain copy, {COPY}; no finished output, "
                 "other files are whole")
 
             def writing(conversion, at=at):
                 self.fresh(take())
-                self.output_fails(conversion, at[conversion], self.place.end_server)
+                self.output_fails(conversion, at[conversion], fail)
 
-            self.each(fault, writing)
+            if fail:
+                self.each(fault, writing)
 
     def source_fails(self, conversion, at, fail):
         out = tempfile.mkdtemp(dir=self.disk)
@@ -303,33 +303,6 @@ class Tries:
                 expect("what stands in its place", os.listdir(self.place.root), [])
 
             self.each(fault, writing)
-
-    def pulled(self):
-        self.place.has_device = True
-        for where, at in self.BLOCKS.items():
-            fault = self.table.row(
-                f"The device below it is gone while a source is read, {where}",
-                f"{READ} or, at a chunk, {CHUNK}, of a plain copy {COPY}, at once; "
-                "no output but the start of the plain copy")
-
-            def reading(conversion, at=at):
-                self.fresh(take())
-                self.place.mount_anew()
-                self.source_fails(conversion, at[conversion], self.place.pull)
-
-            if hasattr(self.place, "pull"):
-                self.each(fault, reading)
-            fault = self.table.row(
-                f"The device below it is gone while an output is written, {where}",
-                f"{WRITE} or, of a plain copy, {COPY}; no finished output, "
-                "other files are whole")
-
-            def writing(conversion, at=at):
-                self.fresh(take())
-                self.output_fails(conversion, at[conversion], self.place.pull)
-
-            if hasattr(self.place, "pull"):
-                self.each(fault, writing)
 
     # Names
 
@@ -501,9 +474,10 @@ class Tries:
         self.whole()
         self.full()
         self.read_only()
-        self.gone()
+        self.fails("Its server ends", self.place.end_server)
         self.detached()
-        self.pulled()
+        self.place.has_device = True
+        self.fails("The device below it is gone", getattr(self.place, "pull", None))
         self.clock()
         if isinstance(self.place, (mounts.Bindfs, mounts.Sshfs)):
             self.cached_absence()
