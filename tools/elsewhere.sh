@@ -37,12 +37,18 @@ readme() {
         !inside { print }
         $0 == begin {
             inside = 1
-            print "\n| System | Qt | GCC | Tests passed | Skipped | Date |\n|---|---|---|---|---|---|"
-            while ((getline <record) > 0) {
-                if ($0 !~ /^#/)
-                    printf "| %s | %s | %s | %s | %s | %s |\n", $2, $3, $4, $5, $6, $7
-            }
             print ""
+            while ((getline <record) > 0) {
+                if ($0 ~ /^#/)
+                    continue
+                if (!rows++) {
+                    print "Both passed on these systems:\n"
+                    print "| System | Qt | GCC | Tests passed | Skipped | Date |\n|---|---|---|---|---|---|"
+                }
+                printf "| %s | %s | %s | %s | %s | %s |\n", $2, $3, $4, $5, $6, $7
+            }
+            if (rows)
+                print ""
         }' README.md
 }
 
