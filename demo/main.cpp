@@ -57,7 +57,7 @@ public:
         enterOutputDirectory(u"split"_s);
         convert();
         takeScreenshot(u"split"_s);
-        convert(); // once more, into the same files: the overwrite prompts are answered
+        convert(); // again, into the same files: the overwrite prompts are answered
         takeScreenshot(u"split again"_s);
     }
 
@@ -73,7 +73,7 @@ public:
         takeScreenshot(u"combined"_s);
     }
 
-    /// True when the program asked, told and opened exactly what it should have.
+    /// True when the program asked, reported and opened exactly what it should have.
     bool sawWhatWasExpected() const
     {
         QStringList asked;
@@ -82,7 +82,7 @@ public:
                 u"Output file already exists.\ntake_0%1.wav\n\nDo you want to overwrite?"_s.arg(
                     channel));
         }
-        asked.append(u"Can not find any mono files."_s); // the take's directory, once more
+        asked.append(u"Can not find any mono files."_s); // the take's directory again
         const QStringList opened = {folder(u"without_channel_3"_s), folder(u"split"_s),
                                     folder(u"split"_s), folder(u"combined"_s)};
         return isAsExpected(u"asked"_s, m_asked, asked)

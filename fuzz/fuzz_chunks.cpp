@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
 
     quint32 riffSize = 0;
     const bool isWave = checkRiffWave(s, &riffSize);
-    require(!isWave || device.pos() == g_riffHeaderSize, "a checked stream stands at byte 12");
+    require(!isWave || device.pos() == g_riffHeaderSize, "a checked stream is at byte 12");
 
     const qint64 from = input.control(0);
     const qint64 kept = device.pos();
@@ -62,7 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
         quint32 bodySize = 0;
         const qint64 found = findChunk(search, id, from, &bodySize);
         require(from > bytes.size() || device.pos() == kept, "a search keeps the position");
-        require(found < 0 || bytes.mid(from + found - 8, 4) == id, "the chunk that was looked for");
+        require(found < 0 || bytes.mid(from + found - 8, 4) == id,
+                "the chunk that was searched for");
         if (found >= 0 && device.seek(from + found))
             readAndWriteCue(&device);
         device.seek(kept);

@@ -19,7 +19,7 @@ constexpr int g_countAt = 1;
 constexpr int g_listedAt = 2;
 constexpr int g_sourcesAt = 16;
 
-/// A source after the first: the number in its name and what stands there.
+/// A source after the first: the number in its name and the file there.
 struct Channel
 {
     int number;
@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
     desk.clear();
 
     QList<Channel> channels = channelsOf(input);
-    // Of two sources of one name the later is what stands there.
+    // Of two sources of one name the later is the file there.
     for (Channel& channel : channels) {
         for (const Channel& other : channels) {
             if (other.number == channel.number) {

@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* data, size_t size)
     require(hasWaveHeader(bytes), "only a WAVE file is readable");
     require(bytes.mid(file.pos() - 16, 2)
                 == QByteArray::fromRawData(reinterpret_cast<const char*>(&info.fmt.formatTag), 2),
-            "the file stands behind the format body");
+            "the position is after the format body");
     const CWavFileItem item(file.fileName(), info);
     for (int channel = 0; channel < 8; ++channel) {
         require(item.isChannelEnabled(channel) == (channel < info.fmt.channels),

@@ -17,7 +17,7 @@ namespace {
 constexpr qsizetype g_mostFiles = 8;
 
 /// Moves on from header to header, as the conversions do. A `data` body ends where the file does;
-/// @p keepsBodies says that no body is read but as it stands.
+/// @p keepsBodies says that each body is read unchanged.
 Walk walkOver(const QByteArray& bytes, bool keepsBodies)
 {
     constexpr quint64 largestCount = std::numeric_limits<qint32>::max();

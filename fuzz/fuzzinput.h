@@ -17,7 +17,7 @@ class CWavFileItem;
 
 /// @file
 /// What the bytes of a fuzzing run mean. An input is one file, or several with the marker between
-/// them and control bytes behind the last marker. Any WAV file is thus an input as it stands.
+/// them and control bytes after the last marker. Any WAV file is thus an input as it is.
 
 inline constexpr char g_nextFileMarker[] = "\xF0NEXT";
 

@@ -293,7 +293,7 @@ private slots:
     {
         QTest::addColumn<int>("row");
         QTest::addColumn<QString>("enabled");
-        QTest::newRow("the first goes, the second stands in its place") << 0 << u"11110000"_s;
+        QTest::newRow("the first goes, the second takes its place") << 0 << u"11110000"_s;
         QTest::newRow("the last goes, the one before it is left") << 2 << u"11110000"_s;
     }
 
@@ -537,7 +537,7 @@ private slots:
         QCOMPARE(desk.enabledChannels(), enabledAfter);
     }
 
-    void theCurrentRowIsShownAnewWhenItLeavesTheSelection()
+    void theCurrentRowIsShownAgainWhenItLeavesTheSelection()
     {
         const PolyDesk desk({2, 2});
         desk.choose(MonoToPolyFunction);

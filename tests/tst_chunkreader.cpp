@@ -109,9 +109,9 @@ void tst_ChunkReader::checkRiffWave_data()
     refused("form type in mixed case", "RIFF" + le32(40) + "WAVe" + g_fmt, Status::Ok);
     refused("other form type", "RIFF" + le32(40) + "AVI " + g_fmt, Status::Ok);
     refused("form type cut after three characters", "RIFF" + le32(3) + "WAV", Status::Ok);
-    refused("end behind the size", "RIFF" + le32(0), Status::Ok);
+    refused("end after the size", "RIFF" + le32(0), Status::Ok);
     refused("size cut after two bytes", "RIFF" + QByteArray(2, '\0'), Status::ReadPastEnd);
-    refused("end behind the id", "RIFF", Status::ReadPastEnd);
+    refused("end after the id", "RIFF", Status::ReadPastEnd);
     refused("empty file", {}, Status::ReadPastEnd);
 }
 
@@ -174,8 +174,8 @@ void tst_ChunkReader::findChunk_data()
     };
 
     found("first chunk of the file", g_plainWav, "fmt ", 20, 16);
-    found("data behind fmt", g_plainWav, "data", 44, 4);
-    found("fmt behind data", wavBytes({g_data4, g_fmt}), "fmt ", 32, 16);
+    found("data after fmt", g_plainWav, "data", 44, 4);
+    found("fmt after data", wavBytes({g_data4, g_fmt}), "fmt ", 32, 16);
     missed("no chunk of the name", g_plainWav, "bext");
     missed("name in upper case", g_plainWav, "DATA");
     missed("name that differs in its last character", g_plainWav, "datb");
@@ -185,7 +185,7 @@ void tst_ChunkReader::findChunk_data()
     found("RIFF header that says something else", QByteArray(12, '\0') + g_data4, "data", 20, 4);
     found("first of two chunks of one name", wavBytes({g_data4, dataChunk("12345678")}), "data", 20,
           4);
-    found("behind an empty chunk", wavBytes({chunk("junk", {}), g_data4}), "data", 28, 4);
+    found("after an empty chunk", wavBytes({chunk("junk", {}), g_data4}), "data", 28, 4);
     found("wanted chunk without a body", wavBytes({chunk("data", {})}), "data", 20, 0);
     found("name of blanks and digits", wavBytes({g_fmt, chunk(" 1 2", "ab")}), " 1 2", 44, 2);
 
@@ -223,7 +223,7 @@ void tst_ChunkReader::findChunk_data()
            wavBytes({g_fmt, chunk("junk", {}, g_twoGiB), g_data4}), "data");
     missed("chunk of 2^32-1 bytes before the wanted one",
            wavBytes({g_fmt, chunk("junk", {}, 0xffffffff), g_data4}), "data");
-    missed("chunk of 2^31-1 bytes ends behind the file",
+    missed("chunk of 2^31-1 bytes ends past the end of the file",
            wavBytes({g_fmt, chunk("junk", {}, g_twoGiB - 1), g_data4}), "data");
     missed("chunk that claims one byte more than the file holds",
            wavBytes({g_fmt, dataChunk("abcd", 5)}), "bext");
@@ -247,11 +247,11 @@ void tst_ChunkReader::findChunk_data()
     found("from the first chunk header, counted from there", g_plainWav, "fmt ", 8, 16, 12);
     found("from the first chunk header, over a chunk", g_plainWav, "data", 32, 4, 12);
     found("from the second chunk header, counted from there", g_plainWav, "data", 8, 4, 36);
-    missed("from a header behind the wanted chunk", g_plainWav, "fmt ", 36);
+    missed("from a header after the wanted chunk", g_plainWav, "fmt ", 36);
     missed("from byte 1, where the RIFF header is taken for a chunk", g_plainWav, "fmt ", 1);
     missed("from the middle of a body", g_plainWav, "data", 20);
     missed("from the end of the file", g_plainWav, "fmt ", g_plainWav.size());
-    missed("from behind the end of the file", g_plainWav, "fmt ", g_plainWav.size() + 100);
+    missed("from past the end of the file", g_plainWav, "fmt ", g_plainWav.size() + 100);
 }
 
 void tst_ChunkReader::findChunk()
@@ -381,7 +381,7 @@ Q_DECLARE_METATYPE(Reader)
 
 namespace {
 
-/// Readers that succeed on a stream with g_plainWav which stands at byte 12.
+/// Readers that succeed on a stream with g_plainWav at byte 12.
 void addReaders()
 {
     QTest::addColumn<Reader>("reads");
@@ -525,7 +525,7 @@ void tst_ChunkReader::isPrintableId_data()
     QTest::addColumn<bool>("printable");
 
     QTest::newRow("letters and a blank") << "fmt "_ba << 4u << true;
-    QTest::newRow("no byte looked at") << "\0\0\0\0"_ba << 0u << true;
+    QTest::newRow("no byte checked") << "\0\0\0\0"_ba << 0u << true;
     QTest::newRow("byte 32") << "\x20\x20\x20\x20"_ba << 4u << true;
     QTest::newRow("byte 127") << "\x7f\x7f\x7f\x7f"_ba << 4u << true;
     QTest::newRow("byte 31") << "\x1f"
@@ -536,7 +536,7 @@ void tst_ChunkReader::isPrintableId_data()
                                  "d"_ba
                               << 4u << false;
     QTest::newRow("byte 255") << "abc\xff"_ba << 4u << false;
-    QTest::newRow("bad byte behind the length") << "abc\xff"_ba << 3u << true;
+    QTest::newRow("bad byte after the length") << "abc\xff"_ba << 3u << true;
     QTest::newRow("bad byte at the end of a longer text") << "abcdefg\n"_ba << 8u << false;
 }
 

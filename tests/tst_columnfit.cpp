@@ -74,7 +74,7 @@ enum class Fit {
     ToEarlierContents, // which may have been wider: taking rows out fits nothing
 };
 
-/// What is wrong with the columns and the scroll bar of a table as it stands on the screen.
+/// What is wrong with the columns and the scroll bar of a table as it is on the screen.
 QStringList faults(const QTableWidget* table, int fillColumn, Fit fit)
 {
     const QHeaderView* header = table->horizontalHeader();

@@ -61,7 +61,7 @@ private:
 
 namespace {
 
-/// Takes are more than samples: an odd chunk with its pad byte stands behind the data.
+/// Takes are more than samples: an odd chunk with its pad byte follows the data.
 const QByteArray g_listBody = "INFO!";
 
 QByteArray takeWith(int channels, const QByteArray& samples)
@@ -415,7 +415,7 @@ void tst_ConvertCommand::writesAndOpensTheRightFolder_data()
     QTest::newRow("a missing folder") << u"%1/missing"_s << rec << true << u"rec"_s << u"%1/rec"_s;
     QTest::newRow("a blank before the path")
         << u" %1/out"_s << rec << true << u"rec"_s << u"%1/rec"_s;
-    QTest::newRow("a blank behind the path")
+    QTest::newRow("a blank after the path")
         << u"%1/out "_s << rec << true << u"rec"_s << u"%1/rec"_s;
     QTest::newRow("no text, and another current directory was typed since the listing")
         << QString() << u"%1/out"_s << true << u"out"_s << u"%1/out"_s;
@@ -551,7 +551,7 @@ void tst_ConvertCommand::aCancelledConversionOpensNoFolder()
 }
 
 /// A split waits for the rest of a take that is still being copied. Cancel hides its dialog at
-/// once, but is looked at with the next sample frame only: until then the window can be used.
+/// once, but is checked with the next sample frame only: until then the window can be used.
 void tst_ConvertCommand::anOutputIsNotOverwrittenWhileItIsWritten()
 {
     FolderRecorder desktop;

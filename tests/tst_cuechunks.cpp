@@ -21,7 +21,7 @@ private slots:
     void read();
     void readReplacesEarlierPoints();
     void readOnUnreadableChunkName();
-    void readOnSpoiledStream();
+    void readOnFailedStream();
 
     void write_data();
     void write();
@@ -113,7 +113,7 @@ void tst_CueChunks::read_data()
     refused("2^31 points counted and none there", le32(0x80000000), 0x80000000, {}, 4);
     refused("last field of a point cut", le32(1) + first.left(23), 1, {}, 27);
     refused("chunk name of a point cut", le32(1) + first.left(10), 1, {}, 14);
-    refused("second point cut behind its identifier", le32(2) + first + second.left(4), 2, first,
+    refused("second point cut after its identifier", le32(2) + first + second.left(4), 2, first,
             32);
     // A number that is cut short reads as 0.
     QTest::newRow("count cut after three bytes")
@@ -156,7 +156,7 @@ void tst_CueChunks::readOnUnreadableChunkName()
     QCOMPARE(source.stream.status(), Status::ReadCorruptData);
 }
 
-void tst_CueChunks::readOnSpoiledStream()
+void tst_CueChunks::readOnFailedStream()
 {
     FileStream source(le32(2) + g_first.bytes() + g_second.bytes());
     source.file.seek(source.file.size());

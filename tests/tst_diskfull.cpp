@@ -38,8 +38,8 @@ private slots:
     void oneOutput();
     void finishedOutputsStay_data() { addMediumRows(); }
     void finishedOutputsStay();
-    void plainCopyTellsAFailedFlushOfItsSource_data() { addMediumRows(); }
-    void plainCopyTellsAFailedFlushOfItsSource();
+    void plainCopyReportsAFailedFlushOfItsSource_data() { addMediumRows(); }
+    void plainCopyReportsAFailedFlushOfItsSource();
     void deviceThatTakesNothing_data();
     void deviceThatTakesNothing();
 
@@ -137,16 +137,16 @@ constexpr std::pair<Medium, const char*> g_media[] = {
 /// Bytes that a QFile holds back at most.
 constexpr qsizetype g_heldBack = 16384;
 
-/// Chunks before and behind the data of a source, and the bytes of data of an output.
+/// Chunks before and after the data of a source, and the bytes of data of an output.
 struct Layout
 {
     QByteArrayList before;
     qsizetype outputBytes = 0;
-    QByteArrayList behind;
+    QByteArrayList after;
 
     QByteArray file(qsizetype dataBytes) const
     {
-        return wavBytes(before + QByteArrayList{dataChunk(sampleBytes(dataBytes))} + behind);
+        return wavBytes(before + QByteArrayList{dataChunk(sampleBytes(dataBytes))} + after);
     }
 
     /// The file that the plain copy writes, with RIFF size 0.
@@ -299,9 +299,9 @@ void tst_DiskFull::finishedOutputsStay()
     QVERIFY(sources.isUntouched());
 }
 
-/// Only the copies that fail have a box and keep RIFF size 0: the two behind the first fail where
+/// Only the copies that fail have a box and keep RIFF size 0: the two after the first fail where
 /// it left no room to them.
-void tst_DiskFull::plainCopyTellsAFailedFlushOfItsSource()
+void tst_DiskFull::plainCopyReportsAFailedFlushOfItsSource()
 {
     QFETCH(Medium, medium);
     if (medium == Medium::SmallFileSystem && !m_canMount)

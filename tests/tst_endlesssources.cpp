@@ -50,7 +50,7 @@ namespace {
 
 constexpr int g_waitMs = 60000; // a hang of the test itself, nothing that is measured
 
-/// The event loop rounds of a conversion that stands still are counted in steps of this many.
+/// The event loop rounds of a conversion without progress are counted in steps of this many.
 constexpr int g_roundsPerLine = 1000;
 
 void say(const QByteArray& line)
@@ -59,7 +59,7 @@ void say(const QByteArray& line)
     std::fflush(stdout);
 }
 
-/// In the child: tells of every so many rounds in which the progress stayed where it is, and, if it
+/// In the child: reports every so many rounds in which the progress stayed where it is, and, if it
 /// is to, clicks the cancel button after the first time.
 class StandstillWatch
 {
@@ -98,7 +98,7 @@ private:
     CancelClicker m_clicker;
 };
 
-/// Closes a window, as a person would, in a round behind the one in which the cancel button hid the
+/// Closes a window, as a person would, in a round after the one in which the cancel button hid the
 /// dialog in front of it.
 class WindowCloser
 {
@@ -151,7 +151,7 @@ int runChild(int argc, char* argv[])
         result = convertInChild(QCoreApplication::arguments().mid(1));
         QCoreApplication::quit();
     });
-    QApplication::exec(); // within which alone the toolkit tells of the last window
+    QApplication::exec(); // within which alone the toolkit reports the last window
     return result;
 }
 
@@ -159,7 +159,7 @@ int runChild(int argc, char* argv[])
 qint64 processorTicks(qint64 processId)
 {
     const QByteArray stat = readFile(u"/proc/%1/stat"_s.arg(processId));
-    // Behind the name in parentheses: the state, ten numbers, then user and system time.
+    // After the name in parentheses: the state, ten numbers, then user and system time.
     const QByteArrayList fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
     return fields.size() > 12 ? fields[11].toLongLong() + fields[12].toLongLong() : -1;
 }
@@ -187,7 +187,7 @@ qsizetype tst_EndlessSources::countOf(const char* line)
     return m_said.count(line);
 }
 
-/// The child tells of rounds without progress again and again, and keeps using the processor.
+/// The child reports rounds without progress again and again, and keeps using the processor.
 void tst_EndlessSources::checkThatItLoops()
 {
     qint64 ticks = -1;
@@ -290,7 +290,7 @@ void tst_EndlessSources::combineEndsByCancel_data()
         << whole << wavBytes({fmtChunk(mono), dataChunk("aAbB")}) << u"take_02.wav"_s;
     QTest::newRow("the reference number again at the end of the reference")
         << whole << whole << u"again_01.wav"_s;
-    // The progress then stands at its maximum, the RIFF size, in each round.
+    // The progress is then at its maximum, the RIFF size, in each round.
     const QByteArray shortened = wavBytes({fmtChunk(mono), dataChunk("aAbBcCdDeEfF")}).chopped(8);
     QTest::newRow("sources that lost their last 8 bytes")
         << shortened << shortened << u"take_02.wav"_s;

@@ -38,11 +38,11 @@ private slots:
     void everyFailureEndsInABoxOrInTheRightFiles();
     void combineWhoseReadFails_data();
     void combineWhoseReadFails();
-    void outputThatCannotBeRemovedIsTold_data() { addConversionRows(); }
-    void outputThatCannotBeRemovedIsTold();
+    void outputThatCannotBeRemovedIsReported_data() { addConversionRows(); }
+    void outputThatCannotBeRemovedIsReported();
     void emptyOutputReplacedIsNotRemoved();
-    void failingLookNeverTruncatesALinkedSource_data();
-    void failingLookNeverTruncatesALinkedSource();
+    void failingStatNeverTruncatesALinkedSource_data();
+    void failingStatNeverTruncatesALinkedSource();
     void identityThatChangesDoesNoHarm_data() { addConversionRows(); }
     void identityThatChangesDoesNoHarm();
     void sourceOfChangingIdentityIsRefused_data();
@@ -84,8 +84,8 @@ struct Defects
     size_t longestRead = SIZE_MAX; ///< bytes that a read of any file yields at most
     size_t longestWrite = SIZE_MAX; ///< bytes that a write takes at most
     std::function<void()> atFirstRead = {}; ///< done once, before it
-    bool changeIdentity = false; ///< each look finds another number and another time
-    quint64 looks = 0; ///< so far, with changing identity
+    bool changeIdentity = false; ///< each stat finds another inode and another time
+    quint64 stats = 0; ///< so far, with changing identity
 
     bool isBelowPath(const char* name) const
     {
@@ -161,7 +161,7 @@ extern "C" int open64(const char* name, int flags, ...)
     return int(syscall(SYS_openat, AT_FDCWD, name, flags, mode));
 }
 
-/// Some file systems tell of an earlier failure by this one.
+/// Some file systems report an earlier failure by this one.
 extern "C" int close(int descriptor)
 {
     const bool fails = g_defects.take(Close, descriptor);
@@ -182,8 +182,8 @@ extern "C" int statx(int dir, const char* name, int flags, unsigned mask,
         return int(failed());
     const auto result = int(syscall(SYS_statx, dir, name, flags, mask, found));
     if (isOurs && g_defects.changeIdentity) {
-        found->stx_ino = ++g_defects.looks;
-        found->stx_mtime.tv_sec = qint64(g_defects.looks) << 20;
+        found->stx_ino = ++g_defects.stats;
+        found->stx_mtime.tv_sec = qint64(g_defects.stats) << 20;
     }
     return result;
 }
@@ -201,8 +201,8 @@ extern "C" int stat(const char* name, struct stat* found) noexcept
         return int(failed());
     const auto result = ::fstatat(AT_FDCWD, name, found, 0);
     if (isOurs && g_defects.changeIdentity) {
-        found->st_ino = ++g_defects.looks;
-        found->st_mtim.tv_sec = time_t(g_defects.looks) << 20;
+        found->st_ino = ++g_defects.stats;
+        found->st_mtim.tv_sec = time_t(g_defects.stats) << 20;
     }
     return result;
 }
@@ -212,30 +212,30 @@ namespace {
 /// Bytes that a QFile reads ahead, and holds back of what is written.
 constexpr qsizetype g_buffer = 16384;
 
-/// What a source holds behind its format. The first two chunks end with a buffer, where nothing of
+/// What a source holds after its format. The first two chunks end with a buffer, where nothing of
 /// the next one is there yet.
 struct Layout
 {
     qsizetype noteBytes = g_buffer - (8 + 16) - 8;
     qsizetype dataBytes = 2 * g_buffer - 8;
-    QByteArray behind = chunk("tail", sampleBytes(1000));
+    QByteArray after = chunk("tail", sampleBytes(1000));
 
     QByteArray file(int channels, int seed) const
     {
         return wavBytes({fmtChunk({.channels = channels}),
                          chunk("note", sampleBytes(noteBytes, seed)),
-                         dataChunk(sampleBytes(dataBytes, seed)), behind});
+                         dataChunk(sampleBytes(dataBytes, seed)), after});
     }
 };
 
 /// Two blocks and a half of samples.
-const Layout g_longLayout = {.dataBytes = 5 * g_blockBytes / 2, .behind = {}};
+const Layout g_longLayout = {.dataBytes = 5 * g_blockBytes / 2, .after = {}};
 
 /// What a conversion came to.
 struct Outcome
 {
     int result = ConvertOk;
-    QStringList told = {}; ///< texts of the boxes that are no questions
+    QStringList reported = {}; ///< texts of the boxes that are no questions
     qsizetype questions = 0;
     Files outputs = {}; ///< without dates
     Defects defects = {}; ///< as they were met
@@ -277,7 +277,7 @@ public:
             if (text.endsWith(u"overwrite?"_s))
                 ++outcome.questions;
             else
-                outcome.told.append(text);
+                outcome.reported.append(text);
         }
         for (const QString& name : QDir(path({})).entryList(QDir::Files))
             outcome.outputs[name] = withoutDate(readFile(path(name)));
@@ -298,7 +298,7 @@ private:
     Sources m_sources;
 };
 
-/// The call of number @p first fails and those behind it, as often as @p times says; none for 0.
+/// The call of number @p first fails and those after it, as often as @p times says; none for 0.
 Defects failing(Call call, int first, int times)
 {
     Defects defects;
@@ -324,18 +324,18 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
     QTest::addColumn<Layout>("layout");
     const std::pair<Call, const char*> calls[] = {
         {Open, "open"}, {Read, "read"}, {Write, "write"},
-        {Seek, "seek"}, {Stat, "look"}, {Close, "close"},
+        {Seek, "seek"}, {Stat, "stat"}, {Close, "close"},
     };
     const std::pair<Layout, const char*> otherSources[] = {
         {{40000, 600000, chunk("bext", sampleBytes(40000)) + chunk("tail", "1234")},
-         " of a source that has a bext behind its samples"},
+         " of a source that has a bext after its samples"},
         {{40000, 600000, {}}, " of a source that ends with its samples"},
         {{40000, 600000, "abcde"}, " of a source that ends in a cut header"},
     };
     for (const auto& [conversion, name] : g_conversions) {
         for (const auto& [call, callName] : calls) {
             for (const int times : {1, 2, INT_MAX}) {
-                // The toolkit passes over the first failed read or seek behind bytes that it has.
+                // The toolkit passes over the first failed read or seek after bytes that it has.
                 if (times == 2 && call != Read && call != Seek)
                     continue;
                 const auto add = [&](const char* what, const QString& place,
@@ -354,7 +354,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
                     add(" of an output that exists", u"out"_s, true);
                 }
                 for (const auto& [layout, which] : otherSources) {
-                    if (call == Seek || (call == Read && layout.behind.startsWith("bext")))
+                    if (call == Seek || (call == Read && layout.after.startsWith("bext")))
                         add(which, u"in"_s, false, layout);
                 }
             }
@@ -389,28 +389,29 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
             calls = sound.defects.calls[size_t(call)].calls;
             QVERIFY(calls > 0);
             QCOMPARE(sound.result,
-                     int(layout.behind == "abcde" && !isCopy ? ConvertDataRead : ConvertOk));
+                     int(layout.after == "abcde" && !isCopy ? ConvertDataRead : ConvertOk));
             continue;
         }
-        const QString which = u"call %1 of %2: "_s.arg(failed).arg(calls) + outcome.told.join(u'|');
-        const bool isTold = !outcome.told.isEmpty();
-        const bool isRight = sound.told.isEmpty() && outcome.outputs == sound.outputs;
+        const QString which =
+            u"call %1 of %2: "_s.arg(failed).arg(calls) + outcome.reported.join(u'|');
+        const bool isReported = !outcome.reported.isEmpty();
+        const bool isRight = sound.reported.isEmpty() && outcome.outputs == sound.outputs;
         if (!isCopy) {
-            QVERIFY2((outcome.result == ConvertOk) == !isTold, qPrintable(which));
-            QVERIFY2(isTold || isRight, qPrintable(which));
+            QVERIFY2((outcome.result == ConvertOk) == !isReported, qPrintable(which));
+            QVERIFY2(isReported || isRight, qPrintable(which));
         }
         const bool isWritten = call == Write || (call == Close && place == u"out"_s);
         if (isWritten) {
-            QVERIFY2(
-                outcome.told == QStringList{errorText(ConvertDataWrite)}
-                    || (call == Write && outcome.told == QStringList{errorText(ConvertDataCopy)}),
-                qPrintable(which));
+            QVERIFY2(outcome.reported == QStringList{errorText(ConvertDataWrite)}
+                         || (call == Write
+                             && outcome.reported == QStringList{errorText(ConvertDataCopy)}),
+                     qPrintable(which));
             if (!isCopy)
                 QVERIFY2(outcome.outputs.size() < sound.outputs.size(), qPrintable(which));
         }
-        // The last looks are at a finished file, which they must not deny.
+        // The last stats are of a finished file, which they must not deny.
         if (call == Stat && times == 1 && place == u"out"_s && !outputsExist && failed > calls - 3)
-            QVERIFY2(!isTold && isRight, qPrintable(which));
+            QVERIFY2(!isReported && isRight, qPrintable(which));
         int changed = 0;
         for (auto file = outcome.outputs.cbegin(); file != outcome.outputs.cend(); ++file) {
             changed += file.value() != earlier;
@@ -421,7 +422,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
             const bool isStart =
                 conversion == Conversion::Split && !isWritten && file->size() <= g_outputStart;
             const bool isUnfinishedCopy =
-                isCopy && (isTold || file->mid(4, 4) == le32(0) || file->isEmpty());
+                isCopy && (isReported || file->mid(4, 4) == le32(0) || file->isEmpty());
             QVERIFY2(isStart || isUnfinishedCopy, qPrintable(which + u": "_s + file.key()));
         }
         if (outputsExist) {
@@ -444,7 +445,7 @@ void tst_FailingMedia::combineWhoseReadFails_data()
     }
 }
 
-/// What the reference holds back of its first block before the read that fails is read on behind
+/// What the reference holds back of its first block before the read that fails is read on after
 /// it: that failure is seen only when it stays.
 void tst_FailingMedia::combineWhoseReadFails()
 {
@@ -461,11 +462,11 @@ void tst_FailingMedia::combineWhoseReadFails()
     QVERIFY(outcome.defects.calls[Read].calls > 0);
     const bool isSeen = file > 1 || block > 1 || !isOnce;
     QCOMPARE(outcome.result, int(isSeen ? ConvertFileRead : ConvertOk));
-    QCOMPARE(outcome.told, QStringList(isSeen ? 1 : 0, errorText(ConvertFileRead)));
+    QCOMPARE(outcome.reported, QStringList(isSeen ? 1 : 0, errorText(ConvertFileRead)));
     QVERIFY(outcome.outputs == (isSeen ? Files() : sound.outputs));
 }
 
-void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
+void tst_FailingMedia::outputThatCannotBeRemovedIsReported()
 {
     QFETCH(const Conversion, conversion);
 
@@ -476,7 +477,7 @@ void tst_FailingMedia::outputThatCannotBeRemovedIsTold()
     const bool isCopy = conversion == Conversion::PlainToBwf; // keeps it
     QCOMPARE(outcome.defects.calls[Remove].calls, isCopy ? 0 : 1);
     QCOMPARE(outcome.result, int(isCopy ? ConvertOk : ConvertDataWrite));
-    QCOMPARE(outcome.told, QStringList{errorText(isCopy ? ConvertDataCopy : ConvertDataWrite)});
+    QCOMPARE(outcome.reported, QStringList{errorText(isCopy ? ConvertDataCopy : ConvertDataWrite)});
     QCOMPARE(outcome.outputs.keys(), outputNames(conversion).mid(0, 1)); // as far as written
 }
 
@@ -497,17 +498,17 @@ void tst_FailingMedia::emptyOutputReplacedIsNotRemoved()
     QCOMPARE(outcome.outputs, (Files{{u"take_combined.wav"_s, other}}));
 }
 
-void tst_FailingMedia::failingLookNeverTruncatesALinkedSource_data()
+void tst_FailingMedia::failingStatNeverTruncatesALinkedSource_data()
 {
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isOnce");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, each look fails once", name) << conversion << true;
-        QTest::addRow("%s, each look fails from then on", name) << conversion << false;
+        QTest::addRow("%s, each stat fails once", name) << conversion << true;
+        QTest::addRow("%s, each stat fails from then on", name) << conversion << false;
     }
 }
 
-void tst_FailingMedia::failingLookNeverTruncatesALinkedSource()
+void tst_FailingMedia::failingStatNeverTruncatesALinkedSource()
 {
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isOnce);
@@ -528,15 +529,15 @@ void tst_FailingMedia::failingLookNeverTruncatesALinkedSource()
     }
 }
 
-/// Servers may number files anew at each look, and clocks of cards jump.
+/// Servers may give other inodes at each stat, and clocks of cards jump.
 void tst_FailingMedia::identityThatChangesDoesNoHarm()
 {
     QFETCH(const Conversion, conversion);
 
     const Outcome sound = Workplace(conversion).convert();
     const Outcome outcome = Workplace(conversion).convert({.changeIdentity = true});
-    QVERIFY(outcome.defects.looks > 0);
-    QCOMPARE(outcome.told, QStringList());
+    QVERIFY(outcome.defects.stats > 0);
+    QCOMPARE(outcome.reported, QStringList());
     QCOMPARE(outcome.result, int(ConvertOk));
     QVERIFY(outcome.outputs == sound.outputs);
 }
@@ -566,7 +567,7 @@ void tst_FailingMedia::sourceOfChangingIdentityIsRefused()
     const bool isCopy = conversion == Conversion::PlainToBwf;
     QCOMPARE(outcome.result, int(isCopy ? ConvertOk : ConvertFileOpen));
     QCOMPARE(outcome.questions, 1);
-    QCOMPARE(outcome.told.size(), isCopy ? 0 : 1);
+    QCOMPARE(outcome.reported.size(), isCopy ? 0 : 1);
     QCOMPARE(outcome.outputs.keys(), QStringList{output});
     QVERIFY(work.areSourcesUntouched());
 }
@@ -592,7 +593,7 @@ void tst_FailingMedia::shortCallsAreGoneOnWith()
     const Outcome outcome =
         Workplace(conversion, layout)
             .convert({.longestRead = size_t(longest), .longestWrite = size_t(longest)});
-    QCOMPARE(outcome.told, QStringList());
+    QCOMPARE(outcome.reported, QStringList());
     QCOMPARE(outcome.result, int(ConvertOk));
     QCOMPARE(outcome.outputs.keys(), outputNames(conversion));
     QVERIFY(outcome.outputs == sound.outputs);

@@ -101,15 +101,15 @@ QByteArray monoFile(const QByteArray& samples)
 }
 
 /// What the split writes for a channel of these samples.
-QByteArray splitOutput(const QByteArray& samples, const QByteArrayList& chunksBehind = {})
+QByteArray splitOutput(const QByteArray& samples, const QByteArrayList& chunksAfter = {})
 {
-    return outputBytes(QByteArrayList{fmtChunk(g_mono), dataChunk(samples)} + chunksBehind,
-                       (8 + 4) + (8 + samples.size()) + (8 + 4) * chunksBehind.size());
+    return outputBytes(QByteArrayList{fmtChunk(g_mono), dataChunk(samples)} + chunksAfter,
+                       (8 + 4) + (8 + samples.size()) + (8 + 4) * chunksAfter.size());
 }
 
-QByteArray combineOutput(const QByteArrayList& channels, const QByteArray& chunkBehind = {})
+QByteArray combineOutput(const QByteArrayList& channels, const QByteArray& chunkAfter = {})
 {
-    return outputBytes({fmtChunk(g_stereo), dataChunk(interleaved(channels, 2)), chunkBehind});
+    return outputBytes({fmtChunk(g_stereo), dataChunk(interleaved(channels, 2)), chunkAfter});
 }
 
 /// The plain copy of a file that is its header and whole chunks.
@@ -118,7 +118,7 @@ QByteArray copyOutput(const QByteArray& file)
     return outputBytes({file.mid(g_riffHeaderSize)});
 }
 
-/// What stands in a directory, by name.
+/// What is in a directory, by name.
 using Entries = QMap<QString, QByteArray>;
 
 const QByteArray g_noFile = "neither file, directory nor link";
@@ -400,9 +400,9 @@ void tst_Faults::outputDirectoryThatTakesNoFile_data()
         QTest::addRow("%s into a read-only directory", name) << conversion << u"read-only"_s;
         QTest::addRow("%s into a directory of the kernel", name) << conversion << u"/proc/self"_s;
         // The system takes a name up to a zero character for the name of the output.
-        QTest::addRow("%s behind the name of its source", name)
+        QTest::addRow("%s into the name of its source and a zero character", name)
             << conversion << ListedTake(conversion).sourceName() + u"\0out"_s;
-        QTest::addRow("%s behind the name of a file that it has no part in", name)
+        QTest::addRow("%s into the name of another file and a zero character", name)
             << conversion << u"regular\0out"_s;
     }
 }
@@ -511,7 +511,7 @@ void tst_Faults::outputIsReadByAnotherRequest_data()
     QTest::newRow("by one still, when another that read it too has ended") << true;
 }
 
-/// A cancelled dialog hides before the conversion looks at it: the window can start another request
+/// A cancelled dialog hides before the conversion checks it: the window can start another request
 /// meanwhile, which must not truncate what the first one still reads.
 void tst_Faults::outputIsReadByAnotherRequest()
 {
@@ -819,7 +819,8 @@ void tst_Faults::sourceIsCut_data()
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("size"); // bytes that are left
     for (const auto& [conversion, name] : g_conversions) {
-        // Cut within its samples a source keeps a split going for ever, and a combine until Cancel.
+        // Cut within its samples a source keeps a split going without end, and a combine until
+        // Cancel.
         QList<int> sizes = {0, 11, 12, 13, 20, 36, 43};
         if (conversion == Conversion::PlainToBwf)
             sizes += {44, 63, 64};

@@ -22,7 +22,7 @@ class tst_FileIdentity : public QObject
 private slots:
     void isOneFile_data();
     void isOneFile();
-    void fileThatCannotBeTold();
+    void fileThatCannotBeIdentified();
     void outputsOfSimilarNames_data();
     void outputsOfSimilarNames();
 };
@@ -72,8 +72,8 @@ void tst_FileIdentity::isOneFile()
     QCOMPARE(::isOneFile(dir.path(other), dir.path(one)), isOne);
 }
 
-/// What the system cannot tell must not be truncated.
-void tst_FileIdentity::fileThatCannotBeTold()
+/// What the system cannot identify must not be truncated.
+void tst_FileIdentity::fileThatCannotBeIdentified()
 {
     const TempDir dir(Files{{u"take.wav"_s, "one"}, {u"closed/other.wav"_s, "two"}});
     const QByteArray closed = QFile::encodeName(dir.path(u"closed"_s));

@@ -47,8 +47,8 @@ private slots:
     void nothingListed();
     void unreadableFiles_data();
     void unreadableFiles();
-    void unreadableFilesAreToldLast();
-    void fileWithoutPermissionIsTold();
+    void unreadableFilesAreReportedLast();
+    void fileWithoutPermissionIsReported();
     void unreadablePipeDoesNotBlock();
 
     void emptyTextKeepsEverything();
@@ -127,7 +127,7 @@ QString unreadableBox(const QStringList& names)
     return u"Splicora|Warning|"_s + text + u"|Ok|on the window"_s;
 }
 
-/// Does something whenever a message box is about to be seen.
+/// Does something whenever a message box is about to be shown.
 class BoxWatcher : public QObject
 {
 public:
@@ -158,7 +158,7 @@ struct Desk : WindowDesk
         dir.add(contents);
     }
 
-    /// Enters a directory. Tells all of the boxes that came up.
+    /// Enters a directory. Returns all of the boxes that came up.
     QStringList enter(const QString& directory) const
     {
         const MessageBoxAnswer answer(QMessageBox::Ok);
@@ -233,7 +233,7 @@ void tst_FileList::row_data()
     QTest::newRow("broadcast file")
         << g_monoToPoly << wavBytes({bextWithoutDate(), fmtChunk({}), data})
         << u"a.wav BWF 1 16 48000 966.0B"_s;
-    QTest::newRow("broadcast chunk behind the data")
+    QTest::newRow("broadcast chunk after the data")
         << g_monoToPoly << wavBytes({fmtChunk({}), data, chunk("bext", sampleBytes(2))})
         << u"a.wav BWF 1 16 48000 110.0B"_s;
     QTest::newRow("floating point of 96 kHz")
@@ -600,7 +600,7 @@ void tst_FileList::unreadableFiles()
     QCOMPARE(height, desk.files->rowHeight(0));
 }
 
-void tst_FileList::unreadableFilesAreToldLast()
+void tst_FileList::unreadableFilesAreReportedLast()
 {
     const Desk desk({{u"first/1.wav"_s, wav(1)},
                      {u"d.wav"_s, damaged()},
@@ -631,7 +631,7 @@ void tst_FileList::unreadableFilesAreToldLast()
     QCOMPARE(enabled, g_addButtons);
 }
 
-void tst_FileList::fileWithoutPermissionIsTold()
+void tst_FileList::fileWithoutPermissionIsReported()
 {
     const Desk desk({{u"a.wav"_s, wav(1)}, {u"b.wav"_s, wav(1)}});
     QCOMPARE(chmod(QFile::encodeName(desk.dir.path()).constData(), 0755), 0);

@@ -30,8 +30,8 @@ private slots:
     void memoryDoesNotGrowWithTheFiles();
     void copiedChunksHoldNothing();
     void largestCopyAsksForItsMemory();
-    void missingMemoryIsTold_data();
-    void missingMemoryIsTold();
+    void missingMemoryIsReported_data();
+    void missingMemoryIsReported();
 };
 
 namespace {
@@ -189,7 +189,7 @@ void tst_Memory::memoryDoesNotGrowWithTheFiles()
     QVERIFY2(ofLong < (blocks + 1) * g_blockBytes, seen.constData());
 }
 
-/// A copied chunk leaves nothing behind, however many there are. The leak checker cannot tell: a
+/// A copied chunk leaves nothing behind, however many there are. The leak checker cannot see it: a
 /// copy that fails may keep its buffer.
 void tst_Memory::copiedChunksHoldNothing()
 {
@@ -211,14 +211,14 @@ void tst_Memory::largestCopyAsksForItsMemory()
     QVERIFY(
         writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
     const Sources sources({path});
-    g_arrayWithoutMemory = 3; // behind the bodies of fmt and data
+    g_arrayWithoutMemory = 3; // after the bodies of fmt and data
     const ConversionRun run = runConversion(Conversion::PlainToBwf, sources, {QMessageBox::Ok});
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
     QCOMPARE(run.texts(), QStringList{errorText(ConvertDataCopy)});
     QCOMPARE(g_lastArray, size_t(0x7FFFFFFF));
 }
 
-void tst_Memory::missingMemoryIsTold_data()
+void tst_Memory::missingMemoryIsReported_data()
 {
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("array");
@@ -234,7 +234,7 @@ void tst_Memory::missingMemoryIsTold_data()
     QTest::newRow("combine, the output buffer") << 1 << 5 << int(ConvertNoMemory);
 }
 
-void tst_Memory::missingMemoryIsTold()
+void tst_Memory::missingMemoryIsReported()
 {
     QFETCH(const int, channels);
     QFETCH(const int, array);

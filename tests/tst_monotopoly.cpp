@@ -46,7 +46,7 @@ private slots:
     void shownValues();
     void cancel_data();
     void cancel();
-    void cancelBehindTheDataComesTooLate();
+    void cancelAfterTheDataComesTooLate();
 
 private:
     static void addCombineColumns();
@@ -81,7 +81,7 @@ Format wide(Format format, int count)
 }
 
 /// One block of the combine by its rule: of each input a sample of @p sampleBytes after the other,
-/// laid into frames of @p blockAlign bytes for each input. What lies behind an input is zero.
+/// laid into frames of @p blockAlign bytes for each input. What lies after an input is zero.
 QByteArray framesOf(const QByteArrayList& inputs, int sampleBytes, int blockAlign, qsizetype count)
 {
     const qsizetype frames = count / blockAlign;
@@ -178,7 +178,7 @@ void tst_MonoToPoly::blocks_data()
     const QList<Size> sizes = {
         {"16 bit, exactly one block", 2, 16, g_blockBytes},
         {"16 bit, one frame more than a block", 2, 16, g_blockBytes + 2},
-        {"24 bit, a block ends behind its last whole frame", 2, 24, g_blockBytes - 2 + 3},
+        {"24 bit, a block ends after its last whole frame", 2, 24, g_blockBytes - 2 + 3},
         {"24 bit, three blocks of three sources, odd in all", 3, 24, 1100001},
         {"32 bit, two blocks of eight sources", 8, 32, 600000},
         {"8 bit, two blocks of seven sources, odd in all", 7, 8, g_blockBytes + 1},
@@ -344,14 +344,14 @@ void tst_MonoToPoly::channelFiles_data()
         << u"take_combined.wav"_s << combined("abbabb", 3);
 
     // Every source of the reference number reads on in the reference itself.
-    QTest::newRow("the reference number again takes the bytes behind the data")
+    QTest::newRow("the reference number again takes the bytes after the data")
         << Files{{u"take_01.wav"_s,
                   wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
                  {u"other/b_01.wav"_s, file("xxxxxxxx")}}
         << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
         << outputBytes(
                {fmtChunk(wide(format, 2)), dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))});
-    // Behind its own block the reference has four samples left, which its second reading takes.
+    // After its own block the reference has four samples left, which its second reading takes.
     const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
     const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
     const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
@@ -363,7 +363,7 @@ void tst_MonoToPoly::channelFiles_data()
         << combined(interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
                         + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1),
                     3);
-    QTest::newRow("the walk goes on behind what the reference number again has taken")
+    QTest::newRow("the walk goes on after what the reference number again has taken")
         << Files{{u"take_01.wav"_s,
                   wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
         << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
@@ -430,7 +430,7 @@ void tst_MonoToPoly::chunks_data()
     addTake("a bext chunk of the reference is copied before the others",
             {wavBytes({bext, fmt, data}), wavBytes({bext, fmt, dataChunk("1234")})},
             wavBytes({bext, fmtOut, dataOut}, 12 + (8 + 610) + (8 + 16) + (8 + 8)));
-    addTake("a bext chunk of the reference is copied behind the data",
+    addTake("a bext chunk of the reference is copied after the data",
             {wavBytes({fmt, data, bext}), wavBytes({fmt, dataChunk("1234"), chunk("bext", "x")})},
             wavBytes({fmtOut, dataOut, bext}, 12 + (8 + 16) + (8 + 8) + (8 + 610)));
     addTake("a bext chunk of another source is not used",
@@ -460,12 +460,12 @@ void tst_MonoToPoly::chunks_data()
              wavBytes({chunk("DATA", "--"), fmt, dataChunk("1234")})},
             outputBytes({chunk("DATA", "xy"), fmtOut, dataOut}));
 
-    addTake("a chunk directly behind odd data is found",
+    addTake("a chunk directly after odd data is found",
             {wavBytes({fmt, dataChunk("abc"), chunk("note", "left")}),
              wavBytes({fmt, dataChunk("123"), chunk("note", "----")})},
             outputBytes({fmtOut, dataChunk("a1b2c3"), chunk("note", "left")}));
     // The id is "\0not"; 'e' and the first size byte make the size 0x0465.
-    addTake("a pad byte behind odd data shifts the next header by one",
+    addTake("a pad byte after odd data shifts the next header by one",
             {wavBytes({fmt, paddedChunk("data", "abc"), chunk("note", "left")}),
              monoFile(format, "123")},
             outputBytes(
@@ -646,7 +646,7 @@ void tst_MonoToPoly::failures_data()
     QTest::newRow("a source between others is gone")
         << Files{{first, second}, {u"take_03.wav"_s, second}}
         << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
-    QTest::newRow("a source between others is gone, and the one behind it holds no samples")
+    QTest::newRow("a source between others is gone, and the one after it holds no samples")
         << Files{{first, second}, {u"take_03.wav"_s, "short"}}
         << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
     QTest::newRow("the rebuilt name is not in the first source's directory")
@@ -667,10 +667,10 @@ void tst_MonoToPoly::failures_data()
     addReference("the reference is empty", {}, ConvertIllegalFormat);
     addReference("the reference ends in its RIFF header", second.left(10), ConvertIllegalFormat);
 
-    addReference("a pad byte behind odd data at the end",
+    addReference("a pad byte after odd data at the end",
                  wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead);
     addReference("three stray bytes at the end", wavBytes({fmt, data, "xyz"}), ConvertDataRead);
-    addReference("a pad byte behind an odd bext chunk at the end",
+    addReference("a pad byte after an odd bext chunk at the end",
                  wavBytes({fmt, data, paddedChunk("bext", "abc")}), ConvertDataRead);
     // Without pad bytes the search ends on the last four letters, which look like a cut header.
     addReference("a search that ends in a cut header spoils the walk",
@@ -727,7 +727,7 @@ void tst_MonoToPoly::dataSizesThatWrap_data()
     QTest::newRow("three times 0x55555555 is rounded up to 0") << 3 << 0x55555555u << 0u;
 }
 
-/// The files hold much less than they claim, so the header is looked at before Cancel is pressed.
+/// The files hold much less than they claim, so the header is checked before Cancel is pressed.
 void tst_MonoToPoly::dataSizesThatWrap()
 {
     QFETCH(int, count);
@@ -755,9 +755,9 @@ void tst_MonoToPoly::dataSizesThatWrap()
 void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
 {
     const Format format = {.bits = 16};
-    const QByteArray chunkBehind = chunk("note", QByteArray(100, 'x'));
+    const QByteArray chunkAfter = chunk("note", QByteArray(100, 'x'));
     const QByteArray source =
-        wavBytes({fmtChunk(format), dataChunk(sampleBytes(2 * g_blockBytes + 8)), chunkBehind});
+        wavBytes({fmtChunk(format), dataChunk(sampleBytes(2 * g_blockBytes + 8)), chunkAfter});
     const Files files = {{u"a_01.wav"_s, source}, {u"other/b_02.wav"_s, source}};
     const TempDir dir(files);
     const ProgressWatch watch;
@@ -888,7 +888,7 @@ void tst_MonoToPoly::shownValues_data()
     QTest::addColumn<qint64>("riffSize"); // -1 for that of the file
     QTest::addColumn<int>("maximum");
 
-    QTest::newRow("the running size behind the note is more than the range and not shown")
+    QTest::newRow("the running size after the note is more than the range and not shown")
         << 2 << qint64(-1) << 4 + g_fmtChunkSize + (8 + 1000) + (8 + 4);
     QTest::newRow("2^31 - 1 is the largest range") << 1 << qint64(0x7FFFFFFF) << 0x7FFFFFFF;
     // The range is a signed number. One without room takes every value over.
@@ -897,8 +897,8 @@ void tst_MonoToPoly::shownValues_data()
     QTest::newRow("four files of 0xC0000000") << 4 << qint64(0xC0000000) << 0;
 }
 
-/// The running size behind the fmt chunk, the reference's position in the data, the running size
-/// behind the note and at last the maximum.
+/// The running size after the fmt chunk, the reference's position in the data, the running size
+/// after the note and at last the maximum.
 void tst_MonoToPoly::shownValues()
 {
     QFETCH(int, count);
@@ -975,7 +975,7 @@ void tst_MonoToPoly::cancel()
     QCOMPARE(dir.files(), files);
 }
 
-void tst_MonoToPoly::cancelBehindTheDataComesTooLate()
+void tst_MonoToPoly::cancelAfterTheDataComesTooLate()
 {
     const Format format = {.bits = 8};
     const QByteArray note = chunk("note", QByteArray(100, 'x'));

@@ -36,7 +36,7 @@ constexpr time_t g_moment = 1772597106;
 
 } // namespace
 
-// In this program the clock stands: every part of date and time has one digit. Releases of the
+// In this program the clock is stopped: every part of date and time has one digit. Releases of the
 // toolkit differ in which of these they ask.
 extern "C" int gettimeofday(timeval* now, void* /*zone*/) noexcept
 {

@@ -138,7 +138,7 @@ void tst_PlainToBwf::copies_data()
     QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
         << take(wavBytes({g_fmt, paddedChunk("data", "AaBbC"), list}),
                 outputBytes({g_fmt, chunk("data", "AaBbC"), shifted}));
-    QTest::newRow("a bext behind an id that is not text is not found, so there are two")
+    QTest::newRow("a bext after an id that is not text is not found, so there are two")
         << take(wavBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}),
                 outputBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}));
 }
@@ -219,7 +219,7 @@ void tst_PlainToBwf::failedChunks_data()
                        unfinishedFile({g_fmt, dataChunk("AaBbC")}), ConvertDataRead);
     QTest::newRow("bytes that look like a header met by the search for bext end the copy at once")
         << failingTake({g_fmt, g_data, "LISTabc"}, unfinishedFile({}), ConvertDataRead);
-    QTest::newRow("seven bytes behind the last chunk of a source with bext end the copy there")
+    QTest::newRow("seven bytes after the last chunk of a source with bext end the copy there")
         << failingTake({bext, g_fmt, g_data, "LISTabc"}, wavBytes({bext, g_fmt, g_data}, 0),
                        ConvertDataRead);
     QTest::newRow("a chunk of 2^31 bytes cannot be copied, its header is there") << failingTake(
@@ -338,7 +338,7 @@ void tst_PlainToBwf::shownValues_data()
     QTest::newRow("the largest positive range")
         << QByteArrayList{wide, g_fmt} << qint64(0x7FFFFFFF) << 2147483647
         << QList<int>{start + 4008, fmtDone, 2147483647};
-    QTest::newRow("the maximum behind a chunk that cannot be copied")
+    QTest::newRow("the maximum after a chunk that cannot be copied")
         << QByteArrayList{wide, g_fmt, chunk("LIST", "INFO", qint64(1) << 31)} << qint64(7000)
         << 7000 << QList<int>{start + 4008, fmtDone, 7000};
     // Without a range the dialog takes every value over.

@@ -159,20 +159,20 @@ Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first)
     return chunkedTake(chunks, first, QByteArray(first).replace(g_first, g_second));
 }
 
-/// The outputs for g_frames with further chunks before and behind fmt and data.
+/// The outputs for g_frames with further chunks before and after fmt and data.
 Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList& copiedBefore,
-                       const QByteArrayList& copiedBehind)
+                       const QByteArrayList& copiedAfter)
 {
     const auto output = [&](const QByteArray& samples) {
         const QByteArrayList chunks =
-            copiedBefore + QByteArrayList{g_monoFmt, dataChunk(samples)} + copiedBehind;
-        const qint64 copied = copiedBefore.size() + copiedBehind.size();
+            copiedBefore + QByteArrayList{g_monoFmt, dataChunk(samples)} + copiedAfter;
+        const qint64 copied = copiedBefore.size() + copiedAfter.size();
         return outputBytes(chunks, g_chunk + g_header + 4 + copied * g_chunk);
     };
     return chunkedTake(sourceChunks, output(g_first));
 }
 
-/// Closes the last window, as far as the program can tell, when events come through at a value of
+/// Closes the last window, as far as the program knows, when events come through at a value of
 /// the progress, or when it reaches its maximum, if that is the value.
 class LastWindowCloser
 {
@@ -269,16 +269,16 @@ void tst_PolyToMono::inconsistentFormats_data()
     QTest::newRow("7 bits give silence of the right length")
         << plainTake({.channels = 2, .bits = 7, .blockAlign = 2}, "AaBb",
                      {QByteArray(2, '\0'), QByteArray(2, '\0')});
-    QTest::newRow("a block align beyond channels times bytes is used as it stands")
+    QTest::newRow("a block align beyond channels times bytes is used as it is")
         << plainTake({.channels = 2, .bits = 16, .blockAlign = 6}, "AaBb..CcDd..",
                      {QByteArray("AaCc\0\0", 6), QByteArray("BbDd\0\0", 6)});
-    QTest::newRow("a block align below channels times bytes is used as it stands")
+    QTest::newRow("a block align below channels times bytes is used as it is")
         << plainTake({.channels = 2, .bits = 16, .blockAlign = 3}, "AaBbCc", {"Aab", "Bbc"});
-    QTest::newRow("a block align below the bytes of a sample is used as it stands")
+    QTest::newRow("a block align below the bytes of a sample is used as it is")
         << plainTake({.channels = 2, .bits = 16, .blockAlign = 1}, "ABCDEF", {"ABB", "CDD"});
-    QTest::newRow("a channel that lies behind the only frame is zero") << plainTake(
+    QTest::newRow("a channel that lies after the only frame is zero") << plainTake(
         {.channels = 2, .bits = 16, .blockAlign = 2}, "AB", {QByteArray("A"), QByteArray(1, '\0')});
-    QTest::newRow("channels that lie far behind a full block read zeros") << plainTake(
+    QTest::newRow("channels that lie far past a full block read zeros") << plainTake(
         {.channels = 8, .bits = 65528, .blockAlign = 8}, "ABCDEFGH",
         {"A", QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0'),
          QByteArray(1, '\0'), QByteArray(1, '\0'), QByteArray(1, '\0')});
@@ -335,13 +335,13 @@ void tst_PolyToMono::chunks_data()
 
     QTest::newRow("an even chunk before fmt")
         << takeWithChunks({evenList, fmt, data}, {evenList}, {});
-    QTest::newRow("an even chunk behind data")
+    QTest::newRow("an even chunk after data")
         << takeWithChunks({fmt, data, evenList}, {}, {evenList});
-    QTest::newRow("an odd chunk behind data keeps its odd size and its pad byte") << takeWithChunks(
+    QTest::newRow("an odd chunk after data keeps its odd size and its pad byte") << takeWithChunks(
         {fmt, data, paddedChunk("LIST", "INFOabc")}, {}, {paddedChunk("LIST", "INFOabc")});
     QTest::newRow("a pad byte that is not zero is copied as it is") << takeWithChunks(
         {fmt, data, chunk("note", "abc") + "P"}, {}, {chunk("note", "abc") + "P"});
-    QTest::newRow("an odd chunk between two others, behind data")
+    QTest::newRow("an odd chunk between two others, after data")
         << takeWithChunks({fmt, data, paddedChunk("note", "abc"), evenList}, {},
                           {paddedChunk("note", "abc"), evenList});
     QTest::newRow("an odd last chunk without pad byte gets a zero one") << takeWithChunks(
@@ -357,7 +357,7 @@ void tst_PolyToMono::chunks_data()
     QTest::newRow("an id that is not text ends the search for bext, not the copy")
         << takeWithChunks({fmt, data, chunk("\x01\x80\xFFx", "abcd"), bext}, {},
                           {chunk("\x01\x80\xFFx", "abcd"), bext});
-    QTest::newRow("a bext behind an odd chunk is not found, so there are two") << takeWithChunks(
+    QTest::newRow("a bext after an odd chunk is not found, so there are two") << takeWithChunks(
         {fmt, data, paddedChunk("note", "abc"), bext}, {}, {paddedChunk("note", "abc"), bext});
 
     QTest::newRow("data before fmt stays before it")
@@ -575,13 +575,13 @@ void tst_PolyToMono::failures_data()
         << failingTake({fmt, data, chunk("bext", "abc"), QByteArray(1, '\0')}, ConvertDataRead);
     QTest::newRow("the pad byte of an odd last fmt is a cut header")
         << failingTake({data, fmtChunk(g_stereo16, "x"), QByteArray(1, '\0')}, ConvertDataRead);
-    QTest::newRow("three bytes behind the last chunk")
+    QTest::newRow("three bytes after the last chunk")
         << failingTake({fmt, data, "abc"}, ConvertDataRead);
-    QTest::newRow("seven bytes behind the last chunk")
+    QTest::newRow("seven bytes after the last chunk")
         << failingTake({fmt, data, "LISTabc"}, ConvertDataRead);
-    QTest::newRow("seven bytes behind the last chunk of a source with bext")
+    QTest::newRow("seven bytes after the last chunk of a source with bext")
         << failingTake({chunk("bext", "ab"), fmt, data, "LISTabc"}, ConvertDataRead);
-    QTest::newRow("two pad bytes behind the last chunk")
+    QTest::newRow("two pad bytes after the last chunk")
         << failingTake({fmt, data, chunk("note", "ab"), QByteArray(2, '\0')}, ConvertDataRead);
     QTest::newRow("a chunk of 2^31 bytes cannot be copied")
         << failingTake({fmt, data, chunk("LIST", "INFO", qint64(1) << 31)}, ConvertDataCopy);
@@ -802,9 +802,9 @@ void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
                            2 * g_chunk + g_header + samples.size() + 2 * g_chunk);
     };
     const int noteDone = g_outputStart + 2 * g_chunk + g_header + 4 + g_chunk;
-    QTest::newRow("before the last of two chunks behind the data") << chunkedTake(
+    QTest::newRow("before the last of two chunks after the data") << chunkedTake(
         {wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note}, output(g_first))
-                                                                   << noteDone;
+                                                                  << noteDone;
     QTest::newRow("before the format of a take with data of less than a frame")
         << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk("Aa"), note, note},
                        output(QByteArray(2, '\0')), output(QByteArray(2, '\0')))
@@ -851,7 +851,7 @@ void tst_PolyToMono::lastWindowIsClosed_data()
     Request nothingKept = whole;
     nothingKept.outputs.clear();
     nothingKept.result = ConvertCancelled;
-    QTest::newRow("before the last of two chunks behind the data")
+    QTest::newRow("before the last of two chunks after the data")
         << nothingKept << noteDone << true;
 
     Request firstKept = whole;
@@ -960,7 +960,7 @@ void tst_PolyToMono::headersOfLargeDataSizes_data()
     QTest::newRow("2^32 - 1 in three channels") << 3 << 0xFFFFFFFFu << 0x55555556u;
 }
 
-/// The file holds much less than it claims, so the header is looked at before Cancel is pressed.
+/// The file holds much less than it claims, so the header is checked before Cancel is pressed.
 void tst_PolyToMono::headersOfLargeDataSizes()
 {
     QFETCH(int, channels);

@@ -112,7 +112,7 @@ struct Recording
     QByteArrayList channels; ///< the samples of each
     QByteArrayList chunksBefore; ///< of `fmt `
     QByteArrayList chunksBetween; ///< `fmt ` and `data`
-    QByteArrayList chunksBehind; ///< `data`
+    QByteArrayList chunksAfter; ///< `data`
     QByteArray fmtExtension;
     bool hasBext = false;
 
@@ -120,7 +120,7 @@ struct Recording
     {
         return wavBytes(
             chunksBefore + QByteArrayList{fmtChunk(format, fmtExtension)} + chunksBetween
-            + QByteArrayList{dataChunk(interleaved(channels, format.bits / 8))} + chunksBehind);
+            + QByteArrayList{dataChunk(interleaved(channels, format.bits / 8))} + chunksAfter);
     }
 };
 
@@ -144,7 +144,7 @@ QByteArray randomChunk(CaseRandom& random, int bodyBytes)
 }
 
 /// Chunks around `fmt ` and `data`. Those before the last one of a search are even, since no pad
-/// byte is skipped there; those behind `data` are also odd, with their pad byte.
+/// byte is skipped there; those after `data` are also odd, with their pad byte.
 void addRandomChunks(CaseRandom& random, Recording* recording)
 {
     recording->hasBext = random.coin();
@@ -156,7 +156,7 @@ void addRandomChunks(CaseRandom& random, Recording* recording)
         recording->chunksBetween += randomChunk(random, 2 * random.between(0, 40));
     for (int i = random.between(0, 3); i > 0; --i) {
         const int size = random.between(0, 81);
-        recording->chunksBehind += randomChunk(random, size) + QByteArray(size % 2, '\0');
+        recording->chunksAfter += randomChunk(random, size) + QByteArray(size % 2, '\0');
     }
     recording->fmtExtension = random.bytes(random.oneOf<int>({0, 2, 24}));
 }
@@ -270,7 +270,7 @@ void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
                      random.name());
         }
         QVERIFY2(take.combine(firstNumbers(channels)), random.name());
-        // The pad byte of an odd channel comes back as well, behind the samples.
+        // The pad byte of an odd channel comes back as well, after the samples.
         const bool isOdd = recording.channels.first().size() % 2 != 0;
         QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
                      == interleaved(recording.channels, width / 8)
@@ -413,8 +413,8 @@ void tst_Properties::otherChunkBodiesComeThroughUnchanged()
 
         // The plain copy reads odd chunks without pad bytes, wherever they stand.
         Recording plain = randomRecording(random, channels, width);
-        plain.chunksBehind = {randomChunk(random, 2 * random.between(0, 40) + 1),
-                              randomChunk(random, random.between(0, 80))};
+        plain.chunksAfter = {randomChunk(random, 2 * random.between(0, 40) + 1),
+                             randomChunk(random, random.between(0, 80))};
         take.add(u"plain.wav"_s, plain.file());
         QVERIFY2(take.copy(u"plain.wav"_s), random.name());
         const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);

@@ -60,7 +60,7 @@ void tst_ReadWavInfo::readable_data()
     QTest::addColumn<QByteArray>("fmtBody");
     QTest::addColumn<quint32>("dataSize");
     QTest::addColumn<bool>("hasBext");
-    QTest::addColumn<qint64>("position"); // behind the 16 bytes of the `fmt ` body
+    QTest::addColumn<qint64>("position"); // after the 16 bytes of the `fmt ` body
 
     const auto format = [](const char* name, const Format& fmt, const QByteArray& extension = {}) {
         const QByteArray bytes = wavBytes({fmtChunk(fmt, extension), g_data});
@@ -90,12 +90,12 @@ void tst_ReadWavInfo::readable_data()
     const QByteArray fmt = fmtChunk(g_mono); // 24 bytes
     layout("data before fmt", wavBytes({g_data, fmt}), 4, false, 48);
     layout("bext before fmt", wavBytes({g_bext, fmt, g_data}), 4, true, 12 + 610 + 24);
-    layout("bext behind data", wavBytes({fmt, g_data, g_bext}), 4, true, 36);
+    layout("bext after data", wavBytes({fmt, g_data, g_bext}), 4, true, 36);
     layout("bext without a body", wavBytes({fmt, g_data, chunk("bext", {})}), 4, true, 36);
     layout("bext in upper case", wavBytes({fmt, g_data, chunk("BEXT", "ab")}), 4, false, 36);
-    layout("bext behind odd and padded data", wavBytes({fmt, paddedChunk("data", "abc"), g_bext}),
-           3, false, 36);
-    layout("bext behind odd data without pad byte", wavBytes({fmt, dataChunk("abc"), g_bext}), 3,
+    layout("bext after odd and padded data", wavBytes({fmt, paddedChunk("data", "abc"), g_bext}), 3,
+           false, 36);
+    layout("bext after odd data without pad byte", wavBytes({fmt, dataChunk("abc"), g_bext}), 3,
            true, 36);
     layout("first of two data chunks", wavBytes({fmt, g_data, dataChunk("123456")}), 4, false, 36);
     layout("first of two fmt chunks", wavBytes({fmt, fmtChunk({6, 24, 96000}), g_data}), 4, false,
@@ -103,16 +103,16 @@ void tst_ReadWavInfo::readable_data()
     layout("empty data", wavBytes({fmt, dataChunk({})}), 0, false, 36);
     layout("data that claims more than there is", wavBytes({fmt, dataChunk("ab", 1000)}), 1000,
            false, 36);
-    layout("data of 2^31 bytes hides the bext behind it",
+    layout("data of 2^31 bytes hides the bext after it",
            wavBytes({fmt, dataChunk("abcd", g_twoGiB), g_bext}), 0x80000000, false, 36);
     layout("data of 2^32-1 bytes", wavBytes({fmt, dataChunk("abcd", 0xffffffff)}), 0xffffffff,
            false, 36);
     layout("RIFF size 0", wavBytes({fmt, g_data}, 0), 4, false, 36);
     layout("RIFF size of 2^32-1", wavBytes({fmt, g_data}, 0xffffffff), 4, false, 36);
-    layout("chunk name with a high byte behind data",
+    layout("chunk name with a high byte after data",
            wavBytes({fmt, g_data, chunk("be\xc3\xa4", "ab"), g_bext}), 4, false, 36);
-    layout("cut chunk header behind data", wavBytes({fmt, g_data}) + "bext\2", 4, false, 36);
-    layout("stray byte behind data", wavBytes({fmt, g_data}) + QByteArray(1, '\0'), 4, false, 36);
+    layout("cut chunk header after data", wavBytes({fmt, g_data}) + "bext\2", 4, false, 36);
+    layout("stray byte after data", wavBytes({fmt, g_data}) + QByteArray(1, '\0'), 4, false, 36);
 
     // A `fmt ` of 14 bytes: its last field is read from the header that follows.
     const QByteArray shortFmt = chunk("fmt ", g_mono.body().left(14));

@@ -211,15 +211,15 @@ private slots:
         row("three files from top to bottom", mono, equalFiles(3), {}, add, upTo(3), {}, upTo(3));
         row("three files from bottom to top come in the order of their selection", mono,
             equalFiles(3), {}, add, {2, 1, 0}, {}, {2, 1, 0});
-        row("files behind others, which stand at the positions of the selection", mono,
-            equalFiles(4), {3, 2}, add, {0, 1}, {}, {3, 2, 0, 1});
+        row("files after others, which are at the positions of the selection", mono, equalFiles(4),
+            {3, 2}, add, {0, 1}, {}, {3, 2, 0, 1});
         row("nothing selected and no source", mono, equalFiles(1), {}, add, {}, {}, {});
         row("nothing selected and one source", mono, equalFiles(2), {0}, add, {}, {}, {0});
         row("nothing selected and eight sources", mono, equalFiles(8), upTo(8), add, {}, {},
             upTo(8));
         row("all of three files whatever is selected", mono, equalFiles(3), {}, addAll, {1}, {},
             upTo(3));
-        row("all of three files behind one of them", mono, equalFiles(3), {2}, addAll, {},
+        row("all of three files after one of them", mono, equalFiles(3), {2}, addAll, {},
             {g_isSource}, {2, 0, 1});
 
         row("eight files at once", mono, equalFiles(9), {}, add, upTo(8), {}, upTo(8));
@@ -256,9 +256,9 @@ private slots:
         row("the second file is measured by the first source", mono,
             letterFiles({usual, smallWav({.bits = 24, .rate = 8000}), usual}), {1}, add, {0},
             {g_otherFormat}, {1});
-        row("a longer file between two equal ones leaves a position behind the list", mono,
+        row("a longer file between two equal ones leaves a position past the end of the list", mono,
             letterFiles({usual, longer, usual}), {}, add, upTo(3), {g_otherFormat}, {0, 2});
-        row("two longer files before an equal one leave positions behind the list", mono,
+        row("two longer files before an equal one leave positions past the end of the list", mono,
             letterFiles({usual, longer, longer, usual}), {}, addAll, {},
             {g_otherFormat, g_otherFormat}, {0, 3});
         row("a file longer by one frame", mono, letterFiles({usual, longer}), {0}, add, {1},
@@ -845,7 +845,7 @@ private slots:
             row("the same directory leaves the other files", u"."_s, {}, letterNames({0, 1, 2, 3}),
                 letterNames({1, 2, 3}));
         }
-        QTest::newRow("Add: a row that is gone ends it, whatever was selected behind it")
+        QTest::newRow("Add: a row that is gone ends it, whatever was selected after it")
             << u"Add"_s << QList<int>{0, 3, 1} << u"two"_s << QStringList()
             << QStringList{u"x.wav"_s, u"y.wav"_s} << QStringList();
     }

@@ -29,7 +29,7 @@ private slots:
     void copyBlock();
     void copyBlockOnFaultyDevice_data();
     void copyBlockOnFaultyDevice();
-    void copyBlockFromSpoiledStream();
+    void copyBlockFromFailedStream();
     void copyBlockWritesNoStrayMemory();
 
     void reportError_data();
@@ -176,10 +176,10 @@ void tst_WavConverter::channelNumber_data()
 
     QTest::newRow("two digits") << u"/rec/take_03.wav"_s << 3;
     QTest::newRow("two digits without zero") << u"/rec/take_12.wav"_s << 12;
-    QTest::newRow("third digit is not looked at") << u"/rec/take_012.wav"_s << 1;
+    QTest::newRow("third digit is not checked") << u"/rec/take_012.wav"_s << 1;
     QTest::newRow("digit and dot") << u"/rec/take_3.wav"_s << 0;
     QTest::newRow("single digit at the end") << u"/rec/take_7"_s << 7;
-    QTest::newRow("nothing behind the underscore") << u"/rec/take_"_s << 0;
+    QTest::newRow("nothing after the underscore") << u"/rec/take_"_s << 0;
     QTest::newRow("letters") << u"/rec/take_left.wav"_s << 0;
     QTest::newRow("digit and letter") << u"/rec/take_1a.wav"_s << 0;
     QTest::newRow("sign and digit") << u"/rec/take_-3.wav"_s << -3;
@@ -204,7 +204,7 @@ void tst_WavConverter::copyBlock_data()
     QTest::addColumn<QByteArray>("written");
     QTest::addColumn<qint64>("inputPosition");
 
-    // The source holds "abcdefgh" and stands at "c".
+    // The source holds "abcdefgh" and is at "c".
     const auto row = [](const char* name, quint32 size, bool done, const QByteArray& written,
                         qint64 inputPosition) {
         QTest::newRow(name) << size << done << written << inputPosition;
@@ -261,7 +261,7 @@ void tst_WavConverter::copyBlockOnFaultyDevice()
     QCOMPARE(output.device.data(), done ? "abcdefgh"_ba : ""_ba);
 }
 
-void tst_WavConverter::copyBlockFromSpoiledStream()
+void tst_WavConverter::copyBlockFromFailedStream()
 {
     FileStream source("abcdefgh");
     source.file.seek(6);
@@ -525,14 +525,14 @@ void tst_WavConverter::overwritePrompt()
                                  : conversion == Conversion::Combine ? combinedBytes(1)
                                                                      : bwfBytes(sourceBytes(1));
     const bool isOverwritten = answer == QMessageBox::Yes;
-    const bool isTold = isOverwritten || conversion == Conversion::PlainToBwf;
+    const bool isDone = isOverwritten || conversion == Conversion::PlainToBwf;
     const QByteArray old(5000, '-'); // longer than what comes
     checkRequest({.before = {{source, sourceBytes(1)}, {u"out/"_s + output, old}},
                   .sources = {source},
                   .outputs = {{u"out/"_s + output, isOverwritten ? converted : old}},
                   .outputDir = u"out"_s,
                   .answers = {answer},
-                  .result = isTold ? ConvertOk : ConvertCancelled,
+                  .result = isDone ? ConvertOk : ConvertCancelled,
                   .boxes = {overwriteQuestion(output, conversion)}},
                  conversion);
 }
@@ -679,7 +679,7 @@ void tst_WavConverter::errorBoxBesideProgress()
     QVERIFY(answer.wasAsked());
     QCOMPARE(answer.box().text, errorText(ConvertDataRead));
     QCOMPARE(hadProgress, hasProgress);
-    QCOMPARE(wasOpen, hasProgress); // the plain copy closes its output behind the box
+    QCOMPARE(wasOpen, hasProgress); // the plain copy closes its output after the box
     QCOMPARE(namesThen, names);
 }
 

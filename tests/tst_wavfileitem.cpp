@@ -168,7 +168,7 @@ void tst_WavFileItem::setChannelEnabled_data()
     QTest::newRow("channel 1, which is on") << 0 << u"110000000"_s;
     QTest::newRow("channel 3") << 2 << u"111000000"_s;
     QTest::newRow("channel 8") << 7 << u"110000010"_s;
-    QTest::newRow("spare flag behind channel 8") << 8 << u"110000001"_s;
+    QTest::newRow("spare flag after channel 8") << 8 << u"110000001"_s;
     QTest::newRow("index 9") << 9 << u"110000000"_s;
     QTest::newRow("index -1") << -1 << u"110000000"_s;
     QTest::newRow("index far above") << 1000000 << u"110000000"_s;
@@ -259,7 +259,7 @@ void tst_WavFileItem::isSameFormatOfFiles_data()
     QTest::newRow("one sample frame longer") << wavBytes({fmt, dataChunk("abcdefgh")}) << false;
     QTest::newRow("one sample frame shorter") << wavBytes({fmt, dataChunk("abcd")}) << false;
     QTest::newRow("with a bext chunk") << wavBytes({fmt, bext, dataChunk("abcdef")}) << false;
-    QTest::newRow("with an extra chunk behind data")
+    QTest::newRow("with an extra chunk after data")
         << wavBytes({fmt, dataChunk("abcdef"), chunk("LIST", "ab")}) << false;
     QTest::newRow("chunks of the same length in another order")
         << wavBytes({dataChunk("abcdef"), fmt}) << true;

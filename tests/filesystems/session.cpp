@@ -3,7 +3,7 @@
 
 // A session of the program that a script leads: it takes a request a line from its input, as JSON,
 // and prints a line for each. A listing goes through the real window, a conversion through the real
-// boxes; both are told with the texts of the boxes.
+// boxes; both return the texts of the boxes.
 //
 //     {"do": "list", "dir": DIRECTORY, "function": INDEX}
 //     {"do": "split"|"combine"|"copy", "sources": [FILE...], "out": DIRECTORY,
@@ -52,7 +52,7 @@ public:
         m_timer.start(0);
     }
 
-    int stepsBehind() const { return m_stepsBehind; }
+    int stepsAfter() const { return m_stepsAfter; }
 
 private:
     void look(qint64 bytes)
@@ -63,7 +63,7 @@ private:
                 continue;
             m_timer.stop();
             const auto* bar = dialog->findChild<QProgressBar*>();
-            connect(bar, &QProgressBar::valueChanged, this, [this] { ++m_stepsBehind; });
+            connect(bar, &QProgressBar::valueChanged, this, [this] { ++m_stepsAfter; });
             std::cout << "paused" << std::endl;
             std::string line;
             std::getline(std::cin, line);
@@ -72,7 +72,7 @@ private:
     }
 
     QTimer m_timer;
-    int m_stepsBehind = 0;
+    int m_stepsAfter = 0;
 };
 
 QJsonObject listed(const QJsonObject& request)
@@ -105,7 +105,7 @@ QJsonObject converted(const QJsonObject& request)
     const ConversionRun run = runAnswered(answers, [&] { return convert(converter, conversion); });
     return {{u"result"_s, run.result},
             {u"boxes"_s, QJsonArray::fromStringList(run.texts())},
-            {u"steps"_s, pause ? pause->stepsBehind() : 0}};
+            {u"steps"_s, pause ? pause->stepsAfter() : 0}};
 }
 
 } // namespace

@@ -115,7 +115,7 @@ inline QStringList outputNames(Conversion conversion)
     return {QStringLiteral("take_bwf.wav")};
 }
 
-/// Converts, and returns the result. A plain copy tells none, which counts as success.
+/// Converts, and returns the result. A plain copy returns none, which counts as success.
 inline int convert(CWavConverter& converter, Conversion conversion)
 {
     switch (conversion) {

@@ -29,7 +29,7 @@ struct Request
     QStringList boxes = {}; ///< texts
 };
 
-/// @p file with zeros for the date and the time of the generated `bext` chunk behind its RIFF
+/// @p file with zeros for the date and the time of the generated `bext` chunk after its RIFF
 /// header, provided that they read like a date and a time of the last minute.
 inline QByteArray withoutRecentDate(const QByteArray& file)
 {
@@ -40,7 +40,7 @@ inline QByteArray withoutRecentDate(const QByteArray& file)
     return age >= 0 && age <= 60 ? withoutDate(file) : file;
 }
 
-/// Tells where @p actual departs from @p expected; empty when they are equal. A generated `bext`
+/// Says where @p actual departs from @p expected; empty when they are equal. A generated `bext`
 /// chunk is expected with zeros for date and time.
 inline QString difference(const QByteArray& actual, const QByteArray& expected)
 {
@@ -66,11 +66,11 @@ inline QString differences(const Files& actual, const Files& expected)
             found.append(file.key() + QStringLiteral(" is one too many"));
     }
     for (auto file = expected.cbegin(); file != expected.cend(); ++file) {
-        const QString told = !actual.contains(file.key())
-                                 ? QStringLiteral("is missing")
-                                 : difference(actual[file.key()], file.value());
-        if (!told.isEmpty())
-            found.append(file.key() + u' ' + told);
+        const QString problem = !actual.contains(file.key())
+                                    ? QStringLiteral("is missing")
+                                    : difference(actual[file.key()], file.value());
+        if (!problem.isEmpty())
+            found.append(file.key() + u' ' + problem);
     }
     return found.join(u'\n');
 }

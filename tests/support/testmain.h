@@ -51,7 +51,7 @@ public:
     ~ExpectedMessages() { s_starts.removeLast(); }
     Q_DISABLE_COPY_MOVE(ExpectedMessages)
 
-    /// Stands before @p log, which gets all other messages.
+    /// Called before @p log, which gets all other messages.
     static void installBefore(QtMessageHandler log)
     {
         s_log = log;
@@ -134,7 +134,7 @@ int runTest(int argc, char* argv[])
     // The platform without a display says so about every window.
     const ExpectedMessages plugin(QStringLiteral("This plugin does not support propagateSize"));
     static Test test; // as in main(): a list of the functions ends the program in here
-    // As QTest::qExec() does it, with a look at what goes to the log.
+    // As QTest::qExec() does it, with a check of what goes to the log.
     QTest::qInit(&test, argc, argv);
     const QtMessageHandler log = qInstallMessageHandler(nullptr);
     ExpectedMessages::installBefore(log);
@@ -144,7 +144,7 @@ int runTest(int argc, char* argv[])
     return failures;
 }
 
-/// Stands at the end of a test program, in the place of QTEST_MAIN.
+/// Belongs at the end of a test program, in the place of QTEST_MAIN.
 #define SPLICORA_TEST_MAIN(Test)                                                                   \
     int main(int argc, char* argv[])                                                               \
     {                                                                                              \

@@ -12,7 +12,7 @@
 
 #include <limits>
 
-/// A little-endian stream on a real file of its own, which holds @p bytes. It stands at the start.
+/// A little-endian stream on a real file of its own, which holds @p bytes. It is at the start.
 class FileStream
 {
 public:
@@ -40,7 +40,7 @@ public:
     QDataStream stream;
 };
 
-/// A device in memory that fails where it is told to.
+/// A device in memory that fails where it is set to.
 class FaultyBuffer : public QBuffer
 {
 public:
@@ -56,7 +56,7 @@ public:
 
     qint64 refusedSeek = never; ///< a seek to this byte fails
     qint64 unreadableFrom = never; ///< a read that starts here or later fails
-    qint64 capacity = never; ///< a write that would end behind this byte fails as a whole
+    qint64 capacity = never; ///< a write that would end after this byte fails as a whole
     QList<qint64> seeks; ///< every byte that was asked for
 
 protected:

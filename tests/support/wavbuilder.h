@@ -20,7 +20,7 @@ inline constexpr int g_fmtChunkSize = g_chunkHeaderSize + g_fmtBodySize;
 /// Bytes of a generated `bext` chunk.
 inline constexpr int g_bextChunkSize = 866;
 
-/// Where the first chunk behind a generated `bext` chunk starts: what the running size counts then.
+/// Where the first chunk after a generated `bext` chunk starts: what the running size counts then.
 inline constexpr int g_outputStart = g_riffHeaderSize + g_bextChunkSize;
 
 /// Where the samples of a source of `fmt ` and `data` chunk start.
@@ -47,7 +47,7 @@ inline QByteArray chunk(const char* id, const QByteArray& body, qint64 claimedSi
     return QByteArray(id, 4) + le32(quint32(claimedSize < 0 ? body.size() : claimedSize)) + body;
 }
 
-/// A chunk with the RIFF pad byte behind an odd body.
+/// A chunk with the RIFF pad byte after an odd body.
 inline QByteArray paddedChunk(const char* id, const QByteArray& body)
 {
     return chunk(id, body) + QByteArray(body.size() % 2, '\0');

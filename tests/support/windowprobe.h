@@ -18,7 +18,7 @@
 
 /// @file
 /// Finds the widgets of the main window as a person finds them: by what they say and where they
-/// stand. A widget that is not there fails the test with the name that was looked for.
+/// stand. A widget that is not there fails the test with the name that was searched for.
 
 template <typename Widget, typename Says>
 Widget* findWidget(const QWidget* within, const QString& text, Says says)
