@@ -4,7 +4,7 @@
 #
 # Checks the licence of every file and the files of this folder; builds the Debian package with its
 # tests, checks it and builds it again elsewhere; builds and installs the program without presets and
-# looks at its hardening and its name. Any remark fails. The package is left in build/package.
+# checks its hardening and its name. Any remark fails. The package is left in build/package.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -156,7 +156,7 @@ shoot() { # shoot SCENE PALETTE PERCENT
     "fill_$1"
     xdotool mousemove 0 0
     sleep 1 # until the cursor of the field and the last repaint have settled
-    # The window as it is on the screen, with what stands before it.
+    # The window as it is on the screen, with what is in front of it.
     import -screen -window "$window" "$work/shot.png"
     pngquant --force --strip --speed 1 --output "$target/$1-$2-$3.png" 128 "$work/shot.png"
     case $1 in

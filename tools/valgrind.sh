@@ -37,7 +37,7 @@ for test; do
     rm -f "$log"*
     result=0
     # A test may bring operators of its own for new and delete, and start itself again. What it
-    # starts of other makers is not looked at.
+    # starts of other makers is not checked.
     valgrind --quiet --error-exitcode=99 --leak-check=no --num-callers=30 \
         --soname-synonyms=somalloc=nouserintercepts --suppressions=tools/valgrind.supp \
         --trace-children=yes --trace-children-skip='*/sox,*/ffmpeg' --log-file="$log.%p" \

@@ -58,7 +58,7 @@ def keys(*names):
 
 
 def middle(node):
-    """The middle of a control on the screen, once it is to be seen there."""
+    """The middle of a control on the screen, once it is visible there."""
     def on_screen():
         if not has(node, pyatspi.STATE_SHOWING):
             return None
@@ -220,7 +220,7 @@ class EndToEndTest(ProgramTest):
 
     def progress_of(self, name):
         """The progress dialog of a file, when samples are being written to it."""
-        # Each file has a dialog of its own, and that of a short one is gone before it is looked at.
+        # Each file has a dialog of its own, and that of a short one is gone before it is checked.
         dialog = wait_for(f"progress of {name!r}", lambda: next(
             w for w in self.application()
             if w.getRole() == pyatspi.ROLE_DIALOG and has(w, pyatspi.STATE_ACTIVE)
@@ -233,7 +233,7 @@ class EndToEndTest(ProgramTest):
         return dialog
 
     def assert_window_answers(self):
-        """A click reaches the window: no box stands before it."""
+        """A click reaches the window: no box is in front of it."""
         self.press("Remove All")
         self.wait_for_rows("Source File")
 
@@ -428,7 +428,7 @@ class EndToEndTest(ProgramTest):
 
 
 class PhotographingResult(unittest.TextTestResult):
-    """Keeps the screen of a failure while it is still to be seen."""
+    """Keeps the screen of a failure while it is still visible."""
 
     screenshots = None
 

@@ -88,7 +88,7 @@ def blocks(path, start, size):
                 raise OSError(f"{path} ends {size} bytes before its end")
             size -= len(data)
             yield data
-        expect("bytes behind the samples", file.read(), b"")
+        expect("bytes after the samples", file.read(), b"")
 
 
 def expect_samples(path, size, expected):
@@ -213,7 +213,7 @@ def two_at_once(sessions, work):
     def work_on(session, names):
         try:
             convert_all(session, names, out)
-        except Exception as failure:  # pylint: disable=broad-except # told below
+        except Exception as failure:  # pylint: disable=broad-except # reported below
             failures.append(failure)
 
     for _ in range(rounds):

@@ -117,7 +117,7 @@ class FileSystem:
         call("umount", self.root)
         self.end_server()  # where it outlives the mount
 
-    def mount_anew(self, *options):
+    def mount_again(self, *options):
         """Only what came to the medium is there afterwards."""
         self.unmount()
         self.mount(*options)
@@ -159,7 +159,7 @@ class FileSystem:
                     else:
                         os.ftruncate(filler.fileno(), size)
                 except OSError:
-                    pass  # a few clusters more or less: measured anew
+                    pass  # a few clusters more or less: measured again
         raise OSError(f"{self.name}: no way to leave {room} bytes")
 
 

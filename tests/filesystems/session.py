@@ -30,7 +30,7 @@ def samples(count, seed):
 
 
 def wav(channels, count, seed=1):
-    """A file with `count` bytes of samples of 16 bits, and chunks before and behind them."""
+    """A file with `count` bytes of samples of 16 bits, and chunks before and after them."""
     form = struct.pack("<HHIIHH", 1, channels, 48000, 96000 * channels, 2 * channels, 16)
     chunks = (chunk(b"fmt ", form) + chunk(b"note", samples(600, seed + 7))
               + chunk(b"data", samples(count, seed)) + chunk(b"tail", b"12345678"))
@@ -86,7 +86,7 @@ class Session:
         try:
             print(line, file=self.process.stdin, flush=True)
         except BrokenPipeError:
-            pass  # hear() tells of the end
+            pass  # hear() reports the end
 
     def hear(self):
         line = self.process.stdout.readline()

@@ -29,7 +29,7 @@ OPEN, READ, CHUNK, WRITE, COPY = (
 CONVERSIONS = ["split", "combine", "copy"]
 SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
 
-# What is told depends on whether the failure meets a header, samples or another body.
+# What is reported depends on whether the failure meets a header, samples or another body.
 READ_ERRORS = {"split": [3, 4], "combine": [3, 4], "copy": [4, 7]}
 WRITE_ERRORS = {"split": [6], "combine": [6], "copy": [6, 7]}
 
@@ -126,8 +126,8 @@ class Tries:
             expect(f"{conversion}, result", result["result"], codes[boxes.index(seen)])
 
     def expect_on_medium(self, conversion, outputs, *options):
-        """What is on the medium when it is mounted anew."""
-        self.place.mount_anew(*options)
+        """What is on the medium when it is mounted again."""
+        self.place.mount_again(*options)
         expect_files(f"{conversion}, other files", files_in(self.place.root), self.before)
         expect_files(f"{conversion}, outputs", files_in(self.out), outputs)
 
@@ -137,7 +137,7 @@ class Tries:
         fault = self.table.row(
             "Nothing: takes are listed with both functions and converted",
             "the same rows and the same bytes as on the system disk, date and time aside; still "
-            "there when mounted anew, also read-only")
+            "there when mounted again, also read-only")
 
         def listing(function):
             self.fresh(take())
@@ -175,7 +175,7 @@ class Tries:
                 self.place.fill(room)
                 result = self.session.convert(conversion, self.sources(takes, conversion), self.out)
                 self.expect_result(conversion, result, *WRITE_ERRORS[conversion])
-                self.place.mount_anew()
+                self.place.mount_again()
                 expect_files("other files", files_in(self.place.root), self.before)
                 self.expect_unfinished(conversion, files_in(self.out), right)
 
@@ -200,7 +200,7 @@ class Tries:
 
         def to_it(conversion):
             self.fresh()
-            self.place.mount_anew("ro")
+            self.place.mount_again("ro")
             result = self.session.convert(conversion, self.sources(self.takes, conversion),
                                           self.out)
             self.expect_result(conversion, result, 0 if conversion == "copy" else 2)
@@ -211,7 +211,7 @@ class Tries:
 
         def from_it(conversion):
             self.fresh(take())
-            self.place.mount_anew("ro")
+            self.place.mount_again("ro")
             out = tempfile.mkdtemp(dir=self.disk)
             result = self.session.convert(conversion, self.sources(self.place.root, conversion),
                                           out)
@@ -235,7 +235,7 @@ class Tries:
 
             def reading(conversion, at=at):
                 self.fresh(take())
-                self.place.mount_anew()
+                self.place.mount_again()
                 self.source_fails(conversion, at[conversion], fail)
 
             if fail:
@@ -257,7 +257,7 @@ class Tries:
         result = self.session.convert(conversion, self.sources(self.place.root, conversion), out,
                                       at=at, then=fail)
         self.expect_result(conversion, result, *READ_ERRORS[conversion])
-        expect("steps of the progress behind it are few", result["steps"] <= 3, True)
+        expect("steps of the progress after it are few", result["steps"] <= 3, True)
         self.expect_unfinished(conversion, files_in(out), self.right[conversion])
         shutil.rmtree(out)
 
@@ -300,7 +300,7 @@ class Tries:
                     conversion, self.sources(self.takes, conversion), self.out, at=at[conversion],
                     then=self.place.detach)
                 self.expect_result(conversion, result, *WRITE_ERRORS[conversion])
-                expect("what stands in its place", os.listdir(self.place.root), [])
+                expect("what is in its place", os.listdir(self.place.root), [])
 
             self.each(fault, writing)
 
@@ -425,13 +425,13 @@ class Tries:
                 result = self.session.convert(
                     conversion, [os.path.join(takes, f"take{end}{n[4:]}") for n in files], out)
                 self.expect_result(conversion, result, 0)
-                self.place.mount_anew()
+                self.place.mount_again()
                 expect_files("outputs", files_in(out),
                              {f"take{end}{n[4:]}": data for n, data in right.items()})
             self.each(fault, run)
 
     def clock(self):
-        fault = self.table.row("The time that it tells for files jumps while an output is written",
+        fault = self.table.row("The file times that it reports jump while an output is written",
                                "the right files")
         for year in 1980, 2100:
             def run(conversion, year=year):
@@ -457,7 +457,7 @@ class Tries:
 
         def run(conversion):
             self.fresh(take())
-            self.place.mount_anew("negative_timeout=3600")
+            self.place.mount_again("negative_timeout=3600")
             name = next(iter(self.right[conversion]))
             expect("there", os.path.exists(os.path.join(self.out, name)), False)
             theirs = {name: wav(1, 4000, 9)}

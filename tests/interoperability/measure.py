@@ -61,13 +61,13 @@ def ixml():
 class Source:
     """A kind of source: what its samples are and which chunks it has."""
 
-    def __init__(self, name, bits, tag=1, extensible=False, before=(), behind=(), frames=FRAMES):
+    def __init__(self, name, bits, tag=1, extensible=False, before=(), after=(), frames=FRAMES):
         self.name = name
         self.bits = bits
         self.tag = tag
         self.extensible = extensible
         self.before = before
-        self.behind = behind
+        self.after = after
         self.frames = frames
 
     def channel(self, number):
@@ -98,7 +98,7 @@ class Source:
             body += struct.pack("<HHI", 22, self.bits, (1 << count) - 1) + guid
         samples = b"".join(b"".join(f) for f in zip(*map(self.channel, numbers)))
         chunks = b"".join(self.before) + chunk(b"fmt ", body) + chunk(b"data", samples)
-        chunks += b"".join(self.behind)
+        chunks += b"".join(self.after)
         return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
 
 
@@ -106,7 +106,7 @@ class Made(Source):
     """A kind of source that another program makes: `sox` or `ffmpeg` with these arguments."""
 
     def __init__(self, name, bits, *command, **format):
-        super().__init__(name, bits, behind=["what the program adds"], **format)
+        super().__init__(name, bits, after=["what the program adds"], **format)
         self.command = command
 
     def channel(self, number):
@@ -150,10 +150,10 @@ SOURCES = [
     Source("24 bit, extensible", 24, extensible=True),
     Source("float, extensible", 32, tag=3, extensible=True),
     Source("16 bit with `bext`", 16, before=[bext()]),
-    Source("16 bit with `LIST`", 16, behind=[listing()]),
-    Source("16 bit with `cue `", 16, behind=[cue()]),
+    Source("16 bit with `LIST`", 16, after=[listing()]),
+    Source("16 bit with `cue `", 16, after=[cue()]),
     Source("16 bit with `iXML`", 16, before=[ixml()]),
-    Source("24 bit with all four", 24, before=[bext(), ixml()], behind=[cue(), listing()]),
+    Source("24 bit with all four", 24, before=[bext(), ixml()], after=[cue(), listing()]),
     Source("8 bit, odd channels", 8, frames=FRAMES + 1),
     Source("24 bit, odd channels", 24, frames=FRAMES + 1),
     Made("SoX, 8 bit", 8, "sox", "-b", "8"),
@@ -307,7 +307,7 @@ PAD_IN_SIZE = (
     "The split counts the pad byte of an odd channel into the size of `data`: with 8 bits it is a "
     "frame of its own, with 24 bits an incomplete one, which is dropped.")
 PAD_OF_SOURCE = (
-    "The pad byte behind the odd `data` of a mono source is not skipped: the combine takes it for "
+    "The pad byte after the odd `data` of a mono source is not skipped: the combine takes it for "
     "the start of a chunk header that the file does not hold whole.")
 INTEGER_ONLY = "This reader knows integer PCM with the tag 1 alone."
 SHORT_FORMAT = (
@@ -393,7 +393,7 @@ class Page:
             right = (decoded.get("RIFF:NumChannels") == len(channels)
                      and decoded.get("RIFF:SampleRate") == RATE
                      and decoded.get("RIFF:BitsPerSample") == source.bits)
-            if source.before or source.behind:
+            if source.before or source.after:
                 found = found_in_chunks(decoded)
                 if path == take:  # which comes before its outputs
                     self.found_in_take = found
@@ -517,7 +517,7 @@ def main():
         sys.stdout.writelines(difflib.unified_diff(written.splitlines(True),
                                                    measured.splitlines(True), page_path,
                                                    "measured"))
-        sys.exit(f"{page_path} does not say what is measured; write it anew with --write.")
+        sys.exit(f"{page_path} does not say what is measured; write it again with --write.")
 
 
 if __name__ == "__main__":
