@@ -147,8 +147,10 @@ void CMainWindow::remove()
     // ascending order; another order can remove the wrong row. Kept as it is; pinned by
     // tst_sourcelist.
     const QModelIndexList selected = selection->selectedRows(SourceColumn::FileName);
-    for (auto index = selected.crbegin(); index != selected.crend(); ++index) {
-        const int row = index->row();
+    QList<int> rows;
+    for (const QModelIndex& index : selected)
+        rows.prepend(index.row());
+    for (const int row : rows) {
         m_sourceTable->removeRow(row);
         if (row < m_sourceItems.size())
             m_sourceItems.removeAt(row);
