@@ -48,5 +48,7 @@ bool isOneFile(const QString& fileName, const QString& other)
     std::error_code error;
     if (std::filesystem::equivalent(systemPath(fileName), systemPath(other), error))
         return true;
-    return error && fileType(other) != std::filesystem::file_type::not_found;
+    // Newer standard libraries report a file that is not there as an error, older ones do not.
+    using Type = std::filesystem::file_type;
+    return error && fileType(fileName) != Type::not_found && fileType(other) != Type::not_found;
 }
