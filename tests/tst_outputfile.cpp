@@ -56,6 +56,17 @@ bool isMet(const char* name)
     return !g_elsewhere.path.isEmpty() && g_elsewhere.path == name;
 }
 
+QString sourceName(Conversion conversion)
+{
+    return conversion == Conversion::Combine ? u"take_09.wav"_s : u"take.wav"_s;
+}
+
+QByteArray smallTake(Conversion conversion)
+{
+    const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
+    return wavBytes({fmtChunk(format), dataChunk(sampleBytes(400))});
+}
+
 } // namespace
 
 // These take the place of the system's calls for the whole process.
@@ -174,10 +185,7 @@ void tst_OutputFile::nothingIsTruncatedUnasked()
     QFETCH(const int, creations);
 
     const TempDir dir;
-    const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
-    const QString source = conversion == Conversion::Combine ? u"take_09.wav"_s : u"take.wav"_s;
-    const Sources sources(
-        {dir.add(source, wavBytes({fmtChunk(format), dataChunk(sampleBytes(400))}))});
+    const Sources sources({dir.add(sourceName(conversion), smallTake(conversion))});
     const QString output = outputNames(conversion).first();
     const QString target = isLink ? u"other.wav"_s : output;
     if (isLink)
@@ -225,10 +233,8 @@ void tst_OutputFile::outputGoneBetweenTheLastChecks()
     QFETCH(const bool, isReplaced);
 
     const TempDir dir;
-    const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
-    const QString source = conversion == Conversion::Combine ? u"take_09.wav"_s : u"take.wav"_s;
-    const Sources sources(
-        {dir.add(source, wavBytes({fmtChunk(format), dataChunk(sampleBytes(400))}))});
+    const QString source = sourceName(conversion);
+    const Sources sources({dir.add(source, smallTake(conversion))});
     const QString output = dir.path(outputNames(conversion).first());
     g_elsewhere.path = QFile::encodeName(output);
     g_elsewhere.afterCheck = [&] {
