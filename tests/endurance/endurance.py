@@ -5,20 +5,22 @@ to the limits of the format, two processes on one directory. Every byte of the o
 
 endurance.py SESSION"""
 
+import concurrent.futures
 import os
 import shutil
-import struct
+import subprocess
 import sys
 import tempfile
-import threading
 
-from session import BLOCK, Session, chunk, expect, expect_files, files_in, put, take, wav
+from session import (BLOCK, CONVERSIONS, SOURCES, Session, expect, expect_files, files_in, put,
+                     take, wav)
 from texts import ERRORS
+from wavbuilder import channel_of, data, fmt, mixed, riff, write_sparse
 
-CONVERSIONS = 2000
+ROUNDS = 2000
 GIB = 1 << 30
-STEP = 8 << 20  # bytes compared at once
-SPACING = 64 << 20  # bytes from mark to mark in a sparse source
+SPACING = 64 << 20  # bytes from mark to mark in a long source
+HEAD = 12 + 866 + 24 + 8  # bytes of an output before its samples
 
 
 def memory(session):
@@ -33,25 +35,22 @@ def handles(session):
 
 def many(session, work):
     """Each combine keeps the input buffer of each of its sources; nothing else may grow."""
-    files = take(3000)
-    put(work, files)
-    requests = [("split", ["take.wav"]), ("combine", ["take_01.wav", "take_02.wav"]),
-                ("copy", ["take.wav"])]
+    put(work, take(3000))
     out = os.path.join(work, "out")
     os.mkdir(out)
     kept = 0
     right = {}
     start = None
     print("conversions, memory in KiB, of it kept buffers, the rest, open handles")
-    for done in range(1, CONVERSIONS + 1):
-        conversion, names = requests[done % 3]
+    for done in range(1, ROUNDS + 1):
+        conversion = CONVERSIONS[done % 3]
+        names = SOURCES[conversion]
         result = session.convert(conversion, [os.path.join(work, name) for name in names], out,
                                  yes=2)
         expect("result", result["result"], 0)
         kept += len(names) if conversion == "combine" else 0
-        seen = files_in(out)
-        for name, data in seen.items():
-            expect_files("outputs", {name: data}, {name: right.setdefault(name, data)})
+        for name, content in files_in(out).items():
+            expect_files("outputs", {name: content}, {name: right.setdefault(name, content)})
         if done % 200 == 0:
             rest = memory(session) - kept * BLOCK
             print(f"{done}, {memory(session) >> 10}, {kept * BLOCK >> 10}, {rest >> 10}, "
@@ -63,168 +62,94 @@ def many(session, work):
     expect("memory grows by what is kept alone", rest - start[0] < 1 << 20, True)
 
 
-def sparse(path, channels, data_bytes, seed=1):
-    """A file whose samples are zero but for a mark now and then and one at the end."""
-    form = struct.pack("<HHIIHH", 1, channels, 48000, 96000 * channels, 2 * channels, 16)
-    head = chunk(b"fmt ", form)
-    riff = 4 + len(head) + 8 + data_bytes
-    with open(path, "wb") as file:
-        file.write(b"RIFF" + struct.pack("<I", riff) + b"WAVE" + head
-                   + b"data" + struct.pack("<I", data_bytes))
-        start = file.tell()
-        for at in [*range(0, data_bytes - 64, SPACING), data_bytes - 64]:
-            file.seek(start + at)
-            file.write(bytes((at >> 20) + seed * 7 + k & 0xFF | 1 for k in range(64)))
-    expect("size", os.path.getsize(path), 8 + riff)
-    return start
+def mark(at, seed):
+    return bytes((at >> 20) + seed * 7 + k & 0xFF | 1 for k in range(64))
 
 
-def blocks(path, start, size):
-    with open(path, "rb") as file:
-        file.seek(start)
-        while size > 0:
-            data = file.read(min(STEP, size))
-            if not data:
-                raise OSError(f"{path} ends {size} bytes before its end")
-            size -= len(data)
-            yield data
-        expect("bytes after the samples", file.read(), b"")
+def write_marked(path, head, size, marks):
+    """A file of `size` bytes of samples after its head, which are zero but for marks by place."""
+    write_sparse(path, head, len(head) + size)
+    with open(path, "r+b") as file:
+        for at, content in marks.items():
+            file.seek(len(head) + at)
+            file.write(content)
 
 
-def expect_samples(path, size, expected):
-    """The output's header says `size`, and its samples are those expected; the file ends there."""
-    start = 12 + 866 + 24 + 8
-    with open(path, "rb") as file:
-        head = file.read(start)
-    expect("data header", head[-8:], b"data" + struct.pack("<I", size))
-    count = 0
-    for seen, wanted in zip(blocks(path, start, size), expected, strict=True):
-        count += len(seen)
-        if seen != wanted:
-            sys.exit(f"{path} has other samples at about {count} of {size} bytes")
-    expect("bytes", count, size)
-
-
-def channel(data, number):
-    picked = bytearray(len(data) // 2)
-    picked[0::2] = data[2 * number::4]
-    picked[1::2] = data[2 * number + 1::4]
-    return picked
-
-
-def paired(steps):
-    """Joins pairs of half steps into whole ones."""
-    for step in steps:
-        try:
-            yield step + next(steps)
-        except StopIteration:
-            yield step
-
-
-def split_long(session, work, data_bytes):
+def long(session, work, conversion, size, failure=None):
+    """Converts sources of `size` bytes of samples that differ now and then and at the end."""
+    channels = 1 if conversion == "combine" else 2
+    sources = [f"take_0{n}.wav" for n in range(1, 9)] if channels == 1 else ["take.wav"]
+    places = [*range(0, size - 64, SPACING), size - 64]
     with tempfile.TemporaryDirectory(dir=work) as here:
-        source = os.path.join(here, "take.wav")
-        start = sparse(source, 2, data_bytes)
         out = os.path.join(here, "out")
         os.mkdir(out)
-        result = session.convert("split", [source], out)
-        expect("split", (result["result"], result["boxes"]), (0, []))
-        for number in 0, 1:
-            expected = paired(channel(data, number)
-                              for data in blocks(source, start, data_bytes))
-            expect_samples(os.path.join(out, f"take_0{number + 1}.wav"), data_bytes // 2, expected)
-    print(f"split of {data_bytes} bytes of samples: all bytes are right")
-
-
-def copy_long(session, work, data_bytes):
-    with tempfile.TemporaryDirectory(dir=work) as here:
-        source = os.path.join(here, "take.wav")
-        start = sparse(source, 2, data_bytes)
-        out = os.path.join(here, "out")
-        os.mkdir(out)
-        result = session.convert("copy", [source], out)
-        copy = os.path.join(out, "take_bwf.wav")
-        if data_bytes >= 1 << 31:
-            expect("boxes", result["boxes"], [ERRORS[7]])
-            with open(copy, "rb") as file:
-                expect("RIFF size", file.read(8)[4:], bytes(4))
-            print(f"copy of {data_bytes} bytes of samples: {result['boxes']}, RIFF size 0")
+        paths = [os.path.join(here, name) for name in sources]
+        for seed, path in enumerate(paths):
+            write_marked(path, riff(fmt(channels), data(b"", size), size=36 + size), size,
+                         {at: mark(at, seed) for at in places})
+        result = session.convert(conversion, paths, out)
+        expect("boxes", result["boxes"], [ERRORS[failure]] if failure else [])
+        if conversion != "copy":
+            expect("result", result["result"], failure or 0)
+        if failure:
+            expect_unfinished(out, [] if conversion == "combine" else ["take_bwf.wav"])
+            print(f"{conversion} of {size} bytes of samples: {result['boxes']}")
             return
-        expect("boxes", result["boxes"], [])
-        expect_samples(copy, data_bytes, blocks(source, start, data_bytes))
-    print(f"copy of {data_bytes} bytes of samples: all bytes are right")
+        if conversion == "split":
+            right = {f"take_0{n + 1}.wav": (size // 2, {at // 2: channel_of(mark(at, 0), n)
+                                                        for at in places}) for n in (0, 1)}
+        elif conversion == "combine":
+            right = {"take_combined.wav": (8 * size, {
+                8 * at: mixed(*(mark(at, seed) for seed in range(8))) for at in places})}
+        else:
+            right = {"take_bwf.wav": (size, {at: mark(at, 0) for at in places})}
+        expect("outputs", sorted(os.listdir(out)), sorted(right))
+        for name, (length, marks) in right.items():
+            expect_samples(os.path.join(out, name), length, marks)
+    print(f"{conversion} of {size} bytes of samples: all bytes are right")
 
 
-def combine_long(session, work, riff_size):
-    """Eight sources whose RIFF headers say `riff_size`."""
-    with tempfile.TemporaryDirectory(dir=work) as here:
-        data_bytes = riff_size - 4 - 24 - 8
-        names = [os.path.join(here, f"take_0{k}.wav") for k in range(1, 9)]
-        starts = [sparse(name, 1, data_bytes, k) for k, name in enumerate(names)]
-        out = os.path.join(here, "out")
-        os.mkdir(out)
-        result = session.convert("combine", names, out)
-        if 8 * riff_size >= 1 << 31:
-            expect("limit", (result["result"], result["boxes"]), (9, [ERRORS[9]]))
-            expect("outputs", os.listdir(out), [])
-            print(f"combine of eight files of RIFF size {riff_size}: {result['boxes']}, no output")
-            return
-        expect("combine", (result["result"], result["boxes"]), (0, []))
+def expect_samples(path, size, marks):
+    """The header says `size`, these samples follow, and there the file ends."""
+    with open(path, "rb") as file:
+        head = file.read(HEAD)
+    expect("data header", head[-8:], data(b"", size))
+    write_marked(path + ".right", head, size, marks)
+    subprocess.run(["cmp", path, path + ".right"], check=True)
 
-        def joined():
-            readers = [blocks(name, start, data_bytes) for name, start in zip(names, starts)]
-            for parts in zip(*readers, strict=True):
-                whole = bytearray(8 * len(parts[0]))
-                for k, part in enumerate(parts):
-                    whole[2 * k::16] = part[0::2]
-                    whole[2 * k + 1::16] = part[1::2]
-                for at in range(0, len(whole), STEP):
-                    yield bytes(whole[at:at + STEP])
 
-        expect_samples(os.path.join(out, "take_combined.wav"), 8 * data_bytes, joined())
-    print(f"combine of eight files of RIFF size {riff_size}: all bytes are right")
+def expect_unfinished(out, names):
+    """A RIFF size of 0 says that an output was not finished."""
+    expect("outputs", os.listdir(out), names)
+    for name in names:
+        with open(os.path.join(out, name), "rb") as file:
+            expect("RIFF size", file.read(8)[4:], bytes(4))
 
 
 def two_at_once(sessions, work):
     """Each has takes of its own; both write into one directory."""
     out = os.path.join(work, "both")
     rounds = 50
-    takes = []
     for letter in "ab":
-        here = os.path.join(work, letter)
-        files = {f"{letter}.wav": wav(2, 3 * BLOCK, ord(letter)),
-                 f"{letter}_01.wav": wav(1, BLOCK, ord(letter) + 1),
-                 f"{letter}_02.wav": wav(1, BLOCK, ord(letter) + 2)}
-        put(here, files)
-        takes.append([os.path.join(here, name) for name in files])
+        put(work, {f"{letter}.wav": wav(2, 3 * BLOCK, ord(letter)),
+                   f"{letter}_01.wav": wav(1, BLOCK, ord(letter) + 1),
+                   f"{letter}_02.wav": wav(1, BLOCK, ord(letter) + 2)})
 
-    def convert_all(session, names, directory):
-        for conversion, sources in [("split", names[:1]), ("combine", names[1:]),
-                                    ("copy", names[:1])]:
-            result = session.convert(conversion, sources, directory)
+    def convert_all(session, letter):
+        for conversion in CONVERSIONS:
+            sources = [os.path.join(work, letter + name[4:]) for name in SOURCES[conversion]]
+            result = session.convert(conversion, sources, out)
             expect("result", (result["result"], result["boxes"]), (0, []))
 
     os.mkdir(out)
-    for session, names in zip(sessions, takes):
-        convert_all(session, names, out)
+    for session, letter in zip(sessions, "ab"):
+        convert_all(session, letter)
     right = files_in(out)
-    failures = []
-
-    def work_on(session, names):
-        try:
-            convert_all(session, names, out)
-        except Exception as failure:  # pylint: disable=broad-except # reported below
-            failures.append(failure)
-
     for _ in range(rounds):
         shutil.rmtree(out)
         os.mkdir(out)
-        threads = [threading.Thread(target=work_on, args=pair) for pair in zip(sessions, takes)]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        expect("failures", failures, [])
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            list(pool.map(convert_all, sessions, "ab"))
         expect_files("outputs", files_in(out), right)
     print(f"two processes on one directory, {rounds} times three conversions each: right files")
 
@@ -237,13 +162,13 @@ def main():
             sys.exit(f"{work} has {free} bytes free, and this needs {8 * GIB}.")
         session = Session(program)
         many(session, work)
-        split_long(session, work, 3 * GIB)
-        split_long(session, work, (1 << 32) - 64)
-        copy_long(session, work, (1 << 31) - 4)
-        copy_long(session, work, 3 * GIB)
-        copy_long(session, work, (1 << 32) - 64)
-        combine_long(session, work, (1 << 28) - 4)
-        combine_long(session, work, 1 << 28)
+        long(session, work, "split", 3 * GIB)
+        long(session, work, "split", 4 * GIB - 64)
+        long(session, work, "copy", 2 * GIB - 4)
+        long(session, work, "copy", 3 * GIB, failure=7)
+        long(session, work, "copy", 4 * GIB - 64, failure=7)
+        long(session, work, "combine", GIB // 4 - 40)  # eight RIFF sizes are less than 2 GiB
+        long(session, work, "combine", GIB // 4 - 36, failure=9)
         two_at_once([session, Session(program)], work)
 
 

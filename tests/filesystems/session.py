@@ -10,6 +10,10 @@ import subprocess
 import sys
 
 sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+from wavbuilder import chunk, fmt, riff
+
+CONVERSIONS = ["split", "combine", "copy"]
+SOURCES = {"split": ["take.wav"], "combine": ["take_01.wav", "take_02.wav"], "copy": ["take.wav"]}
 
 BLOCK = 524288  # bytes of a source that a conversion moves at once
 START = 12 + 866  # bytes of RIFF header and generated bext
@@ -17,10 +21,6 @@ DATE = slice(12 + 8 + 320, 12 + 8 + 338)  # where that one says when it was made
 
 
 # Takes
-
-def chunk(name, body):
-    return name + struct.pack("<I", len(body)) + body
-
 
 def samples(count, seed):
     """Bytes that differ from file to file and from block to block."""
@@ -31,10 +31,8 @@ def samples(count, seed):
 
 def wav(channels, count, seed=1):
     """A file with `count` bytes of samples of 16 bits, and chunks before and after them."""
-    form = struct.pack("<HHIIHH", 1, channels, 48000, 96000 * channels, 2 * channels, 16)
-    chunks = (chunk(b"fmt ", form) + chunk(b"note", samples(600, seed + 7))
-              + chunk(b"data", samples(count, seed)) + chunk(b"tail", b"12345678"))
-    return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
+    return riff(fmt(channels), chunk(b"note", samples(600, seed + 7)),
+                chunk(b"data", samples(count, seed)), chunk(b"tail", b"12345678"))
 
 
 def take(count=3 * BLOCK):
