@@ -5,7 +5,7 @@
 with the samples of the sources, channel by channel.
 
 measure.py CONVERTFILES PAGE           fails unless PAGE says what is measured
-measure.py CONVERTFILES PAGE --write   writes PAGE
+measure.py CONVERTFILES PAGE --write   writes the tables and notes of PAGE
 
 Where readers have other versions than those that PAGE names, their words are their own, and they may
 read what the earlier ones refuse. All else must be as PAGE says.
@@ -14,10 +14,15 @@ read what the earlier ones refuse. All else must be as PAGE says.
 import array
 import collections
 import ctypes
+import dataclasses
 import difflib
+import functools
+import itertools
 import json
 import os
+import pathlib
 import platform
+import random
 import re
 import shutil
 import struct
@@ -26,118 +31,79 @@ import sys
 import tempfile
 import wave
 
-RATE = 48000
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+sys.dont_write_bytecode = True  # into the checkout
+from wavbuilder import chunk, fmt, mixed, riff
+
 FRAMES = 40
-PACKAGES = {"sox": "sox", "soxi": "sox", "ffmpeg": "ffmpeg", "ffprobe": "ffmpeg",
-            "sndfile-convert": "sndfile-programs", "sndfile-info": "sndfile-programs",
+PACKAGES = {"sox": "sox", "ffmpeg": "ffmpeg", "sndfile-convert": "sndfile-programs",
             "exiftool": "libimage-exiftool-perl", "wavpack": "wavpack", "wvunpack": "wavpack"}
+
+
+def run(*command):
+    """The exit status, the output and what else was said."""
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False,
+                          env=dict(os.environ, LC_ALL="C"))
+    said = (done.stderr if command[0] != "exiftool" else b"").decode("utf-8", "replace").strip()
+    return done.returncode, done.stdout, said
 
 
 # Sources
 
-def chunk(name, body):
-    return name + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
+BEXT = chunk(b"bext", b"A take".ljust(256, b"\0") + b"A recorder".ljust(32, b"\0")
+             + b"REF1".ljust(32, b"\0") + b"2026-01-0203:04:05" + struct.pack("<IIH", 7, 0, 0)
+             + b"\0" * 254)
+LIST = chunk(b"LIST", b"INFO" + chunk(b"INAM", b"A take\0\0"))
+CUE = chunk(b"cue ", struct.pack("<III4sIII", 1, 1, 10, b"data", 0, 0, 10))
+IXML = chunk(b"iXML", b'<?xml version="1.0"?><BWFXML><TAPE>1</TAPE></BWFXML>  ')
 
 
-def bext():
-    return chunk(b"bext", b"A take".ljust(256, b"\0") + b"A recorder".ljust(32, b"\0")
-                 + b"REF1".ljust(32, b"\0") + b"2026-01-0203:04:05" + struct.pack("<IIH", 7, 0, 0)
-                 + b"\0" * 254)
-
-
-def listing():
-    return chunk(b"LIST", b"INFO" + chunk(b"INAM", b"A take\0\0"))
-
-
-def cue():
-    return chunk(b"cue ", struct.pack("<I", 1)
-                 + struct.pack("<II4sIII", 1, 10, b"data", 0, 0, 10))
-
-
-def ixml():
-    return chunk(b"iXML", b'<?xml version="1.0"?><BWFXML><TAPE>1</TAPE></BWFXML>  ')
-
-
+@dataclasses.dataclass(frozen=True)
 class Source:
     """A kind of source: what its samples are and which chunks it has."""
 
-    def __init__(self, name, bits, tag=1, extensible=False, before=(), after=(), frames=FRAMES):
-        self.name = name
-        self.bits = bits
-        self.tag = tag
-        self.extensible = extensible
-        self.before = before
-        self.after = after
-        self.frames = frames
+    name: str
+    bits: int
+    tag: int = 1
+    extensible: bool = False
+    before: tuple = ()
+    after: tuple = ()
+    frames: int = FRAMES
+    maker: tuple = ()  # SoX or FFmpeg with these arguments makes it of the plain file
+
+    def samples(self, numbers):
+        """The samples of the channels of these numbers, as they are stored."""
+        return mixed(*map(self.channel, numbers), bits=self.bits)
 
     def channel(self, number):
-        """The samples of a channel, as they are stored: 16 bits of them vary."""
-        state = number
-        samples = []
-        for _ in range(self.frames):
-            state = (state * 1103515245 + 12345) & 0x7FFFFFFF
-            value = (state >> 12) % 65536 - 32768
-            if self.tag == 3:
-                samples.append(struct.pack("<f", value / 32768))
-            elif self.bits == 8:
-                samples.append(bytes([(value >> 8) + 128]))
-            else:
-                low = state % (1 << (self.bits - 16)) if self.bits > 16 else 0
-                whole = (value << (self.bits - 16)) + low
-                samples.append(struct.pack("<q", whole)[:self.bits // 8])
-        return samples
+        seeded = random.Random(number)
+        if self.tag != 3:
+            return seeded.randbytes(self.frames * self.bits // 8)
+        return b"".join(struct.pack("<f", seeded.randrange(-32768, 32768) / 32768)
+                        for _ in range(self.frames))
 
-    def file(self, numbers):
-        """A file of the channels of these numbers."""
-        count = len(numbers)
-        frame = count * self.bits // 8
-        tag = 0xFFFE if self.extensible else self.tag
-        body = struct.pack("<HHIIHH", tag, count, RATE, RATE * frame, frame, self.bits)
-        if self.extensible:
-            guid = struct.pack("<H", self.tag) + bytes.fromhex("000000001000800000aa00389b71")
-            body += struct.pack("<HHI", 22, self.bits, (1 << count) - 1) + guid
-        samples = b"".join(b"".join(f) for f in zip(*map(self.channel, numbers)))
-        chunks = b"".join(self.before) + chunk(b"fmt ", body) + chunk(b"data", samples)
-        chunks += b"".join(self.after)
-        return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
-
-
-class Made(Source):
-    """A kind of source that another program makes: `sox` or `ffmpeg` with these arguments."""
-
-    def __init__(self, name, bits, *command, **format):
-        super().__init__(name, bits, after=["what the program adds"], **format)
-        self.command = command
-
-    def channel(self, number):
-        data = self.file([number])
-        data = data[data.index(b"data") + 8:][:self.frames * self.bits // 8]
-        return [data[at:at + self.bits // 8] for at in range(0, len(data), self.bits // 8)]
-
-    def file(self, numbers):
-        """A file with a tone for each of these numbers."""
-        program, *encoding = self.command
-        with tempfile.TemporaryDirectory() as work:
-            path = os.path.join(work, "made.wav")
-            if program == "sox":
-                tones = [word for n in numbers for word in ("sine", str(500 * n))]
-                command = ["sox", "-D", "-n", "-r", str(RATE), "-c", str(len(numbers)), *encoding,
-                           path, "synth", f"{self.frames}s", *tones]
-            else:
-                tones = "|".join(f"sin(2*PI*{500 * n}*t)" for n in numbers)
-                command = ["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
-                           f"aevalsrc=exprs={tones}:s={RATE}", "-af",
-                           f"atrim=end_sample={self.frames}", *encoding, path]
-            code, _, said = run(*command)
+    def write(self, path, numbers):
+        """Writes a file of the channels of these numbers."""
+        form = fmt(len(numbers), self.bits, 0xFFFE if self.extensible else self.tag,
+                   sub_tag=self.tag)
+        pathlib.Path(path).write_bytes(
+            riff(*self.before, form, chunk(b"data", self.samples(numbers)), *self.after))
+        if self.maker:
+            program, *encoding = self.maker
+            plain = path + ".plain"
+            os.rename(path, plain)
+            options = ["-D"] if program == "sox" else ["-nostdin", "-v", "error", "-i"]
+            code, _, said = run(program, *options, plain, *encoding, path)
             if code != 0:
                 sys.exit(f"{self.name}: {said}")
-            with open(path, "rb") as file:
-                return file.read()
 
 
-def ffmpeg(codec, *metadata):
-    words = [word for field in metadata for word in ("-metadata", field)]
-    return ("ffmpeg", "-c:a", codec, *(words or ("-fflags", "+bitexact")))
+def sox(name, bits, *encoding, tag=1):
+    return Source("SoX, " + name, bits, tag, maker=("sox", "-b", str(bits), *encoding))
+
+
+def ffmpeg(name, bits, codec, *options):
+    return Source("FFmpeg, " + name, bits, maker=("ffmpeg", "-c:a", codec, *options))
 
 
 SOURCES = [
@@ -149,91 +115,72 @@ SOURCES = [
     Source("16 bit, extensible", 16, extensible=True),
     Source("24 bit, extensible", 24, extensible=True),
     Source("float, extensible", 32, tag=3, extensible=True),
-    Source("16 bit with `bext`", 16, before=[bext()]),
-    Source("16 bit with `LIST`", 16, after=[listing()]),
-    Source("16 bit with `cue `", 16, after=[cue()]),
-    Source("16 bit with `iXML`", 16, before=[ixml()]),
-    Source("24 bit with all four", 24, before=[bext(), ixml()], after=[cue(), listing()]),
+    Source("16 bit with `bext`", 16, before=(BEXT,)),
+    Source("16 bit with `LIST`", 16, after=(LIST,)),
+    Source("16 bit with `cue `", 16, after=(CUE,)),
+    Source("16 bit with `iXML`", 16, before=(IXML,)),
+    Source("24 bit with all four", 24, before=(BEXT, IXML), after=(CUE, LIST)),
     Source("8 bit, odd channels", 8, frames=FRAMES + 1),
     Source("24 bit, odd channels", 24, frames=FRAMES + 1),
-    Made("SoX, 8 bit", 8, "sox", "-b", "8"),
-    Made("SoX, 16 bit", 16, "sox", "-b", "16"),
-    Made("SoX, 24 bit, plain", 24, "sox", "-t", "wavpcm", "-b", "24"),
-    Made("SoX, 24 bit, extensible", 24, "sox", "-b", "24"),
-    Made("SoX, 32 bit, plain", 32, "sox", "-t", "wavpcm", "-b", "32"),
-    Made("SoX, float with `fact`", 32, "sox", "-b", "32", "-e", "floating-point", tag=3),
-    Made("FFmpeg, 8 bit", 8, *ffmpeg("pcm_u8")),
-    Made("FFmpeg, 16 bit with `LIST`", 16, *ffmpeg("pcm_s16le", "title=Take 1")),
-    Made("FFmpeg, 16 bit with `bext`", 16, *ffmpeg("pcm_s16le", "description=A take"),
-         "-write_bext", "1"),
-    Made("FFmpeg, 24 bit with `bext`", 24, *ffmpeg("pcm_s24le", "coding_history=A=PCM,W=24\n"),
-         "-write_bext", "1"),
-    Made("FFmpeg, 32 bit", 32, *ffmpeg("pcm_s32le")),
+    sox("8 bit", 8),
+    sox("16 bit", 16),
+    sox("24 bit, plain", 24, "-t", "wavpcm"),
+    sox("24 bit, extensible", 24),
+    sox("32 bit, plain", 32, "-t", "wavpcm"),
+    sox("float with `fact`", 32, "-e", "floating-point", tag=3),
+    ffmpeg("8 bit", 8, "pcm_u8", "-fflags", "+bitexact"),
+    ffmpeg("16 bit with `LIST`", 16, "pcm_s16le", "-metadata", "title=Take 1"),
+    ffmpeg("16 bit with `bext`", 16, "pcm_s16le", "-metadata", "description=A take",
+           "-write_bext", "1"),
+    ffmpeg("24 bit with `bext`", 24, "pcm_s24le", "-metadata", "coding_history=A=PCM,W=24\n",
+           "-write_bext", "1"),
+    ffmpeg("32 bit", 32, "pcm_s32le", "-fflags", "+bitexact"),
 ]
+
+# What the readers are given: of each conversion the sources, and the outputs with their channels
+TABLES = {
+    "The sources themselves": (None, [], {"take.wav": [1, 2]}),
+    "Poly to mono split, both channels":
+        ("split", ["take.wav"], {"out/take_01.wav": [1], "out/take_02.wav": [2]}),
+    "Mono to poly combine":
+        ("combine", ["mono_01.wav", "mono_02.wav"], {"out/mono_combined.wav": [1, 2]}),
+    "Plain WAV to BWF": ("copy", ["take.wav"], {"out/take_bwf.wav": [1, 2]}),
+}
 
 
 # Readers: each returns what it decoded, or None when it refuses the file, and what it said. The
-# samples are one list of integers or floats, interleaved.
+# samples are one array of integers of 32 bits or floats, interleaved.
 
 Decoded = collections.namedtuple("Decoded", "channels rate samples")
 
 
-def run(*command):
-    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False,
-                          env=dict(os.environ, LC_ALL="C"))
-    said = (done.stderr if command[0] != "exiftool" else b"").decode("utf-8", "replace").strip()
-    return done.returncode, done.stdout, said
-
-
-def numbers(raw, source):
-    size = len(raw) // 4 * 4
-    return array.array("f" if source.tag == 3 else "i", raw[:size]).tolist()
-
-
-def read_sox(path, source, _work):
-    encoding = "float" if source.tag == 3 else "signed"
-    code, raw, said = run("sox", path, "-t", "raw", "-e", encoding, "-b", "32", "-")
-    if code != 0:
-        return None, said
-    channels, rate = (int(run("soxi", field, path)[1]) for field in ("-c", "-r"))
-    return Decoded(channels, rate, numbers(raw, source)), said
-
-
-def read_ffmpeg(path, source, _work):
-    code, raw, said = run("ffmpeg", "-nostdin", "-v", "warning", "-i", path, "-f",
-                          "f32le" if source.tag == 3 else "s32le", "-")
-    if code != 0:
-        return None, said
-    _, fields, _ = run("ffprobe", "-v", "error", "-of", "json", "-show_streams", path)
-    stream = json.loads(fields)["streams"][0]
-    return Decoded(stream["channels"], int(stream["sample_rate"]), numbers(raw, source)), said
-
-
-def read_sndfile(path, source, work):
-    raw = os.path.join(work, "sndfile.raw")
-    code, out, said = run("sndfile-convert", "-float32" if source.tag == 3 else "-pcm32", path, raw)
-    if code != 0:
-        return None, (out.decode() + said)
-    fields = dict(re.findall(r"^(Channels|Sample Rate) *: (\d+)$",
-                             run("sndfile-info", path)[1].decode(), re.MULTILINE))
-    with open(raw, "rb") as file:
-        samples = numbers(file.read(), source)
-    return Decoded(int(fields["Channels"]), int(fields["Sample Rate"]), samples), said
+def numbers_of(raw, source):
+    return array.array("f" if source.tag == 3 else "i", raw[:len(raw) // 4 * 4])
 
 
 def widened(raw, source):
-    """Samples as they are stored, as numbers of 32 bits."""
-    if source.tag == 3:
-        return numbers(raw, source)
+    """Samples as they are stored, in 32 bits."""
     size = source.bits // 8
-    values = []
-    for at in range(0, len(raw) - size + 1, size):
-        stored = raw[at:at + size]
-        if size == 1:
-            values.append((stored[0] - 128) << 24)
-        else:
-            values.append(int.from_bytes(stored, "little", signed=True) << (32 - source.bits))
-    return values
+    if size == 1:
+        raw = bytes(byte ^ 128 for byte in raw)
+    return numbers_of(b"".join(bytes(4 - size) + raw[at:at + size]
+                               for at in range(0, len(raw) - size + 1, size)), source)
+
+
+def converting(command, integers, floats):
+    """A reader that converts IN to OUT, whose header has six big-endian numbers."""
+    def read(path, source, work):
+        words = {"IN": path, "OUT": os.path.join(work, "decoded.au"),
+                 "AS": floats if source.tag == 3 else integers}
+        code, output, said = run(*(words.get(word, word) for word in command.split()))
+        if code != 0:
+            return None, output.decode() + said
+        content = pathlib.Path(words["OUT"]).read_bytes()
+        _, start, _, _, rate, channels = struct.unpack_from(">4s5I", content)
+        samples = numbers_of(content[start:], source)
+        samples.byteswap()
+        return Decoded(channels, rate, samples), said
+    return read
 
 
 def read_python(path, source, _work):
@@ -247,51 +194,44 @@ def read_python(path, source, _work):
 
 def read_wavpack(path, source, work):
     packed = os.path.join(work, "packed.wv")
-    raw = os.path.join(work, "unpacked.raw")
     code, _, said = run("wavpack", "-q", "-y", path, "-o", packed)
     if code != 0:
         return None, said
-    code, _, said_too = run("wvunpack", "-q", "-y", "--raw", packed, "-o", raw)
+    code, raw, said_too = run("wvunpack", "-q", "--raw", packed, "-o", "-")
     if code != 0:
         return None, said_too
     rate, _, _, channels = run("wvunpack", "-q", "-f", packed)[1].decode().split(";")[:4]
-    with open(raw, "rb") as file:
-        samples = widened(file.read(), source)
-    return Decoded(int(channels), int(rate), samples), said + said_too
+    return Decoded(int(channels), int(rate), widened(raw, source)), said + said_too
 
 
+@functools.cache
 def read_exiftool(path, _source, _work):
-    _, out, _ = run("exiftool", "-j", "-b", "-G", path)
-    tags = json.loads(out)[0]
+    tags = json.loads(run("exiftool", "-j", "-b", "-G", path)[1])[0]
     said = tags.get("ExifTool:Error", tags.get("ExifTool:Warning", ""))
     return (None if "ExifTool:Error" in tags else tags), said
 
 
-def found_in_chunks(tags):
-    """Of what ExifTool found, what all outputs of a source have in common with it."""
-    return {name: value for name, value in tags.items()
-            if name.startswith(("RIFF:", "XML:"))
-            and name not in ("RIFF:NumChannels", "RIFF:AvgBytesPerSec")}
-
-
-READERS = {"SoX": read_sox, "FFmpeg": read_ffmpeg, "libsndfile": read_sndfile,
-           "Python `wave`": read_python, "wavpack, wvunpack": read_wavpack,
-           "ExifTool": read_exiftool}
+READERS = {
+    "SoX": converting("sox IN -b 32 -e AS OUT", "signed", "float"),
+    "FFmpeg": converting("ffmpeg -nostdin -y -v warning -i IN -c:a AS OUT", "pcm_s32be",
+                         "pcm_f32be"),
+    "libsndfile": converting("sndfile-convert AS IN OUT", "-pcm32", "-float32"),
+    "Python `wave`": read_python,
+    "wavpack, wvunpack": read_wavpack,
+    "ExifTool": read_exiftool,
+}
 
 
 def versions():
     """The versions of the readers, to the second number."""
     sndfile = ctypes.CDLL("libsndfile.so.1").sf_version_string
     sndfile.restype = ctypes.c_char_p
-    said = {"SoX": run("sox", "--version")[1].decode(),
-            "FFmpeg": run("ffmpeg", "-version")[1].decode(),
-            "libsndfile": sndfile().decode(),
-            "Python `wave`": platform.python_version(),
-            "wavpack, wvunpack": run("wavpack", "--version")[1].decode(),
-            "ExifTool": run("exiftool", "-ver")[1].decode()}
-    found = {reader: re.search(r"\d+\.\d+", text) for reader, text in said.items()}
+    said = [run("sox", "--version")[1], run("ffmpeg", "-version")[1], sndfile(),
+            platform.python_version().encode(), run("wavpack", "--version")[1],
+            run("exiftool", "-ver")[1]]
+    found = [re.search(r"\d+\.\d+", text.decode()) for text in said]
     return ", ".join(f"{reader} {number[0] if number else '?'}"
-                     for reader, number in found.items())
+                     for reader, number in zip(READERS, found))
 
 
 # What readers say, and why: the first pattern that is found in a line gives its reason. A line that
@@ -314,182 +254,138 @@ SHORT_FORMAT = (
     "SoX looks for a longer format body of a floating-point format, even of an extensible one. The "
     "samples are read all the same.")
 NO_LAYOUT = "A format body of 16 bytes does not say which loudspeakers its channels are for."
-AS_BEFORE = ""  # the reason of the line before
 
 REASONS = [
     (r"^sox FAIL .*fmt chunk is too short", EXTENSIBLE),
-    (r"codec none|unknown codec|Estimating duration", EXTENSIBLE),
-    (r"Error while decoding|Consider increasing", AS_BEFORE),
+    (r"codec none|unknown codec|Estimating duration|Consider increasing", EXTENSIBLE),
     (r"unimplemented format|^Not able to open input file", EXTENSIBLE),
     (r"^FILE is an unsupported .WAV format", EXTENSIBLE),
     (r"^RuntimeError", RIFF_SIZE),
     (r"^Error: unknown format: (3|65534)$", INTEGER_ONLY),
     (r"missing extended part of fmt chunk", SHORT_FORMAT),
     (r"^Guessed Channel Layout", NO_LAYOUT),
-    (r"Invalid PCM packet|Multiple frames in a packet", PAD_IN_SIZE),
+    (r"Invalid PCM packet|Multiple frames in a packet|Error while decoding", PAD_IN_SIZE),
     (r"^Data read error", PAD_OF_SOURCE),
 ]
-
-INTRODUCTION = """
-# What other makers' programs make of the outputs
-
-This page is written by `tests/interoperability/measure.py`, and a test fails when it does not say
-what is measured. Each source is converted by all three conversions; each output is given to the
-readers, and the samples that they decode are compared with those of the source, channel by channel.
-
-*exact*: channels and rate are right, every sample is equal, and there are as many. *reads*:
-channels, rate and width are right, and what is found in the other chunks is that of the source; this
-reader decodes no samples. *refuses*: no sample comes out. What a reader says, and why, is in the
-notes. *Odd channels* have an odd number of bytes; the other kinds have an even one.
-"""
 
 # Newer readers may read more than these.
 VERSIONS = "The versions of the readers: {}."
 
 
-class Page:
-    """The notes, by reason, with what the readers said, and what is in the chunks of the take."""
+class Notes:
+    """What the readers said, by its reason."""
 
     def __init__(self):
-        self.notes = {}
+        self.lines = {}
         self.unexplained = set()
-        self.found_in_take = {}
 
     def mark(self, reason, line=""):
-        lines = self.notes.setdefault(reason, [])
+        lines = self.lines.setdefault(reason, [])
         if line and line not in lines:
             lines.append(line)
-        return f" [{list(self.notes).index(reason) + 1}]"
+        return f" [{list(self.lines).index(reason) + 1}]"
 
     def marks(self, reader, said, path):
         """The notes on what a reader said about the file at a path."""
-        marks = []
-        before = None
+        marks = {}  # in the order of the lines
         for line in said.splitlines():
             line = re.sub(r"0x[0-9a-f]+", "0x...", line.replace(path, "FILE")).strip()
             line = re.sub(r"\(Audio: none, .*?\)", "(...)", line)
             line = re.sub(r"(Input Stream .*: ).*", r"\1...", line)
-            if not line:
-                continue
             reason = next((why for pattern, why in REASONS if re.search(pattern, line)), None)
-            if reason == AS_BEFORE:
-                reason = before
-            before = reason
-            if reason is None:
+            if reason:
+                marks[self.mark(reason, f"{reader}: \u201c{line}\u201d")] = None
+            elif line:
                 self.unexplained.add(f"{reader}: {line}")
-                continue
-            mark = self.mark(reason, f"{reader}: \u201c{line}\u201d")
-            if mark not in marks:
-                marks.append(mark)
         return "".join(marks)
 
-    def verdict(self, reader, path, source, channels, take, work):
-        """What a reader makes of the file at a path, which holds these channels of a take."""
-        decoded, said = READERS[reader](path, source, work)
-        marks = self.marks(reader, said, path)
-        if decoded is None:
-            return "refuses" + marks
-        if reader == "ExifTool":
-            right = (decoded.get("RIFF:NumChannels") == len(channels)
-                     and decoded.get("RIFF:SampleRate") == RATE
-                     and decoded.get("RIFF:BitsPerSample") == source.bits)
-            if source.before or source.after:
-                found = found_in_chunks(decoded)
-                if path == take:  # which comes before its outputs
-                    self.found_in_take = found
-                right = right and self.found_in_take.items() <= found.items()
-            return ("reads" if right else "**differs**") + marks
-        expected = [widened(b"".join(source.channel(number)), source) for number in channels]
-        if (decoded.channels, decoded.rate) != (len(channels), RATE):
-            return "**differs**" + marks
-        found = [decoded.samples[k::len(channels)] for k in range(len(channels))]
-        more = len(found[0]) - source.frames
-        common = min(len(found[0]), source.frames)
-        if any(have[:common] != want[:common] for have, want in zip(found, expected)):
-            return "**differs**" + marks
-        if more > 0:
-            return f"exact, then {more} more" + marks + self.mark(PAD_IN_SIZE)
-        if more < 0:
-            return f"**the last {-more} missing**" + marks + self.mark(RIFF_SIZE)
-        return "exact" + marks
+
+def of_take(tags):
+    """Of what ExifTool found, what a source has in common with all its outputs."""
+    return {name: value for name, value in tags.items() if name.startswith(("RIFF:", "XML:"))
+            and name not in ("RIFF:NumChannels", "RIFF:AvgBytesPerSec")}
 
 
-def tables(driver, work, page):
+def has_fields(tags, source, channels, work):
+    take, _ = read_exiftool(os.path.join(work, "take.wav"), source, work)
+    found = (tags.get("RIFF:NumChannels"), tags.get("RIFF:SampleRate"),
+             tags.get("RIFF:BitsPerSample"))
+    return (found == (len(channels), 48000, source.bits)
+            and of_take(take).items() <= of_take(tags).items())
+
+
+def verdict(notes, reader, path, source, channels, work):
+    """What a reader makes of the file at a path, which holds these channels of the take."""
+    decoded, said = READERS[reader](path, source, work)
+    marks = notes.marks(reader, said, path)
+    if decoded is None:
+        return "refuses" + marks
+    if reader == "ExifTool":
+        right = has_fields(decoded, source, channels, work)
+        return ("reads" if right else "**differs**") + marks
+    expected = widened(source.samples(channels), source)
+    common = min(len(decoded.samples), len(expected))
+    if ((decoded.channels, decoded.rate) != (len(channels), 48000)
+            or decoded.samples[:common] != expected[:common]):
+        return "**differs**" + marks
+    more = (len(decoded.samples) - len(expected)) // len(channels)
+    if more > 0:
+        return f"exact, then {more} more" + marks + notes.mark(PAD_IN_SIZE)
+    if more < 0:
+        return f"**the last {-more} missing**" + marks + notes.mark(RIFF_SIZE)
+    return "exact" + marks
+
+
+def tables(driver, work, notes):
     """Rows of verdicts: per table, per source, per reader."""
-    result = {"The sources themselves": [], "Poly to mono split, both channels": [],
-              "Mono to poly combine": [], "Plain WAV to BWF": []}
-
-    def convert(conversion, out, files):
-        done = subprocess.run([driver, conversion, out, *files], capture_output=True, check=False)
-        return "" if done.returncode == 0 else done.stdout.decode().strip().splitlines()[-1]
-
+    result = {title: [] for title in TABLES}
     for index, source in enumerate(SOURCES):
         here = os.path.join(work, str(index))
         out = os.path.join(here, "out")
         os.makedirs(out)
-        files = {"take.wav": [1, 2], "mono_01.wav": [1], "mono_02.wav": [2]}
-        for name, channels in files.items():
-            with open(os.path.join(here, name), "wb") as file:
-                file.write(source.file(channels))
-        take, first, second = (os.path.join(here, name) for name in files)
-        failures = ["", convert("split", out, [take]), convert("combine", out, [first, second]),
-                    convert("copy", out, [take])]
-        outputs = [[(take, [1, 2])],
-                   [(f"{out}/take_01.wav", [1]), (f"{out}/take_02.wav", [2])],
-                   [(f"{out}/mono_combined.wav", [1, 2])],
-                   [(f"{out}/take_bwf.wav", [1, 2])]]
-        for rows, paths, failure in zip(result.values(), outputs, failures):
+        for name, channels in ("take.wav", [1, 2]), ("mono_01.wav", [1]), ("mono_02.wav", [2]):
+            source.write(os.path.join(here, name), channels)
+        for title, (conversion, names, outputs) in TABLES.items():
             row = [source.name]
-            if failure:
-                marks = page.marks("Splicora", failure, take)
-                rows.append(row + ["not converted" + marks] * len(READERS))
-                continue
+            result[title].append(row)
+            if conversion:
+                code, boxes, _ = run(driver, conversion, out,
+                                     *(os.path.join(here, name) for name in names))
+                if code != 0:
+                    said = boxes.decode().strip().splitlines()[-1]
+                    row += ["not converted" + notes.marks("Splicora", said, here)] * len(READERS)
+                    continue
             for reader in READERS:
-                verdicts = []
-                for path, channels in paths:
-                    verdict = page.verdict(reader, path, source, channels, take, work)
-                    if verdict not in verdicts:
-                        verdicts.append(verdict)
-                row.append("; ".join(verdicts))
-            rows.append(row)
+                verdicts = [verdict(notes, reader, os.path.join(here, name), source, channels, here)
+                            for name, channels in outputs.items()]
+                row.append("; ".join(dict.fromkeys(verdicts)))
     return result
 
 
-def text_of(result, page):
-    lines = INTRODUCTION.strip().splitlines() + ["", VERSIONS.format(versions())]
+def text_of(introduction, result, notes):
+    lines = [introduction + VERSIONS.format(versions())]
     for title, rows in result.items():
         lines += ["", f"## {title}", "", "| Source | " + " | ".join(READERS) + " |",
                   "|---" * (len(READERS) + 1) + "|"]
         lines += ["| " + " | ".join(row) + " |" for row in rows]
     lines += ["", "## Notes", ""]
-    for number, (reason, said) in enumerate(page.notes.items(), 1):
+    for number, (reason, said) in enumerate(notes.lines.items(), 1):
         lines += [f"{number}. {reason}"] + [f"   - {line}" for line in said]
     return "\n".join(lines) + "\n"
 
 
-def facts_of(text):
-    """The cells of the tables without their notes, by table, source and reader."""
-    facts = {}
-    title = readers = None
-    for line in text.splitlines():
-        if line.startswith("## "):
-            title = line
-            readers = None
-        elif line.startswith("| "):
-            source, *cells = re.sub(r" \[\d+\]", "", line).strip("| ").split(" | ")
-            readers = readers or cells
-            facts.update(((title, source, reader), cell) for reader, cell in zip(readers, cells))
-    return facts
-
-
 def differences(written, measured):
-    """What a page that other versions were measured for says otherwise than is measured."""
-    written, measured = facts_of(written), facts_of(measured)
-    for place in sorted(written.keys() | measured.keys()):
-        was, now = (facts.get(place, "nothing") for facts in (written, measured))
-        reads_more = now == "exact" and was.startswith(("refuses", "**the last", "exact, then"))
-        if now != was and not reads_more:
-            yield " ".join(place) + f": {was} in the page, {now} here\n"
+    """The rows of a page for other versions that are not as measured, the notes aside."""
+    def rows(page):
+        return [re.sub(r" \[\d+\]", "", line).split(" | ") for line in page.splitlines()
+                if line.startswith(("| ", "## "))]
+
+    def agree(was, now):
+        return now == was or (now == "exact"
+                              and was.startswith(("refuses", "**the last", "exact, then")))
+    for was, now in itertools.zip_longest(rows(written), rows(measured), fillvalue=[]):
+        if len(was) != len(now) or not all(map(agree, was, now)):
+            yield f"In the page: {' | '.join(was)}\nHere:        {' | '.join(now)}\n"
 
 
 def main():
@@ -497,22 +393,21 @@ def main():
     missing = sorted({package for tool, package in PACKAGES.items() if not shutil.which(tool)})
     if missing:
         sys.exit("These packages are missing: " + " ".join(missing))
-    page = Page()
+    page = pathlib.Path(page_path)
+    written = page.read_text(encoding="utf-8")
+    introduction = written.partition(VERSIONS.partition("{")[0])[0]
+    notes = Notes()
     with tempfile.TemporaryDirectory() as work:
-        measured = text_of(tables(driver, work, page), page)
-    written = ""
-    if sys.argv[3:] != ["--write"]:
-        with open(page_path, encoding="utf-8") as file:
-            written = file.read()
-        if VERSIONS.format(versions()) not in written.splitlines():
-            print(VERSIONS.format(versions()), "The page names others; their words are not compared.")
-            sys.stdout.writelines(found := list(differences(written, measured)))
-            sys.exit(f"{page_path} does not say what is measured." if found else 0)
-    if page.unexplained:
-        sys.exit("Not explained:\n" + "\n".join(sorted(page.unexplained)))
-    if not written:
-        with open(page_path, "w", encoding="utf-8") as file:
-            file.write(measured)
+        measured = text_of(introduction, tables(driver, work, notes), notes)
+    is_checked = sys.argv[3:] != ["--write"]
+    if is_checked and VERSIONS.format(versions()) not in written.splitlines():
+        print(VERSIONS.format(versions()), "The page names others; their words are not compared.")
+        sys.stdout.writelines(found := list(differences(written, measured)))
+        sys.exit(f"{page_path} does not say what is measured." if found else 0)
+    if notes.unexplained:
+        sys.exit("Not explained:\n" + "\n".join(sorted(notes.unexplained)))
+    if not is_checked:
+        page.write_text(measured, encoding="utf-8")
     elif written != measured:
         sys.stdout.writelines(difflib.unified_diff(written.splitlines(True),
                                                    measured.splitlines(True), page_path,
