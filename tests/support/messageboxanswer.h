@@ -30,7 +30,7 @@ struct SeenBox
 class MessageBoxAnswer : public QObject
 {
 public:
-    explicit MessageBoxAnswer(const QList<QMessageBox::StandardButton>& answers)
+    explicit MessageBoxAnswer(const QList<QMessageBox::StandardButton>& answers = {})
         : m_answers(answers)
     {
         connect(&m_timer, &QTimer::timeout, this, [this] { answerActiveBox(); });

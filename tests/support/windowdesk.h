@@ -9,6 +9,10 @@
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
+#include <QSignalBlocker>
+
+#include <functional>
+
 /// The buttons that a list of files enables, and those that sources enable, from top to bottom.
 inline const QStringList g_addButtons = {QStringLiteral("Add"), QStringLiteral("Add All")};
 inline const QStringList g_allButtons =
@@ -19,13 +23,19 @@ inline const QStringList g_allButtons =
 /// The real window, shown, and a directory of its own.
 struct WindowDesk
 {
+    using Answers = QList<QMessageBox::StandardButton>;
+
+    /// With @p function chosen; one that the window does not have is offered for it.
     explicit WindowDesk(int function = MonoToPolyFunction)
     {
         window.resize(900, 700);
         window.show();
         if (!QTest::qWaitForWindowExposed(&window))
             qFatal("No window.");
-        functionCombo(&window)->setCurrentIndex(function);
+        QComboBox* combo = functionCombo(&window);
+        while (combo->count() <= function)
+            combo->addItem(QStringLiteral("One more"));
+        combo->setCurrentIndex(function);
     }
 
     /// With these files in its directory, which is listed.
@@ -38,14 +48,25 @@ struct WindowDesk
 
     QString path(const QString& name) const { return dir.path(name); }
 
-    /// Enters the directory. Returns the texts of the boxes that came up; all were closed.
+    /// What the boxes said that came up in @p act. All were closed but those with an answer. A box
+    /// that is not like all boxes of the window has its differences behind its text.
+    QStringList boxesOf(const std::function<void()>& act, const Answers& answers = {}) const
+    {
+        MessageBoxAnswer answer(answers);
+        answer.whenSeen(whenAsked);
+        act();
+        QStringList texts;
+        for (const SeenBox& box : answer.boxes())
+            texts.append(box.text + oddities(box));
+        return texts;
+    }
+
+    /// Enters the directory. Returns what the boxes said.
     QStringList list() const { return list(dir.path()); }
 
     QStringList list(const QString& directory) const
     {
-        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
-        enterDirectory(&window, directory);
-        return texts(answer);
+        return boxesOf([&] { enterDirectory(&window, directory); });
     }
 
     /// Selects exactly these rows of the file list, in this order, and presses Add.
@@ -55,20 +76,23 @@ struct WindowDesk
         return press(QStringLiteral("Add"));
     }
 
-    /// Presses a button. Returns the texts of the boxes that came up; all were closed.
-    QStringList press(const QString& text) const
+    /// Presses a button. Returns what the boxes said.
+    QStringList press(const QString& text, const Answers& answers = {}) const
     {
-        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
-        clickButton(&window, text);
-        return texts(answer);
+        return boxesOf([&] { clickButton(&window, text); }, answers);
     }
 
-    /// Changes the function. Returns the texts of the boxes that came up; all were closed.
+    /// Changes the function. Returns what the boxes said.
     QStringList choose(int function) const
     {
-        MessageBoxAnswer answer(QList<QMessageBox::StandardButton>{});
+        return boxesOf([&] { functionCombo(&window)->setCurrentIndex(function); });
+    }
+
+    /// Changes the function without the listing that follows.
+    void chooseUnlisted(int function) const
+    {
+        const QSignalBlocker noListing(functionCombo(&window));
         functionCombo(&window)->setCurrentIndex(function);
-        return texts(answer);
     }
 
     static QStringList texts(const MessageBoxAnswer& answer)
@@ -79,6 +103,7 @@ struct WindowDesk
         return all;
     }
 
+    QStringList fileNames() const { return columnTexts(files, 0); }
     QStringList sourceNames() const { return columnTexts(sources, 0); }
 
     /// The buttons that can be pressed, from top to bottom.
@@ -109,12 +134,35 @@ struct WindowDesk
         return findCheck(&window, QStringLiteral("Ch%1").arg(channel));
     }
 
+    std::function<void(QMessageBox*)> whenAsked; ///< called at each box
     TempDir dir;
     CMainWindow window;
     QTableWidget* const files = fileTable(&window);
     QTableWidget* const sources = sourceTable(&window);
 
 private:
+    QString oddities(const SeenBox& box) const
+    {
+        const auto says = [&box](const QString& text) { return box.text.contains(text); };
+        const bool asks = box.buttons.testFlag(QMessageBox::Yes);
+        const bool informs = says(g_noDirectory) || says(g_noWavFiles) || says(g_noFiles);
+        QString found;
+        if (box.title != QStringLiteral("Splicora"))
+            found += QStringLiteral(" [titled \"%1\"]").arg(box.title);
+        if (box.icon
+            != (asks      ? QMessageBox::Question
+                : informs ? QMessageBox::Information
+                          : QMessageBox::Warning))
+            found += QStringLiteral(" [icon %1]").arg(box.icon);
+        if (box.buttons != (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok))
+            found += QStringLiteral(" [buttons %1]").arg(box.buttons);
+        if (box.hasDefaultButton && asks) // the toolkit takes a lone Ok for the default
+            found += QStringLiteral(" [with a default button]");
+        if (box.parent != &window)
+            found += QStringLiteral(" [not on the window]");
+        return found;
+    }
+
     template <typename Is>
     QString channels(Is is) const
     {
