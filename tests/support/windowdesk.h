@@ -95,14 +95,6 @@ struct WindowDesk
         functionCombo(&window)->setCurrentIndex(function);
     }
 
-    static QStringList texts(const MessageBoxAnswer& answer)
-    {
-        QStringList all;
-        for (const SeenBox& box : answer.boxes())
-            all.append(box.text);
-        return all;
-    }
-
     QStringList fileNames() const { return columnTexts(files, 0); }
     QStringList sourceNames() const { return columnTexts(sources, 0); }
 
