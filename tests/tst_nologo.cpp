@@ -2,13 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "tests/support/testmain.h"
-#include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
-#include <QBoxLayout>
 #include <QFile>
 #include <QIcon>
 #include <QLabel>
+#include <QLayout>
 #include <QtTest>
 
 #include <ctime>
@@ -58,73 +57,35 @@ class tst_NoLogo : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        QVERIFY(!QFile::exists(u":/images/velmar.png"_s));
+        QVERIFY(!QFile::exists(u":/images/appicon.ico"_s));
+        g_testHandler = qInstallMessageHandler(keepDebugLines);
+    }
 
-    void oneDebugLine();
-    void windowOpens();
-    void functionRowHasNoPicture();
-};
+    void cleanupTestCase() { qInstallMessageHandler(g_testHandler); }
 
-void tst_NoLogo::initTestCase()
-{
-    QVERIFY(!QFile::exists(u":/images/velmar.png"_s));
-    QVERIFY(!QFile::exists(u":/images/appicon.ico"_s));
-}
-
-void tst_NoLogo::init()
-{
-    g_debugLines.clear();
-    g_testHandler = qInstallMessageHandler(keepDebugLines);
-}
-
-void tst_NoLogo::cleanup()
-{
-    qInstallMessageHandler(g_testHandler);
-}
-
-void tst_NoLogo::oneDebugLine()
-{
+    void windowOpensWithOneDebugLine()
     {
         CMainWindow window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         window.resize(900, 600);
+        QCOMPARE(g_debugLines, QStringList{u"\"2026-03-05 04:35:06 Can not read image file.\" "_s});
+        QVERIFY(!QApplication::activeModalWidget());
+        QCOMPARE(window.windowTitle(), u"Splicora"_s);
+        QVERIFY(window.windowIcon().availableSizes().isEmpty());
+
+        const QLayout* row = window.centralWidget()->layout()->itemAt(0)->layout();
+        QCOMPARE(row->count(), 4);
+        const auto* logo = qobject_cast<QLabel*>(row->itemAt(3)->widget());
+        QVERIFY(logo);
+        QVERIFY(logo->pixmap().isNull());
+        QCOMPARE(logo->text(), QString());
+        QCOMPARE(logo->accessibleName(), QString());
     }
-    QCOMPARE(g_debugLines, QStringList{u"\"2026-03-05 04:35:06 Can not read image file.\" "_s});
-}
-
-void tst_NoLogo::windowOpens()
-{
-    CMainWindow window;
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QVERIFY(!QApplication::activeModalWidget());
-    QCOMPARE(window.windowTitle(), u"Splicora"_s);
-    QVERIFY(window.windowIcon().availableSizes().isEmpty());
-    QCOMPARE(functionCombo(&window)->currentText(), u"Mono to Poly"_s);
-    QCOMPARE(fileTable(&window)->columnCount(), 6);
-    QCOMPARE(sourceTable(&window)->columnCount(), 5);
-    QVERIFY(!findButton(&window, u"Convert"_s)->isEnabled());
-}
-
-void tst_NoLogo::functionRowHasNoPicture()
-{
-    CMainWindow window;
-    const auto* row =
-        qobject_cast<QHBoxLayout*>(window.centralWidget()->layout()->itemAt(0)->layout());
-    QVERIFY(row);
-    QCOMPARE(row->count(), 4);
-    QCOMPARE(row->itemAt(0)->widget(), findLabel(&window, u"Function:"_s));
-    QCOMPARE(row->itemAt(1)->widget(), functionCombo(&window));
-    QVERIFY(row->itemAt(2)->spacerItem());
-    const auto* logo = qobject_cast<QLabel*>(row->itemAt(3)->widget());
-    QVERIFY(logo);
-    QVERIFY(logo->pixmap().isNull());
-    QCOMPARE(logo->text(), QString());
-    QCOMPARE(logo->accessibleName(), QString());
-}
+};
 
 SPLICORA_TEST_MAIN(tst_NoLogo)
 
