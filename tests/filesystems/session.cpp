@@ -80,12 +80,8 @@ QJsonObject listed(const QJsonObject& request)
     const WindowDesk desk(request[u"function"].toInt());
     const QStringList boxes = desk.list(request[u"dir"].toString());
     QJsonArray rows;
-    for (int row = 0; row < desk.files->rowCount(); ++row) {
-        QJsonArray cells;
-        for (int column = 0; column < desk.files->columnCount(); ++column)
-            cells.append(desk.files->item(row, column)->text());
-        rows.append(cells);
-    }
+    for (int row = 0; row < desk.files->rowCount(); ++row)
+        rows.append(QJsonArray::fromStringList(rowTexts(desk.files, row)));
     return {{u"rows"_s, rows}, {u"boxes"_s, QJsonArray::fromStringList(boxes)}};
 }
 
