@@ -417,6 +417,18 @@ private slots:
         QCOMPARE(faults(desk.window), QString());
     }
 
+    void theLastColumnGetsWhatAllLeaveWhereNoneIsNamed()
+    {
+        QTableWidget table(0, 3);
+        table.resize(600, 100);
+        table.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&table));
+        const int left = table.viewport()->width() - table.horizontalHeader()->length();
+        QVERIFY(left > table.columnWidth(2));
+        giveRemainingWidth(&table, -1);
+        QCOMPARE(table.columnWidth(2), left);
+    }
+
     void columnsFitBeforeTheWindowIsShown()
     {
         CMainWindow window;
