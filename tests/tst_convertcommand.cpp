@@ -350,6 +350,17 @@ private slots:
         QCOMPARE(desk.shown(), before);
     }
 
+    // On this platform a dialog takes the keyboard, and nothing gives it back when the dialog is
+    // gone.
+    void theWindowHasTheKeyboardAfterwards()
+    {
+        const ConvertDesk desk;
+        const ProgressWatch progress;
+        desk.press(u"Convert"_s);
+        QVERIFY(!progress.seen().isEmpty());
+        QTRY_VERIFY(desk.window.isActiveWindow());
+    }
+
     void actsOnAClickOnly()
     {
         const ConvertDesk desk;

@@ -10,6 +10,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QUrl>
@@ -92,6 +93,10 @@ void CMainWindow::convert()
     default:
         break;
     }
+    // While a progress dialog is there, the toolkit passes the keyboard on to it, and forgets the
+    // window if the dialog is gone before the window manager has shown it.
+    if (QGuiApplication::applicationState() == Qt::ApplicationActive)
+        activateWindow();
     if (error == ConvertOk) {
         // The text is put together unescaped. Kept as it is; pinned by tst_convertcommand.
         QDesktopServices::openUrl(QUrl(u"file:///"_s + outDir, QUrl::TolerantMode));
