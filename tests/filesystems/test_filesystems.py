@@ -289,7 +289,7 @@ class Tries:
                            self.place.pull)
         self.each("The file times that it reports jump while an output is written", self.clock,
                   (1980,), (2100,))
-        if isinstance(self.place, (mounts.Bindfs, mounts.Sshfs)):
+        if isinstance(self.place, mounts.Sshfs):
             self.each("An output's name is taken on the server, and the share has cached that "
                       "there is no such file", self.cached_absence)
         if isinstance(self.place, mounts.Exfat):
