@@ -2,20 +2,20 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "convert/samplecopy.h"
-#include "tests/support/conversion.h"
+#include "tests/support/conversionrequest.h"
 #include "tests/support/plainuser.h"
 #include "tests/support/progresswatch.h"
-#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowprobe.h"
 #include "ui/mainwindow.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QScopeGuard>
 #include <QTest>
 
 #include <array>
+#include <functional>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mount.h>
@@ -36,7 +36,7 @@ private slots:
     void outputGoneWhileItIsWritten_data();
     void outputGoneWhileItIsWritten();
     void outputsAreOneFile_data();
-    void outputsAreOneFile();
+    void outputsAreOneFile() { checkRow(); }
     void outputIsReadByAnotherRequest_data();
     void outputIsReadByAnotherRequest();
     void finishedRequestReadsNothing();
@@ -50,23 +50,19 @@ private slots:
     void outputDirectoryNameIsNoUnicode();
 
     void sourceIsNoFileAnyMore_data();
-    void sourceIsNoFileAnyMore();
-    void sourceVanishedBesideAnExistingOutput_data() { addConversionRows(); }
-    void sourceVanishedBesideAnExistingOutput();
+    void sourceIsNoFileAnyMore() { checkRow(); }
     void sourceVanishedBetweenTwoOutputs();
     void splitWhoseReadsFail();
-    void sourceIsNoWaveFileAnyMore_data() { addSourceRows(); }
-    void sourceIsNoWaveFileAnyMore();
+    void sourceIsNoRecordingAnyMore_data();
+    void sourceIsNoRecordingAnyMore() { checkRow(); }
     void sourceIsCut_data();
-    void sourceIsCut();
-    void sourceGrewByAChunk_data() { addSourceRows(); }
-    void sourceGrewByAChunk();
-    void sourceGrewByStrayBytes_data() { addConversionRows(); }
-    void sourceGrewByStrayBytes();
-    void sourceHasAnotherFormatNow_data() { addSourceRows(); }
-    void sourceHasAnotherFormatNow();
+    void sourceIsCut() { checkRow(); }
+    void sourceGrew_data();
+    void sourceGrew() { checkRow(); }
+    void sourceHasAnotherFormatNow_data();
+    void sourceHasAnotherFormatNow() { checkRow(); }
     void sourceIsAlsoAnOutput_data();
-    void sourceIsAlsoAnOutput();
+    void sourceIsAlsoAnOutput() { checkRow(); }
 
     void whatIsNoFileIsNotListed();
     void smallFilesAreListedOrNamed_data();
@@ -79,203 +75,36 @@ private slots:
     void tenThousandFilesAreListed();
 
 private:
-    static void addSourceRows();
+    static void checkRow();
 };
 
 namespace {
 
-constexpr Format g_mono = {};
-constexpr Format g_stereo = {.channels = 2};
-
 const QByteArray g_left = sampleBytes(40, 1);
 const QByteArray g_right = sampleBytes(40, 2);
 
-QByteArray stereoFile()
+/// The outputs of a take that holds nothing but these chunks after its RIFF header.
+Files outputsOf(Conversion conversion, const QByteArrayList& chunks,
+                const QByteArrayList& channels = {g_left, g_right},
+                const QByteArrayList& copied = {})
 {
-    return wavBytes({fmtChunk(g_stereo), dataChunk(interleaved({g_left, g_right}, 2))});
+    return takeOf(conversion, chunks, channels, copied).outputs;
 }
 
-QByteArray monoFile(const QByteArray& samples)
+/// The output that a source which is no recording leaves.
+void becomeIllegal(Request& request)
 {
-    return wavBytes({fmtChunk(g_mono), dataChunk(samples)});
+    request.fail(ConvertIllegalFormat);
+    if (request.conversion != Conversion::Combine)
+        request.outputs[request.output()] = QByteArray();
 }
 
-/// What the split writes for a channel of these samples.
-QByteArray splitOutput(const QByteArray& samples, const QByteArrayList& chunksAfter = {})
+/// A chunk header is cut. The plain copy keeps what it has @p copied of the source until then.
+void endInCutHeader(Request& request, const QByteArray& copied)
 {
-    return outputBytes(QByteArrayList{fmtChunk(g_mono), dataChunk(samples)} + chunksAfter,
-                       (8 + 4) + (8 + samples.size()) + (8 + 4) * chunksAfter.size());
-}
-
-QByteArray combineOutput(const QByteArrayList& channels, const QByteArray& chunkAfter = {})
-{
-    return outputBytes({fmtChunk(g_stereo), dataChunk(interleaved(channels, 2)), chunkAfter});
-}
-
-/// The plain copy of a file that is its header and whole chunks.
-QByteArray copyOutput(const QByteArray& file)
-{
-    return outputBytes({file.mid(g_riffHeaderSize)});
-}
-
-/// What is in a directory, by name.
-using Entries = QMap<QString, QByteArray>;
-
-const QByteArray g_noFile = "neither file, directory nor link";
-
-/// Everything below a directory: what it is, the bytes of files and where links lead. The date of a
-/// generated `bext` is left out.
-Entries everythingIn(const QString& dir)
-{
-    Entries found;
-    QDirIterator entries(dir, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                         QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QFileInfo entry(entries.next());
-        QByteArray what = g_noFile;
-        if (entry.isSymLink()) {
-            what = "link to " + QFile::encodeName(entry.symLinkTarget());
-        } else if (entry.isDir()) {
-            what = "directory";
-        } else if (entry.isFile()) {
-            what = "file " + readFile(entry.filePath());
-            if (what.contains("VELMAR Splicora"))
-                what = withoutDate(what, 12 + 5);
-        }
-        found[QDir(dir).relativeFilePath(entry.filePath())] = what;
-    }
-    return found;
-}
-
-QByteArray aFile(const QByteArray& bytes)
-{
-    return "file " + bytes;
-}
-
-/// What a conversion is to come to.
-struct Outcome
-{
-    int result = ConvertOk;
-    QStringList boxes;
-    Entries entries;
-};
-
-/// A take that was listed: stereo as take.wav for the split and the plain copy, two mono files
-/// take_01.wav and take_02.wav for the combine.
-class ListedTake
-{
-public:
-    explicit ListedTake(Conversion conversion)
-        : m_conversion(conversion)
-    {
-        if (conversion == Conversion::Combine) {
-            add(u"take_01.wav"_s, monoFile(g_left));
-            add(u"take_02.wav"_s, monoFile(g_right));
-        } else {
-            add(u"take.wav"_s, stereoFile());
-        }
-    }
-
-    void add(const QString& name, const QByteArray& bytes)
-    {
-        put(name, bytes);
-        m_sources.add(path(name));
-    }
-
-    QString dir() const { return m_dir.path(); }
-    QString path(const QString& name) const { return m_dir.path(name); }
-    bool put(const QString& name, const QByteArray& bytes) { return writeFile(path(name), bytes); }
-    Entries everything() const { return everythingIn(dir()); }
-
-    QString sourceName() const
-    {
-        return m_conversion == Conversion::Combine ? u"take_01.wav"_s : u"take.wav"_s;
-    }
-
-    /// The first or only output.
-    QString outputName() const { return outputNames(m_conversion).first(); }
-
-    /// What a conversion without fault adds to everything().
-    Entries outputs() const
-    {
-        switch (m_conversion) {
-        case Conversion::Split:
-            return {{u"take_01.wav"_s, aFile(splitOutput(g_left))},
-                    {u"take_02.wav"_s, aFile(splitOutput(g_right))}};
-        case Conversion::Combine:
-            return {{outputName(), aFile(combineOutput({g_left, g_right}))}};
-        case Conversion::PlainToBwf:
-            break;
-        }
-        return {{outputName(), aFile(copyOutput(stereoFile()))}};
-    }
-
-    /// Converts, next to the sources or into @p outputDir.
-    ConversionRun convert(const QList<QMessageBox::StandardButton>& answers = {QMessageBox::Ok},
-                          const QString& outputDir = {})
-    {
-        return runConversion(m_conversion, m_sources, answers, outputDir);
-    }
-
-    /// These outputs come to all that is there now, without a box.
-    Outcome success(const Entries& outputs) const
-    {
-        Outcome outcome = {ConvertOk, {}, everything()};
-        outcome.entries.insert(outputs);
-        return outcome;
-    }
-
-    /// All stays as it is now.
-    Outcome failure(int error, const QStringList& boxes) const
-    {
-        return {m_conversion == Conversion::PlainToBwf ? int(ConvertOk) : error, boxes,
-                everything()};
-    }
-
-    /// The plain copy says nothing of it, and only the combine removes its output.
-    Outcome illegalFormat() const
-    {
-        if (m_conversion == Conversion::PlainToBwf)
-            return success({{outputName(), aFile({})}});
-        Outcome outcome = failure(ConvertIllegalFormat, {errorText(ConvertIllegalFormat)});
-        if (m_conversion == Conversion::Split)
-            outcome.entries[outputName()] = aFile({});
-        return outcome;
-    }
-
-    /// A chunk header is cut. The plain copy keeps what it has @p copied of the source until then.
-    Outcome cutHeader(const QByteArray& copied) const
-    {
-        Outcome outcome = failure(ConvertDataRead, {errorText(ConvertDataRead)});
-        if (m_conversion == Conversion::PlainToBwf)
-            outcome.entries[outputName()] = aFile(wavBytes({bextWithoutDate(), copied}, 0));
-        return outcome;
-    }
-
-    /// A file cannot be opened, of which the plain copy says nothing.
-    Outcome notOpened(const QStringList& asked = {}) const
-    {
-        QStringList boxes = asked;
-        if (m_conversion != Conversion::PlainToBwf)
-            boxes += errorText(ConvertFileOpen);
-        return failure(ConvertFileOpen, boxes);
-    }
-
-private:
-    Conversion m_conversion;
-    TempDir m_dir;
-    Sources m_sources;
-};
-
-/// Converts the take and compares all that this came to.
-void checkConversion(ListedTake& take, const Outcome& expected,
-                     const QList<QMessageBox::StandardButton>& answers = {QMessageBox::Ok},
-                     const QString& outputDir = {})
-{
-    const ConversionRun run = take.convert(answers, outputDir);
-    QCOMPARE(run.texts(), expected.boxes);
-    QCOMPARE(run.result, expected.result);
-    QCOMPARE(take.everything(), expected.entries);
+    request.fail(ConvertDataRead);
+    if (request.conversion == Conversion::PlainToBwf)
+        request.outputs[request.output()] = wavBytes({bextWithoutDate(), copied}, 0);
 }
 
 /// A file that a conversion cannot do without.
@@ -292,10 +121,18 @@ constexpr std::array<SourceOfConversion, 4> g_sources = {{
     {"source of the plain copy", Conversion::PlainToBwf, "take.wav"},
 }};
 
-bool makePipe(const QString& path)
+/// A row for each source, in which @p change was made to the sound request.
+void addForEachSource(const QString& what,
+                      const std::function<void(Request&, const QString& source)>& change)
 {
-    return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
+    for (const auto& [title, conversion, source] : g_sources) {
+        Request request = takeOf(conversion);
+        change(request, QString::fromLatin1(source));
+        QTest::addRow("%s, %s", title, qPrintable(what)) << request;
+    }
 }
+
+const QByteArray g_socket = "a socket";
 
 /// A directory that nobody writes to: by its permissions, or for the superuser, whom they do not
 /// hold back, as a file system of its own.
@@ -382,55 +219,60 @@ QString unreadable(const QStringList& names)
 
 } // namespace
 
-void tst_Faults::addSourceRows()
+void tst_Faults::checkRow()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("source");
-    for (const SourceOfConversion& used : g_sources)
-        QTest::newRow(used.title) << used.conversion << QString::fromLatin1(used.name);
+    QFETCH(const Request, request);
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_Faults::outputDirectoryThatTakesNoFile_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("outputDir");
+    QTest::addColumn<Request>("request");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s into a directory that is missing", name) << conversion << u"missing"_s;
-        QTest::addRow("%s into a regular file", name) << conversion << u"regular"_s;
-        QTest::addRow("%s into a read-only directory", name) << conversion << u"read-only"_s;
-        QTest::addRow("%s into a directory of the kernel", name) << conversion << u"/proc/self"_s;
-        // The system takes a name up to a zero character for the name of the output.
-        QTest::addRow("%s into the name of its source and a zero character", name)
-            << conversion << ListedTake(conversion).sourceName() + u"\0out"_s;
-        QTest::addRow("%s into the name of another file and a zero character", name)
-            << conversion << u"regular\0out"_s;
+        Request request = takeOf(conversion);
+        request.before[u"regular"_s] = "not a directory";
+        request.before[u"read-only"_s] = g_emptyDirectory;
+        request.fail(ConvertFileOpen);
+        const std::pair<const char*, QString> directories[] = {
+            {"a directory that is missing", u"missing"_s},
+            {"a regular file", u"regular"_s},
+            {"a read-only directory", u"read-only"_s},
+            {"a directory of the kernel", u"/proc/self"_s},
+            // The system takes a name up to a zero character for the name of the output.
+            {"the name of its source and a zero character", request.source() + u"\0out"_s},
+            {"the name of another file and a zero character", u"regular\0out"_s},
+        };
+        for (const auto& [what, directory] : directories) {
+            request.outputDir = directory;
+            QTest::addRow("%s into %s", name, what) << request;
+        }
     }
 }
 
 void tst_Faults::outputDirectoryThatTakesNoFile()
 {
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, outputDir);
+    QFETCH(const Request, request);
 
-    ListedTake take(conversion);
-    take.put(u"regular"_s, "not a directory");
-    const ReadOnlyDirectory readOnly(take.path(u"read-only"_s));
-    if (outputDir == u"read-only"_s && !readOnly.isReadOnly())
+    PreparedRequest prepared(request);
+    const ReadOnlyDirectory readOnly(prepared.path(u"read-only"_s));
+    if (request.outputDir == u"read-only"_s && !readOnly.isReadOnly())
         QSKIP("The superuser may write everywhere, and may not mount a read-only directory here.");
-    checkConversion(take, take.notOpened(), {QMessageBox::Ok},
-                    QDir(take.dir()).absoluteFilePath(outputDir));
+    QCOMPARE(prepared.problems(), QString());
 }
 
 void tst_Faults::outputDirectoryGoneBetweenTwoOutputs()
 {
-    ListedTake take(Conversion::Split);
-    const QString out = take.path(u"out"_s);
-    const Outcome expected =
-        take.notOpened({overwriteQuestion(u"take_02.wav"_s, Conversion::Split)});
-    QVERIFY(QDir().mkdir(out));
-    QVERIFY(writeFile(out + u"/take_02.wav"_s, "old"));
-    const Once removal(isQuestionUp, [out] { QDir(out).removeRecursively(); });
-    checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Ok}, out);
+    Request request = takeOf(Conversion::Split);
+    const QString second = u"out/take_02.wav"_s;
+    request.before[second] = "old";
+    request.outputDir = u"out"_s;
+    request.ask(second);
+    request.fail(ConvertFileOpen);
+    request.removed.append(second);
+    PreparedRequest prepared(request);
+    const Once removal(isQuestionUp,
+                       [&prepared] { QDir(prepared.path(u"out"_s)).removeRecursively(); });
+    QCOMPARE(prepared.problems(), QString());
 }
 
 void tst_Faults::outputGoneWhileItIsWritten_data()
@@ -449,59 +291,50 @@ void tst_Faults::outputGoneWhileItIsWritten()
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isDirectoryGone);
 
-    ListedTake take(conversion);
-    const QString out = take.path(u"out"_s);
-    QVERIFY(QDir().mkdir(out));
-    Outcome expected = take.failure(ConvertDataWrite, {errorText(ConvertDataWrite)});
+    Request request = takeOf(conversion);
+    request.outputDir = u"out"_s;
+    request.before[request.outputDir] = g_emptyDirectory;
+    request.fail(ConvertDataWrite);
     if (isDirectoryGone)
-        expected.entries.remove(u"out"_s);
-    const QString output = out + u'/' + take.outputName();
-    const Once removal([output] { return QFile::exists(output); },
-                       [=] {
+        request.removed.append(request.outputDir);
+    PreparedRequest prepared(request);
+    const QString output = prepared.path(request.output());
+    const Once removal([&output] { return QFile::exists(output); },
+                       [&] {
                            QFile::remove(output);
                            if (isDirectoryGone)
-                               QDir().rmdir(out);
+                               QDir().rmdir(prepared.path(request.outputDir));
                        });
-    checkConversion(take, expected, {QMessageBox::Ok}, out);
-}
-
-void tst_Faults::outputsAreOneFile_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<bool>("isHardLink");
-    QTest::newRow("the outputs of a split are two names of one file") << Conversion::Split << true;
-    QTest::newRow("the second output of a split is a link to the first")
-        << Conversion::Split << false;
-    QTest::newRow("the outputs of a plain copy are two names of one file")
-        << Conversion::PlainToBwf << true;
-    QTest::newRow("the second output of a plain copy is a link to the first")
-        << Conversion::PlainToBwf << false;
+    QCOMPARE(prepared.problems(), QString());
 }
 
 /// As tools leave them that keep equal files once. The user was asked twice and said Yes.
-void tst_Faults::outputsAreOneFile()
+void tst_Faults::outputsAreOneFile_data()
 {
-    QFETCH(const Conversion, conversion);
-    QFETCH(const bool, isHardLink);
+    QTest::addColumn<Request>("request");
+    const auto add = [](const char* name, const QByteArray& link, Request request,
+                        const QString& second) {
+        const QString first = request.output();
+        request.before[first] = "old";
+        request.before[second] = link + first.toUtf8();
+        request.outputs = {{first, request.outputs[second]}};
+        request.ask(first);
+        request.ask(second);
+        QTest::newRow(name) << request;
+    };
+    const Request split = takeOf(Conversion::Split);
+    const QString second = u"take_02.wav"_s;
+    add("the outputs of a split are two names of one file", g_sameAs, split, second);
+    add("the second output of a split is a link to the first", g_linkTo, split, second);
 
-    ListedTake take(conversion);
-    const QByteArray nextFile = wavBytes({fmtChunk(g_stereo), dataChunk(g_left)});
-    if (conversion == Conversion::PlainToBwf)
-        take.add(u"next.wav"_s, nextFile);
-    const QString first = take.outputName();
-    const QString second = conversion == Conversion::Split ? u"take_02.wav"_s : u"next_bwf.wav"_s;
-    take.put(first, "old");
-    const QByteArray firstPath = QFile::encodeName(take.path(first));
-    const QByteArray secondPath = QFile::encodeName(take.path(second));
-    QCOMPARE((isHardLink ? ::link : ::symlink)(firstPath.constData(), secondPath.constData()), 0);
-
-    const QByteArray last =
-        aFile(conversion == Conversion::Split ? splitOutput(g_right) : copyOutput(nextFile));
-    Outcome expected = take.success({{first, last}});
-    if (isHardLink)
-        expected.entries[second] = last;
-    expected.boxes = {overwriteQuestion(first, conversion), overwriteQuestion(second, conversion)};
-    checkConversion(take, expected, {QMessageBox::Yes, QMessageBox::Yes});
+    Request copy = takeOf(Conversion::PlainToBwf);
+    const Request other = takeOf(copy.conversion, {g_fmtHere, g_dataHere}, {g_left, g_left});
+    const QString otherOutput = u"the next_bwf.wav"_s;
+    copy.sources.append(u"the next.wav"_s);
+    copy.before[u"the next.wav"_s] = other.before.first();
+    copy.outputs[otherOutput] = other.outputs.first();
+    add("the outputs of a plain copy are two names of one file", g_sameAs, copy, otherOutput);
+    add("the second output of a plain copy is a link to the first", g_linkTo, copy, otherOutput);
 }
 
 void tst_Faults::outputIsReadByAnotherRequest_data()
@@ -517,43 +350,45 @@ void tst_Faults::outputIsReadByAnotherRequest()
 {
     QFETCH(const bool, hasTwin);
 
-    const TempDir dir;
-    const Sources read({dir.add(u"take_01.wav"_s, stereoFile())});
-    const Sources other({dir.add(u"take.wav"_s, stereoFile())});
-    CWavConverter reading(nullptr, read.list());
-    CWavConverter twin(nullptr, read.list());
-    CWavConverter overwriting(nullptr, other.list());
+    Request request = takeOf(Conversion::Split);
+    const QString shared = request.output();
+    request.sources = QStringList{shared};
+    request.before[shared] = request.before.first();
+    request.outputs = {{u"take_01_01.wav"_s, request.outputs.first()},
+                       {u"take_01_02.wav"_s, request.outputs.last()}};
+    if (hasTwin)
+        request.outputs[u"take_01_bwf.wav"_s] = takeOf(Conversion::PlainToBwf).outputs.first();
+    request.ask(shared);
+    request.boxes.append(errorText(ConvertFileOpen));
+
+    PreparedRequest prepared(request);
+    const Sources read({prepared.path(shared)});
+    const Sources other({prepared.path(u"take.wav"_s)});
+    const CWavConverter twin(prepared.window(), read.list());
+    const CWavConverter overwriting(prepared.window(), other.list());
     int result = ConvertOk;
     const Once start(isProgressUp, [&] {
         if (hasTwin)
             twin.plainToBwf();
         result = overwriting.polyToMono();
     });
-
-    const ConversionRun run =
-        runAnswered({QMessageBox::Yes, QMessageBox::Ok}, [&] { return reading.polyToMono(); });
-    QCOMPARE(run.texts(), QStringList({overwriteQuestion(u"take_01.wav"_s, Conversion::Split),
-                                       errorText(ConvertFileOpen)}));
+    QCOMPARE(prepared.problems(), QString());
     QCOMPARE(result, int(ConvertFileOpen));
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(QFile::exists(dir.path(u"take_01_bwf.wav"_s)), hasTwin);
-    QCOMPARE(dir.bytes(u"take_01.wav"_s), stereoFile());
-    QCOMPARE(withoutDate(dir.bytes(u"take_01_01.wav"_s)), splitOutput(g_left));
-    QCOMPARE(withoutDate(dir.bytes(u"take_01_02.wav"_s)), splitOutput(g_right));
 }
 
 /// Its sources can become outputs of the next one.
 void tst_Faults::finishedRequestReadsNothing()
 {
-    ListedTake take(Conversion::Combine);
-    QCOMPARE(take.convert({}).result, int(ConvertOk));
-    take.put(u"take.wav"_s, stereoFile());
-    const Outcome expected = take.success({{u"take_01.wav"_s, aFile(splitOutput(g_left))},
-                                           {u"take_02.wav"_s, aFile(splitOutput(g_right))}});
-    const ConversionRun run = runConversion(Conversion::Split, Sources({take.path(u"take.wav"_s)}),
-                                            {QMessageBox::Yes, QMessageBox::Yes});
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(take.everything(), expected.entries);
+    const Request finished = takeOf(Conversion::Combine);
+    Request request = takeOf(Conversion::Split);
+    request.before.insert(finished.before);
+    request.outputs.insert(finished.outputs);
+    for (const QString& name : finished.sources)
+        request.ask(name);
+    PreparedRequest prepared(request);
+    const Sources sources({prepared.path(u"take_01.wav"_s), prepared.path(u"take_02.wav"_s)});
+    QCOMPARE(runConversion(Conversion::Combine, sources).result, int(ConvertOk));
+    QCOMPARE(prepared.problems(), QString());
 }
 
 void tst_Faults::outputReplacedWhileItIsWritten_data()
@@ -561,22 +396,21 @@ void tst_Faults::outputReplacedWhileItIsWritten_data()
     QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<bool>("isCancelled");
     QTest::addColumn<QByteArray>("other");
-    const QByteArray shorter = aFile("of another program");
-    const QByteArray longer = aFile(QByteArray(100000, 'x'));
-    for (const auto& [conversion, name] : g_conversions)
+    const QByteArray shorter = "of another program";
+    for (const auto& [conversion, name] : g_conversions) {
         QTest::addRow("a %s that goes on to its end", name) << conversion << false << shorter;
+        QTest::addRow("a %s, by a pipe", name) << conversion << false << g_pipe;
+    }
     QTest::newRow("a split that is cancelled then") << Conversion::Split << true << shorter;
     QTest::newRow("a combine that is cancelled then") << Conversion::Combine << true << shorter;
-    QTest::newRow("a split, by a longer file") << Conversion::Split << false << longer;
-    QTest::newRow("a split, by a directory")
-        << Conversion::Split << false << QByteArray("directory");
-    for (const auto& [conversion, name] : g_conversions)
-        QTest::addRow("a %s, by a pipe", name) << conversion << false << g_noFile;
+    QTest::newRow("a split, by a longer file")
+        << Conversion::Split << false << QByteArray(100000, 'x');
+    QTest::newRow("a split, by a directory") << Conversion::Split << false << g_emptyDirectory;
     QTest::newRow("a split that is cancelled then, by a pipe")
-        << Conversion::Split << true << g_noFile;
-    QTest::newRow("a combine, by a socket") << Conversion::Combine << false << QByteArray("socket");
+        << Conversion::Split << true << g_pipe;
+    QTest::newRow("a combine, by a socket") << Conversion::Combine << false << g_socket;
     QTest::newRow("a combine, by a link to a device")
-        << Conversion::Combine << false << QByteArray("link to /dev/null");
+        << Conversion::Combine << false << g_linkTo + "/dev/null";
 }
 
 /// Another program puts something of its own in the place of the output. That one is no result of
@@ -587,33 +421,25 @@ void tst_Faults::outputReplacedWhileItIsWritten()
     QFETCH(const bool, isCancelled);
     QFETCH(const QByteArray, other);
 
-    ListedTake take(conversion);
-    Outcome expected = isCancelled ? take.failure(ConvertCancelled, {})
-                                   : take.failure(ConvertDataWrite, {errorText(ConvertDataWrite)});
-    expected.entries[take.outputName()] = other == "socket" ? g_noFile : other;
-    const QString otherPath = take.path(u"other"_s);
-    if (other == "directory")
-        QVERIFY(QDir().mkdir(otherPath));
-    else if (other == g_noFile)
-        QVERIFY(makePipe(otherPath));
-    else if (other == "socket")
-        QVERIFY(::mknod(QFile::encodeName(otherPath).constData(), S_IFSOCK | 0600, 0) == 0);
-    else if (other.startsWith("link"))
-        QVERIFY(QFile::link(u"/dev/null"_s, otherPath));
+    Request request = takeOf(conversion);
+    request.fail(isCancelled ? ConvertCancelled : ConvertDataWrite);
+    request.outputs[request.output()] = other == g_socket ? g_pipe : other;
+    PreparedRequest prepared(request);
+    const std::filesystem::path otherPath = encoded(prepared.path(u"other"_s));
+    if (other == g_socket)
+        QCOMPARE(::mknod(otherPath.c_str(), S_IFSOCK | 0600, 0), 0);
     else
-        QVERIFY(take.put(u"other"_s, other.mid(aFile({}).size())));
-    const QByteArray otherName = QFile::encodeName(otherPath);
-    const QByteArray output = QFile::encodeName(take.path(take.outputName()));
+        QVERIFY(makeEntry(prepared.path(u"other"_s), other));
+    const std::filesystem::path output = encoded(prepared.path(request.output()));
     bool isReplaced = false;
-    const Once replacement([&output] { return ::access(output.constData(), F_OK) == 0; },
+    const Once replacement([&output] { return ::access(output.c_str(), F_OK) == 0; },
                            [&] {
-                               isReplaced =
-                                   ::unlink(output.constData()) == 0
-                                   && ::rename(otherName.constData(), output.constData()) == 0;
+                               isReplaced = ::unlink(output.c_str()) == 0
+                                            && ::rename(otherPath.c_str(), output.c_str()) == 0;
                            });
     const CancelClicker clicker([&](QProgressDialog&) { return isCancelled && isReplaced; });
 
-    checkConversion(take, expected);
+    QCOMPARE(prepared.problems(), QString());
     QCOMPARE(clicker.wasClicked(), isCancelled);
 }
 
@@ -622,81 +448,67 @@ void tst_Faults::outputThatMayNotBeReadIsOverwritten()
     QFETCH(const Conversion, conversion);
 
     const PlainUser user;
-    ListedTake take(conversion);
-    const QString name = take.outputName();
-    const Outcome expected = take.success(take.outputs());
-    QVERIFY(take.put(name, "old") && QFile::setPermissions(take.path(name), QFile::WriteOwner));
-    QVERIFY(!QFile(take.path(name)).open(QFile::ReadOnly));
+    Request request = takeOf(conversion);
+    request.before[request.output()] = "old";
+    request.ask(request.output());
+    PreparedRequest prepared(request);
+    const QString path = prepared.path(request.output());
+    QVERIFY(QFile::setPermissions(path, QFile::WriteOwner));
+    QVERIFY(!QFile(path).open(QFile::ReadOnly));
 
-    const ConversionRun run = take.convert({QMessageBox::Yes});
-    QVERIFY(QFile::setPermissions(take.path(name), QFile::ReadOwner | QFile::WriteOwner));
-    QCOMPARE(run.texts(), QStringList{overwriteQuestion(name, conversion)});
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(take.everything(), expected.entries);
+    const ConversionRun run = prepared.run();
+    QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner));
+    QCOMPARE(prepared.problemsAfter(run), QString());
 }
 
 void tst_Faults::outputNameIsTaken_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("by");
-    QTest::addColumn<QMessageBox::StandardButton>("answer");
+    QTest::addColumn<Request>("request");
+    QTest::addColumn<QByteArray>("successor"); // takes its place at the question
     for (const auto& [conversion, name] : g_conversions) {
-        for (const char* by :
-             {"a directory", "a link to a new file", "a link to nowhere", "a pipe",
-              "a link to a pipe", "a file that becomes a pipe", "a file that becomes the source"}) {
-            QTest::addRow("%s, by %s", name, by)
-                << conversion << QString::fromLatin1(by) << QMessageBox::Yes;
-        }
-        QTest::addRow("%s, by a pipe that is to be kept", name)
-            << conversion << u"a pipe"_s << QMessageBox::Cancel;
+        const Request sound = takeOf(conversion);
+        const QString output = sound.output();
+        const auto add = [&, named = name](const char* by, const QByteArray& entry,
+                                           QMessageBox::StandardButton answer = QMessageBox::Yes,
+                                           const QByteArray& successor = {}) {
+            Request request = sound;
+            request.before[output] = entry;
+            request.before[u"a pipe"_s] = g_pipe;
+            if (answer != QMessageBox::NoButton)
+                request.ask(output, answer);
+            request.fail(answer == QMessageBox::Cancel ? ConvertCancelled : ConvertFileOpen);
+            if (!successor.isEmpty())
+                request.outputs[output] = successor;
+            QTest::addRow("%s, by %s", named, by) << request << successor;
+        };
+        add("a directory", g_emptyDirectory);
+        add("a link to nowhere", g_linkTo + "missing/elsewhere", QMessageBox::NoButton);
+        add("a pipe", g_pipe);
+        add("a pipe that is to be kept", g_pipe, QMessageBox::Cancel);
+        add("a link to a pipe", g_linkTo + "a pipe");
+        add("a file that becomes a pipe", "old", QMessageBox::Yes, g_pipe);
+        add("a file that becomes the source", "old", QMessageBox::Yes,
+            g_sameAs + sound.source().toUtf8());
+
+        // The link stays, and its target comes to be.
+        Request linked = sound;
+        linked.before[output] = g_linkTo + "elsewhere";
+        linked.outputs[u"elsewhere"_s] = linked.outputs.take(output);
+        QTest::addRow("%s, by a link to a new file", name) << linked << QByteArray();
     }
 }
 
 /// Nobody reads at the other end of a pipe, for which opening it would wait.
 void tst_Faults::outputNameIsTaken()
 {
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, by);
-    QFETCH(const QMessageBox::StandardButton, answer);
+    QFETCH(const Request, request);
+    QFETCH(const QByteArray, successor);
 
-    ListedTake take(conversion);
-    const QString path = take.path(take.outputName());
-    const bool isLink = by.startsWith(u"a link"_s);
-    const QString target = by.endsWith(u"nowhere"_s) ? u"missing/elsewhere"_s : u"elsewhere"_s;
-    if (isLink)
-        QVERIFY(QFile::link(target, path));
-    if (by == u"a directory"_s)
-        QVERIFY(QDir().mkdir(path));
-    else if (by.startsWith(u"a file"_s))
-        QVERIFY(take.put(take.outputName(), "old"));
-    else if (by.endsWith(u"pipe"_s))
-        QVERIFY(makePipe(isLink ? take.path(target) : path));
-
-    QStringList asked;
-    if (!isLink || by.endsWith(u"pipe"_s))
-        asked.append(overwriteQuestion(take.outputName(), conversion));
-    Outcome expected =
-        answer == QMessageBox::Yes ? take.notOpened(asked) : take.failure(ConvertCancelled, asked);
-    if (by.endsWith(u"new file"_s)) {
-        // The link stays, and its target comes to be.
-        Entries outputs = take.outputs();
-        outputs[target] = outputs.take(take.outputName());
-        expected = take.success(outputs);
-    }
-    if (by.startsWith(u"a file"_s))
-        expected.entries[take.outputName()] =
-            by.endsWith(u"pipe"_s) ? g_noFile : take.everything()[take.sourceName()];
-    const Once replacement([&by] { return by.startsWith(u"a file"_s) && isQuestionUp(); },
-                           [&] {
-                               QFile::remove(path);
-                               if (by.endsWith(u"pipe"_s))
-                                   makePipe(path);
-                               else
-                                   ::link(
-                                       QFile::encodeName(take.path(take.sourceName())).constData(),
-                                       QFile::encodeName(path).constData());
-                           });
-    checkConversion(take, expected, {answer, QMessageBox::Ok});
+    PreparedRequest prepared(request);
+    const QString path = prepared.path(request.output());
+    const Once replacement([&] { return !successor.isEmpty() && isQuestionUp(); },
+                           [&] { QVERIFY(QFile::remove(path) && makeEntry(path, successor)); });
+    QCOMPARE(prepared.problems(), QString());
 }
 
 /// Half of a surrogate pair has no bytes of its own; the toolkit puts others in its place.
@@ -704,294 +516,223 @@ void tst_Faults::outputDirectoryNameIsNoUnicode()
 {
     QFETCH(const Conversion, conversion);
 
-    ListedTake take(conversion);
-    const QString text = take.path(u"out "_s + QChar(0xD800));
+    const QString text = u"out "_s + QChar(0xD800);
     const QString directory = QFile::decodeName(QFile::encodeName(text));
     QVERIFY(directory != text);
-    QVERIFY(QDir().mkdir(directory));
-    QVERIFY(writeFile(directory + u'/' + take.outputName(), "old"));
-
-    const ConversionRun run = take.convert({QMessageBox::Yes}, text);
-    QCOMPARE(run.texts(), QStringList{overwriteQuestion(take.outputName(), conversion)});
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(everythingIn(directory), take.outputs());
+    Request request = takeOf(conversion);
+    request.before[directory + u'/' + request.output()] = "old";
+    request.ask(request.output());
+    for (const QString& name : request.outputs.keys())
+        request.outputs[directory + u'/' + name] = request.outputs.take(name);
+    request.outputDir = text;
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_Faults::sourceIsNoFileAnyMore_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("source");
-    QTest::addColumn<QString>("successor");
-    for (const char* successor : {"nothing", "a directory", "a pipe", "a link to nowhere",
-                                  "a link to itself", "a link to a pipe"}) {
-        for (const SourceOfConversion& used : g_sources) {
-            QTest::addRow("%s, is %s now", used.title, successor)
-                << used.conversion << QString::fromLatin1(used.name)
-                << QString::fromLatin1(successor);
-        }
+    QTest::addColumn<Request>("request");
+    const std::pair<QString, QByteArray> successors[] = {
+        {u"a directory"_s, g_emptyDirectory},
+        {u"a pipe"_s, g_pipe},
+        {u"a link to nowhere"_s, g_linkTo + "elsewhere"},
+        {u"a link to itself"_s, g_linkTo + "itself"},
+        {u"a link to a pipe"_s, g_linkTo + "pipe"},
+    };
+    for (const auto& [what, successor] : successors) {
+        addForEachSource(u"is %1 now"_s.arg(what), [&](Request& request, const QString& source) {
+            request.change(source,
+                           successor.endsWith("itself") ? g_linkTo + source.toUtf8() : successor);
+            request.before[u"pipe"_s] = g_pipe;
+            request.fail(ConvertFileOpen);
+        });
     }
-}
-
-void tst_Faults::sourceIsNoFileAnyMore()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, source);
-    QFETCH(const QString, successor);
-
-    ListedTake take(conversion);
-    const QString path = take.path(source);
-    QVERIFY(QFile::remove(path));
-    const bool isLinked = successor.startsWith(u"a link");
-    if (isLinked)
-        QVERIFY(QFile::link(successor.endsWith(u"itself") ? source : u"elsewhere"_s, path));
-    if (successor.endsWith(u"directory"))
-        QVERIFY(QDir().mkdir(path));
-    if (successor.endsWith(u"pipe"))
-        QVERIFY(makePipe(isLinked ? take.path(u"elsewhere"_s) : path));
-    checkConversion(take, take.notOpened());
-}
-
-/// There is no point in asking what is to become of an output that cannot be made.
-void tst_Faults::sourceVanishedBesideAnExistingOutput()
-{
-    QFETCH(const Conversion, conversion);
-
-    ListedTake take(conversion);
-    QVERIFY(QFile::remove(take.path(take.sourceName())));
-    QVERIFY(take.put(take.outputName(), "old"));
-    checkConversion(take, take.notOpened());
+    addForEachSource(u"is nothing now"_s, [](Request& request, const QString& source) {
+        request.listed = request.before;
+        request.before.remove(source);
+        request.fail(ConvertFileOpen);
+    });
+    // There is no point in asking what is to become of an output that cannot be made.
+    for (const auto& [conversion, name] : g_conversions) {
+        Request request = takeOf(conversion);
+        request.listed = request.before;
+        request.before.remove(request.source());
+        request.before[request.output()] = "old";
+        request.fail(ConvertFileOpen);
+        QTest::addRow("%s, whose source is nothing now and whose output exists", name) << request;
+    }
 }
 
 void tst_Faults::sourceVanishedBetweenTwoOutputs()
 {
-    ListedTake take(Conversion::Split);
-    Outcome expected = take.notOpened();
-    expected.entries.remove(take.sourceName());
-    expected.entries[take.outputName()] = take.outputs()[take.outputName()];
-    const Once removal(isProgressUp, [&take] { QFile::remove(take.path(take.sourceName())); });
-    checkConversion(take, expected);
+    Request request = takeOf(Conversion::Split);
+    const QByteArray first = request.outputs.first();
+    request.fail(ConvertFileOpen);
+    request.outputs[request.output()] = first;
+    request.removed.append(request.source());
+    PreparedRequest prepared(request);
+    const Once removal(isProgressUp,
+                       [&] { QVERIFY(QFile::remove(prepared.path(request.source()))); });
+    QCOMPARE(prepared.problems(), QString());
 }
 
 /// The source is read once for each output; its reads fail in the middle of the second one.
 void tst_Faults::splitWhoseReadsFail()
 {
-    const TempDir dir;
-    const QString source = dir.path(u"take.wav"_s);
-    const QByteArray left = sampleBytes(3 * g_blockBytes / 2, 1);
-    const QByteArray right = sampleBytes(3 * g_blockBytes / 2, 2);
-    QVERIFY(writeFile(source,
-                      wavBytes({fmtChunk(g_stereo), dataChunk(interleaved({left, right}, 2))})));
-    auto expected = everythingIn(dir.path());
-    expected[u"take_01.wav"_s] = aFile(splitOutput(left));
+    constexpr qint64 size = 3 * g_blockBytes / 2;
+    Request request = takeOf(Conversion::Split, {g_fmtHere, g_dataHere},
+                             {sampleBytes(size, 1), sampleBytes(size, 2)});
+    const QByteArray first = request.outputs.first();
+    request.fail(ConvertFileRead);
+    request.outputs[request.output()] = first;
+    PreparedRequest prepared(request);
     const int dataStart = g_outputStart + (8 + 4) + 8;
     bool isBroken = false;
     const ProgressWatch watch([&](QProgressDialog& dialog) {
         if (!isBroken && dialog.labelText().endsWith(u"take_02.wav") && dialog.value() > dataStart)
-            isBroken = breakReads(source);
+            isBroken = breakReads(prepared.path(request.source()));
     });
-
-    const ConversionRun run =
-        runConversion(Conversion::Split, Sources({source}), {QMessageBox::Ok});
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(isBroken);
-    QCOMPARE(run.result, int(ConvertFileRead));
-    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileRead)});
-    QCOMPARE(everythingIn(dir.path()), expected);
 }
 
-void tst_Faults::sourceIsNoWaveFileAnyMore()
+void tst_Faults::sourceIsNoRecordingAnyMore_data()
 {
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, source);
-
-    ListedTake take(conversion);
-    const QByteArray text = QByteArray("Nothing to hear here, move along.\n").repeated(3);
-    QVERIFY(take.put(source, text));
-    // Of the further files of a combine the bytes at the place of the samples are all that counts.
-    const bool isFirst = source == take.sourceName();
-    checkConversion(take, isFirst
-                              ? take.illegalFormat()
-                              : take.success({{take.outputName(),
-                                               aFile(combineOutput({g_left, text.mid(44, 40)}))}}));
+    QTest::addColumn<Request>("request");
+    const QByteArray whole = takeOf(Conversion::Split).before.first();
+    const std::pair<QString, QByteArray> successors[] = {
+        {u"is a text now"_s, QByteArray("Nothing to hear here, move along.\n").repeated(3)},
+        {u"does not begin with RIFF now"_s, "RIFX" + whole.mid(4)},
+        {u"begins with small letters now"_s, "riff" + whole.mid(4)},
+        {u"is a RIFF that is not WAVE now"_s, whole.first(8) + "AVI " + whole.mid(12)},
+    };
+    for (const auto& [what, now] : successors) {
+        addForEachSource(what, [&now = now](Request& request, const QString& source) {
+            request.change(source, now);
+            if (source == request.source())
+                becomeIllegal(request);
+            else // The bytes at the place of the samples are all that counts.
+                request.outputs = outputsOf(request.conversion, {g_fmtHere, g_dataHere},
+                                            {g_left, now.mid(g_sampleStart, 40)});
+        });
+    }
 }
 
 void tst_Faults::sourceIsCut_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("size"); // bytes that are left
+    QTest::addColumn<Request>("request");
     for (const auto& [conversion, name] : g_conversions) {
         // Cut within its samples a source keeps a split going without end, and a combine until
         // Cancel.
-        QList<int> sizes = {0, 11, 12, 13, 20, 36, 43};
-        if (conversion == Conversion::PlainToBwf)
+        const bool isCopy = conversion == Conversion::PlainToBwf;
+        QList<int> sizes = {0, 7, 11, 12, 13, 20, 36, 43};
+        if (isCopy)
             sizes += {44, 63, 64};
-        for (const int size : sizes)
-            QTest::addRow("%s of %d bytes", name, size) << conversion << size;
-    }
-}
-
-void tst_Faults::sourceIsCut()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, size);
-
-    ListedTake take(conversion);
-    const QByteArray whole = readFile(take.path(take.sourceName()));
-    const QByteArray cut = whole.left(size);
-    QVERIFY(take.put(take.sourceName(), cut));
-    // The RIFF header ends with byte 12, the `fmt ` chunk with byte 36, the `data` header with 44.
-    if (size < 12)
-        return checkConversion(take, take.illegalFormat());
-    if ((size > 12 && size < 12 + 8) || (size > 36 && size < 36 + 8)) {
-        // The search for a `bext` spoils the stream where it meets a size that is cut.
-        const bool isFormatCopied = size > 36 && size < 36 + 4;
-        return checkConversion(take,
-                               take.cutHeader(isFormatCopied ? whole.mid(12, 24) : QByteArray()));
-    }
-    // A file that ends between two chunks is a whole one, and a missing part of a body is zeros.
-    const bool hasFormat = size > 12;
-    Entries outputs;
-    switch (conversion) {
-    case Conversion::Split:
-        outputs[u"take_01.wav"_s] = outputs[u"take_02.wav"_s] =
-            aFile(hasFormat ? outputBytes({fmtChunk(g_mono)}, 8 + 4) : outputBytes({}));
-        break;
-    case Conversion::Combine:
-        outputs[take.outputName()] =
-            aFile(hasFormat ? outputBytes({fmtChunk(g_stereo)}) : outputBytes({}));
-        break;
-    default:
-        const qsizetype end = size > 36 ? whole.size() : hasFormat ? 36 : 12;
-        outputs[take.outputName()] = aFile(copyOutput(cut.leftJustified(end, '\0')));
-    }
-    checkConversion(take, take.success(outputs));
-}
-
-void tst_Faults::sourceGrewByAChunk()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, source);
-
-    const QByteArray added = chunk("LIST", "INFOISFT");
-    ListedTake take(conversion);
-    QVERIFY(take.put(source, readFile(take.path(source)) + added));
-    Entries outputs = take.outputs();
-    switch (conversion) {
-    case Conversion::Split:
-        outputs[u"take_01.wav"_s] = aFile(splitOutput(g_left, {added}));
-        outputs[u"take_02.wav"_s] = aFile(splitOutput(g_right, {added}));
-        break;
-    case Conversion::Combine:
-        // Only the chunks of the first file come through.
-        if (source == take.sourceName())
-            outputs[take.outputName()] = aFile(combineOutput({g_left, g_right}, added));
-        break;
-    default:
-        outputs[take.outputName()] = aFile(copyOutput(stereoFile() + added));
-    }
-    checkConversion(take, take.success(outputs));
-}
-
-void tst_Faults::sourceGrewByStrayBytes()
-{
-    QFETCH(const Conversion, conversion);
-
-    ListedTake take(conversion);
-    const QByteArray whole = readFile(take.path(take.sourceName()));
-    QVERIFY(take.put(take.sourceName(), whole + "abc"));
-    checkConversion(take, take.cutHeader(whole.mid(12)));
-}
-
-void tst_Faults::sourceHasAnotherFormatNow()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, source);
-
-    const Format other = {.channels = 5, .bits = 32};
-    const QByteArray samples = sampleBytes(40, 3);
-    const QByteArray file = wavBytes({fmtChunk(other), dataChunk(samples)});
-    ListedTake take(conversion);
-    QVERIFY(take.put(source, file));
-    // The listed format counts: frames of two 16-bit samples for the split, samples of 16 bits for
-    // the combine.
-    Entries outputs;
-    switch (conversion) {
-    case Conversion::Split: {
-        QByteArray left;
-        QByteArray right;
-        for (qsizetype frame = 0; frame < samples.size(); frame += 4) {
-            left += samples.mid(frame, 2);
-            right += samples.mid(frame + 2, 2);
+        for (const int size : sizes) {
+            Request request = takeOf(conversion);
+            const QByteArray whole = request.before[request.source()];
+            const QByteArray cut = whole.left(size);
+            request.change(request.source(), cut);
+            // The RIFF header ends with byte 12, the `fmt ` chunk with byte 36, the `data` header
+            // with 44.
+            const bool hasFormat = size > 12;
+            if (size < 12) {
+                becomeIllegal(request);
+            } else if ((size > 12 && size < 12 + 8) || (size > 36 && size < 36 + 8)) {
+                // The search for a `bext` spoils the stream where it meets a size that is cut.
+                endInCutHeader(request, size > 36 && size < 36 + 4 ? whole.mid(12, 24) : "");
+            } else if (isCopy) {
+                // A file that ends between two chunks is a whole one, and a missing part of a body
+                // is zeros.
+                const qsizetype end = size > 36 ? whole.size() : hasFormat ? 36 : 12;
+                request.outputs = outputsOf(conversion, {cut.leftJustified(end, '\0').mid(12)});
+            } else {
+                request.outputs =
+                    outputsOf(conversion, hasFormat ? QByteArrayList{g_fmtHere} : QByteArrayList());
+            }
+            QTest::addRow("%s of %d bytes", name, size) << request;
         }
-        outputs[u"take_01.wav"_s] = aFile(splitOutput(left));
-        outputs[u"take_02.wav"_s] = aFile(splitOutput(right));
-        break;
     }
-    case Conversion::Combine: {
-        const bool isFirst = source == take.sourceName();
-        outputs[take.outputName()] =
-            aFile(combineOutput({isFirst ? samples : g_left, isFirst ? g_right : samples}));
-        break;
+}
+
+void tst_Faults::sourceGrew_data()
+{
+    QTest::addColumn<Request>("request");
+    const QByteArray added = chunk("LIST", "INFOISFT");
+    addForEachSource(u"grew by a chunk"_s, [&](Request& request, const QString& source) {
+        request.change(source, request.before[source] + added);
+        if (source == request.source())
+            request.outputs = outputsOf(request.conversion, {g_fmtHere, g_dataHere, added});
+    });
+    for (const QByteArray stray : {"abc", "LISTabc"}) {
+        const QString what = u"grew by %1 stray bytes"_s.arg(stray.size());
+        addForEachSource(what, [&](Request& request, const QString& source) {
+            const QByteArray whole = request.before[source];
+            request.change(source, whole + stray);
+            // What looks like an id the search for a `bext` meets first.
+            if (source == request.source())
+                endInCutHeader(request, stray.size() < 4 ? whole.mid(12) : "");
+        });
     }
-    default:
-        outputs[take.outputName()] = aFile(copyOutput(file));
-    }
-    checkConversion(take, take.success(outputs));
+}
+
+/// The listed format counts: frames of two 16-bit samples for the split, samples of 16 bits for the
+/// combine.
+void tst_Faults::sourceHasAnotherFormatNow_data()
+{
+    QTest::addColumn<Request>("request");
+    const QByteArray left = sampleBytes(20, 3);
+    const QByteArray right = sampleBytes(20, 4);
+    const QByteArray samples = interleaved({left, right}, 2);
+    addForEachSource(u"has another format now"_s, [&](Request& request, const QString& source) {
+        const QByteArray file = recording({.channels = 5, .bits = 32}, samples);
+        request.change(source, file);
+        const QByteArrayList chunks = {g_fmtHere, g_dataHere};
+        if (request.conversion == Conversion::Split)
+            request.outputs = outputsOf(request.conversion, chunks, {left, right});
+        else if (request.conversion == Conversion::PlainToBwf)
+            request.outputs = outputsOf(request.conversion, {file.mid(g_riffHeaderSize)});
+        else if (source == request.source())
+            request.outputs = outputsOf(request.conversion, chunks, {samples, g_right});
+        else
+            request.outputs = outputsOf(request.conversion, chunks, {g_left, samples});
+    });
 }
 
 void tst_Faults::sourceIsAlsoAnOutput_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("way");
-    QTest::newRow("the split's first output is its second source")
-        << Conversion::Split << u"source"_s;
-    QTest::newRow("the combine's output is its third source") << Conversion::Combine << u"source"_s;
-    QTest::newRow("the plain copy's first output is its second source")
-        << Conversion::PlainToBwf << u"source"_s;
+    QTest::addColumn<Request>("request");
     for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("the output of the %s is a link to its source", name)
-            << conversion << u"link"_s;
-        QTest::addRow("the output of the %s is another name of its source", name)
-            << conversion << u"name"_s;
+        Request request = takeOf(conversion);
+        request.ask(request.output());
+        request.fail(ConvertFileOpen);
+        request.before[request.output()] = g_linkTo + request.source().toUtf8();
+        QTest::addRow("the output of the %s is a link to its source", name) << request;
+        request.before[request.output()] = g_sameAs + request.source().toUtf8();
+        QTest::addRow("the output of the %s is another name of its source", name) << request;
+        request.before[request.output()] = request.before[request.source()];
+        request.sources.append(request.output());
+        QTest::addRow("the output of the %s is its last source", name) << request;
     }
-}
-
-void tst_Faults::sourceIsAlsoAnOutput()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const QString, way);
-
-    ListedTake take(conversion);
-    const QByteArray output = QFile::encodeName(take.path(take.outputName()));
-    const QByteArray source = QFile::encodeName(take.path(take.sourceName()));
-    if (way == u"source"_s)
-        take.add(take.outputName(),
-                 conversion == Conversion::Combine ? monoFile(g_left) : stereoFile());
-    else if (way == u"link"_s)
-        QCOMPARE(::symlink(source.constData(), output.constData()), 0);
-    else
-        QCOMPARE(::link(source.constData(), output.constData()), 0);
-    checkConversion(take, take.notOpened({overwriteQuestion(take.outputName(), conversion)}),
-                    {QMessageBox::Yes, QMessageBox::Ok});
 }
 
 void tst_Faults::whatIsNoFileIsNotListed()
 {
     const TempDir dir;
-    dir.add(u"good.wav"_s, monoFile(g_left));
-    QVERIFY(makePipe(dir.path(u"fifo.wav"_s)));
-    QVERIFY(QDir(dir.path()).mkdir(u"directory.wav"_s));
-    QVERIFY(QFile::link(u"missing"_s, dir.path(u"dangling.wav"_s)));
-    QVERIFY(QFile::link(u"looping.wav"_s, dir.path(u"looping.wav"_s)));
-    QVERIFY(QFile::link(u"good.wav"_s, dir.path(u"linked.wav"_s)));
-    QVERIFY(QFile::link(u"fifo.wav"_s, dir.path(u"to-fifo.wav"_s)));
-    QVERIFY(QFile::link(u"directory.wav"_s, dir.path(u"to-directory.wav"_s)));
-    const auto before = everythingIn(dir.path());
+    dir.add(u"good.wav"_s, recording({}, g_left));
+    dir.add(u"fifo.wav"_s, g_pipe);
+    dir.add(u"directory.wav"_s, g_emptyDirectory);
+    dir.add(u"dangling.wav"_s, g_linkTo + "missing");
+    dir.add(u"looping.wav"_s, g_linkTo + "looping.wav");
+    dir.add(u"linked.wav"_s, g_linkTo + "good.wav");
+    dir.add(u"to-fifo.wav"_s, g_linkTo + "fifo.wav");
+    dir.add(u"to-directory.wav"_s, g_linkTo + "directory.wav");
+    const Files before = dir.entries();
 
     // Of all these, a link to a pipe alone passes for a file; it is not waited for.
     const Listing listing(dir.path());
     QCOMPARE(listing.boxes, QStringList{unreadable({u"to-fifo.wav"_s})});
     QCOMPARE(listing.names(), QStringList({u"good.wav"_s, u"linked.wav"_s}));
-    QCOMPARE(everythingIn(dir.path()), before);
+    QCOMPARE(dir.entries(), before);
 }
 
 void tst_Faults::smallFilesAreListedOrNamed_data()
@@ -1002,7 +743,7 @@ void tst_Faults::smallFilesAreListedOrNamed_data()
     QTest::newRow("bytes of ones") << QByteArray(64, '\xFF') << 65;
     QTest::newRow("RIFF again and again") << QByteArray("RIFF").repeated(16) << 65;
     QTest::newRow("the start of a WAVE file, readable with the data header")
-        << monoFile(g_left).left(64) << 44;
+        << recording({}, g_left).left(64) << 44;
 }
 
 void tst_Faults::smallFilesAreListedOrNamed()
@@ -1013,18 +754,18 @@ void tst_Faults::smallFilesAreListedOrNamed()
     const TempDir dir;
     QStringList readableNames = {u"a.wav"_s};
     QStringList unreadableNames;
-    dir.add(u"a.wav"_s, monoFile(g_left));
+    dir.add(u"a.wav"_s, recording({}, g_left));
     for (int size = 0; size <= 64; ++size) {
         const QString name = u"b%1.wav"_s.arg(size, 2, 10, QLatin1Char('0'));
         dir.add(name, bytes.left(size));
         (size < readableFrom ? unreadableNames : readableNames).append(name);
     }
-    const auto before = everythingIn(dir.path());
+    const Files before = dir.entries();
 
     const Listing listing(dir.path());
     QCOMPARE(listing.boxes, QStringList{unreadable(unreadableNames)});
     QCOMPARE(listing.names(), readableNames);
-    QCOMPARE(everythingIn(dir.path()), before);
+    QCOMPARE(dir.entries(), before);
 }
 
 void tst_Faults::oddNameIsListedAndConverted_data()
@@ -1047,56 +788,48 @@ void tst_Faults::oddNameIsListedAndConverted()
     QFETCH(const QString, stem);
 
     const TempDir parent;
+    const QString base = stem + u'/' + stem;
+    parent.add(base + u".wav"_s, recording({}, g_left));
     const QString dir = parent.path(stem);
-    QVERIFY(QDir().mkdir(dir));
-    const QString path = dir + u'/' + stem + u".wav"_s;
-    QVERIFY(writeFile(path, monoFile(g_left)));
     const Listing listing(dir);
     QCOMPARE(listing.boxes, QStringList());
     QCOMPARE(listing.names(), QStringList{stem + u".wav"_s});
 
-    QVERIFY(writeFile(path, stereoFile()));
-    const QString base = dir + u'/' + stem;
-    const QList<QPair<Conversion, QStringList>> steps = {
-        {Conversion::Split, {path}},
-        {Conversion::PlainToBwf, {path}},
-        {Conversion::Combine, {base + u"_01.wav"_s, base + u"_02.wav"_s}},
-    };
-    for (const auto& [conversion, paths] : steps) {
-        const ConversionRun run = runConversion(conversion, Sources(paths));
+    Files expected = takeOf(Conversion::Split).before;
+    parent.add(base + u".wav"_s, expected.first());
+    for (const auto& [conversion, name] : g_conversions) {
+        const Request request = takeOf(conversion);
+        expected.insert(request.outputs);
+        Sources sources;
+        for (const QString& source : request.sources)
+            sources.add(parent.path(base + source.mid(4)));
+        const ConversionRun run = runConversion(conversion, sources);
         QCOMPARE(run.result, int(ConvertOk));
         QCOMPARE(run.texts(), QStringList());
     }
-    const Entries expected = {
-        {stem + u".wav"_s, aFile(stereoFile())},
-        {stem + u"_01.wav"_s, aFile(splitOutput(g_left))},
-        {stem + u"_02.wav"_s, aFile(splitOutput(g_right))},
-        {stem + u"_bwf.wav"_s, aFile(copyOutput(stereoFile()))},
-        {stem + u"_combined.wav"_s, aFile(combineOutput({g_left, g_right}))},
-    };
-    QCOMPARE(everythingIn(dir), expected);
+    Files found;
+    const Files entries = entriesIn(dir);
+    for (auto file = entries.cbegin(); file != entries.cend(); ++file)
+        found[u"take"_s + file.key().mid(stem.size())] = file.value();
+    QCOMPARE(differences(found, expected), QString());
 }
 
 void tst_Faults::longestNameHasNoRoomForAnOutput()
 {
     QFETCH(const Conversion, conversion);
 
-    const TempDir dir;
-    const QString path = dir.path(QString(248, u'x') + u"_01.wav"_s);
-    QVERIFY(writeFile(path, stereoFile()));
-    const Entries before = everythingIn(dir.path());
-    const ConversionRun run = runConversion(conversion, Sources({path}), {QMessageBox::Ok});
-    const bool isCopy = conversion == Conversion::PlainToBwf;
-    QCOMPARE(run.result, int(isCopy ? ConvertOk : ConvertFileOpen));
-    QCOMPARE(run.texts(), isCopy ? QStringList() : QStringList{errorText(ConvertFileOpen)});
-    QCOMPARE(everythingIn(dir.path()), before);
+    Request request = takeOf(conversion);
+    request.sources = QStringList{QString(248, u'x') + u"_01.wav"_s};
+    request.before = {{request.source(), recording({.channels = 2}, g_left)}};
+    request.fail(ConvertFileOpen);
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_Faults::nameThatIsNoTextDoesNoHarm()
 {
     const TempDir dir;
     const QString good = dir.path(u"good.wav"_s);
-    QVERIFY(writeFile(good, monoFile(g_left)));
+    QVERIFY(writeFile(good, recording({}, g_left)));
     const QByteArray path = QFile::encodeName(dir.path()) + "/\xFF\xFE.wav";
     QCOMPARE(::link(QFile::encodeName(good).constData(), path.constData()), 0);
     const auto cleanup = qScopeGuard([&path] { ::unlink(path.constData()); });
@@ -1116,7 +849,7 @@ void tst_Faults::nameThatIsNoTextDoesNoHarm()
     QCOMPARE(listing.boxes, boxes);
     QCOMPARE(listing.names(), names);
     QCOMPARE(::access(path.constData(), F_OK), 0);
-    QCOMPARE(readFile(good), monoFile(g_left));
+    QCOMPARE(readFile(good), recording({}, g_left));
 }
 
 void tst_Faults::tenThousandFilesAreListed()
@@ -1125,13 +858,13 @@ void tst_Faults::tenThousandFilesAreListed()
     QStringList names;
     for (int i = 0; i < 10000; ++i) {
         names.append(u"take%1.wav"_s.arg(i, 5, 10, QLatin1Char('0')));
-        QVERIFY(writeFile(dir.path(names.last()), monoFile(g_left)));
+        QVERIFY(writeFile(dir.path(names.last()), recording({}, g_left)));
     }
-    const Entries before = everythingIn(dir.path());
+    const Files before = dir.entries();
     const Listing listing(dir.path());
     QCOMPARE(listing.boxes, QStringList());
     QCOMPARE(listing.names(), names);
-    QCOMPARE(everythingIn(dir.path()), before);
+    QCOMPARE(dir.entries(), before);
 }
 
 SPLICORA_TEST_MAIN(tst_Faults)

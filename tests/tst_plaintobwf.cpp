@@ -63,7 +63,8 @@ Request failingTake(const QByteArrayList& chunks, const QByteArray& output, int 
 void tst_PlainToBwf::checkCopy()
 {
     QFETCH(Request, request);
-    checkRequest(request, Conversion::PlainToBwf);
+    request.conversion = Conversion::PlainToBwf;
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_PlainToBwf::copies_data()
@@ -73,24 +74,6 @@ void tst_PlainToBwf::copies_data()
     const QByteArray bext = chunk("bext", sampleBytes(602, 7));
     const QByteArray list = chunk("LIST", "INFOab");
 
-    QTest::newRow("a generated bext comes before the chunks of the source")
-        << take(g_plain, g_copied);
-    QTest::newRow("a bext at the start is copied, none is generated")
-        << take(wavBytes({bext, g_fmt, g_data}),
-                wavBytes({bext, g_fmt, g_data}, g_riffHeaderSize + 8 + 602 + 8 + 16 + 8 + 8));
-    QTest::newRow("a bext at the end stays at the end, none is generated")
-        << take(wavBytes({g_fmt, g_data, bext}),
-                wavBytes({g_fmt, g_data, bext}, g_riffHeaderSize + 8 + 16 + 8 + 8 + 8 + 602));
-    QTest::newRow("two bext chunks are both copied")
-        << take(wavBytes({bext, g_fmt, g_data, chunk("bext", "ab")}),
-                wavBytes({bext, g_fmt, g_data, chunk("bext", "ab")},
-                         g_riffHeaderSize + 8 + 602 + 8 + 16 + 8 + 8 + 8 + 2));
-    QTest::newRow("an empty bext counts as one") << take(
-        wavBytes({g_fmt, g_data, chunk("bext", "")}),
-        wavBytes({g_fmt, g_data, chunk("bext", "")}, g_riffHeaderSize + 8 + 16 + 8 + 8 + 8));
-    QTest::newRow("other chunks keep their order and their bytes")
-        << take(wavBytes({list, g_data, chunk("JUNK", ""), g_fmt, list}),
-                outputBytes({list, g_data, chunk("JUNK", ""), g_fmt, list}));
     QTest::newRow("a format of 18 bytes is kept whole")
         << take(wavBytes({fmtChunk({.channels = 2}, le16(0)), g_data}),
                 outputBytes({fmtChunk({.channels = 2}, le16(0)), g_data}));
@@ -107,13 +90,9 @@ void tst_PlainToBwf::copies_data()
     const QByteArray nothingSaid = fmtChunk({.channels = 0, .bits = 0, .blockAlign = 0});
     QTest::newRow("a format of nothing but zeros does not matter")
         << take(wavBytes({nothingSaid, g_data}), outputBytes({nothingSaid, g_data}));
-    QTest::newRow("no samples at all")
-        << take(wavBytes({g_fmt, dataChunk("")}), outputBytes({g_fmt, dataChunk("")}));
     QTest::newRow("more samples than a block of the other conversions")
         << take(wavBytes({g_fmt, dataChunk(sampleBytes(1500000))}),
                 outputBytes({g_fmt, dataChunk(sampleBytes(1500000))}));
-    QTest::newRow("two data chunks") << take(wavBytes({g_fmt, g_data, dataChunk("EeFf")}),
-                                             outputBytes({g_fmt, g_data, dataChunk("EeFf")}));
     QTest::newRow("an odd last chunk without pad byte gets none")
         << take(wavBytes({g_fmt, g_data, chunk("note", "abc")}),
                 outputBytes({g_fmt, g_data, chunk("note", "abc")}));
@@ -138,50 +117,27 @@ void tst_PlainToBwf::copies_data()
     QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
         << take(wavBytes({g_fmt, paddedChunk("data", "AaBbC"), list}),
                 outputBytes({g_fmt, chunk("data", "AaBbC"), shifted}));
-    QTest::newRow("a bext after an id that is not text is not found, so there are two")
-        << take(wavBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}),
-                outputBytes({g_fmt, g_data, chunk("\x80xyz", "ab"), bext}));
 }
 
 void tst_PlainToBwf::namesAndSources_data()
 {
     QTest::addColumn<Request>("request");
 
-    QTest::newRow("several sources") << Request{
-        .before = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, wavBytes({g_fmt, dataChunk("EeFf")})}},
-        .sources = {u"a.wav"_s, u"b.wav"_s},
-        .outputs = {{u"a_bwf.wav"_s, g_copied},
-                    {u"b_bwf.wav"_s, outputBytes({g_fmt, dataChunk("EeFf")})}}};
     QTest::newRow("disabled channels do not matter")
         << Request{.before = {{u"take.wav"_s, g_plain}},
                    .outputs = {{u"take_bwf.wav"_s, g_copied}},
                    .disabled = {1, 2}};
-    QTest::newRow("only the last extension is cut off the name")
-        << Request{.before = {{u"day.1.take.WAV"_s, g_plain}},
-                   .sources = {u"day.1.take.WAV"_s},
-                   .outputs = {{u"day.1.take_bwf.wav"_s, g_copied}}};
-    QTest::newRow("a RIFF size of 0 in the source does not matter")
-        << take(wavBytes({g_fmt, g_data}, 0), g_copied);
-    QTest::newRow("the largest RIFF size in the source does not matter")
-        << take(wavBytes({g_fmt, g_data}, 0xFFFFFFFF), g_copied);
 }
 
 void tst_PlainToBwf::silentEnds_data()
 {
     QTest::addColumn<Request>("request");
 
-    QTest::newRow("a source that is gone") << Request{.listed = {{u"take.wav"_s, g_plain}}};
     QTest::newRow("a source that is gone ends the request, finished outputs stay")
         << Request{.before = {{u"a.wav"_s, g_plain}, {u"c.wav"_s, g_plain}},
                    .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
                    .outputs = {{u"a_bwf.wav"_s, g_copied}},
                    .listed = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, g_plain}, {u"c.wav"_s, g_plain}}};
-    QTest::newRow("an output directory that is not there")
-        << Request{.before = {{u"take.wav"_s, g_plain}}, .outputDir = u"nowhere"_s};
-    QTest::newRow("a directory with the name of the output")
-        << Request{.before = {{u"take.wav"_s, g_plain}, {u"take_bwf.wav/inside"_s, "kept"}},
-                   .answers = {QMessageBox::Yes},
-                   .boxes = {overwriteQuestion(u"take_bwf.wav"_s)}};
 
     const auto illegalTake = [](const QByteArray& now) {
         return Request{.before = {{u"take.wav"_s, now}, {u"b.wav"_s, g_plain}},
@@ -191,15 +147,6 @@ void tst_PlainToBwf::silentEnds_data()
     };
     QTest::newRow("a source that is not RIFF leaves an empty output and ends the request")
         << illegalTake("RIFX" + g_plain.mid(4));
-    QTest::newRow("a RIFF that is not WAVE leaves an empty output and ends the request")
-        << illegalTake(g_plain.first(8) + "AVI " + g_plain.mid(12));
-    QTest::newRow("an empty source leaves an empty output and ends the request") << illegalTake({});
-    QTest::newRow("a source of 7 bytes leaves an empty output and ends the request")
-        << illegalTake(g_plain.first(7));
-    QTest::newRow("a source of a RIFF header alone is a file of a bext alone")
-        << Request{.before = {{u"take.wav"_s, wavBytes({})}},
-                   .outputs = {{u"take_bwf.wav"_s, outputBytes({})}},
-                   .listed = {{u"take.wav"_s, g_plain}}};
 }
 
 void tst_PlainToBwf::failedChunks_data()
@@ -217,17 +164,6 @@ void tst_PlainToBwf::failedChunks_data()
     QTest::newRow("the pad byte of an odd last data chunk is a cut header")
         << failingTake({g_fmt, dataChunk("AaBbC"), pad},
                        unfinishedFile({g_fmt, dataChunk("AaBbC")}), ConvertDataRead);
-    QTest::newRow("bytes that look like a header met by the search for bext end the copy at once")
-        << failingTake({g_fmt, g_data, "LISTabc"}, unfinishedFile({}), ConvertDataRead);
-    QTest::newRow("seven bytes after the last chunk of a source with bext end the copy there")
-        << failingTake({bext, g_fmt, g_data, "LISTabc"}, wavBytes({bext, g_fmt, g_data}, 0),
-                       ConvertDataRead);
-    QTest::newRow("a chunk of 2^31 bytes cannot be copied, its header is there") << failingTake(
-        {g_fmt, g_data, huge}, unfinishedFile({g_fmt, g_data, hugeHeader}), ConvertDataCopy);
-    QTest::newRow("a chunk of the largest size cannot be copied, its header is there")
-        << failingTake({g_fmt, g_data, chunk("LIST", "INFO", 0xFFFFFFFF)},
-                       unfinishedFile({g_fmt, g_data, chunk("LIST", "", 0xFFFFFFFF)}),
-                       ConvertDataCopy);
     QTest::newRow("a fmt of 2^31 bytes cannot be copied, its header is there") << failingTake(
         {g_data, chunk("fmt ", g_fmt.mid(8), qint64(1) << 31)},
         unfinishedFile({g_data, chunk("fmt ", "", qint64(1) << 31)}), ConvertDataCopy);
@@ -295,6 +231,7 @@ void tst_PlainToBwf::cancelIsIgnored()
     for (int i = 0; i < 100; ++i)
         chunks.append(chunk("note", sampleBytes(1000, i)));
     Request request = take(wavBytes(chunks), outputBytes(chunks));
+    request.conversion = Conversion::PlainToBwf;
     request.before[u"b.wav"_s] = g_plain;
     request.sources.append(u"b.wav"_s);
     request.outputs[u"b_bwf.wav"_s] = g_copied;
@@ -307,12 +244,9 @@ void tst_PlainToBwf::cancelIsIgnored()
         if (clicker.wasClicked() && !dialog.isVisible())
             wasHidden = true;
     });
-    const ConversionRun run = prepared.run(Conversion::PlainToBwf);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
     QVERIFY(wasHidden);
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 void tst_PlainToBwf::shownValues_data()
@@ -356,13 +290,14 @@ void tst_PlainToBwf::shownValues()
     QFETCH(qint64, riffSize);
     QFETCH(int, maximum);
     QFETCH(QList<int>, values);
-    PreparedRequest prepared({.before = {{u"take.wav"_s, wavBytes(chunks, riffSize)}},
+    PreparedRequest prepared({.conversion = Conversion::PlainToBwf,
+                              .before = {{u"take.wav"_s, wavBytes(chunks, riffSize)}},
                               .listed = {{u"take.wav"_s, g_plain}},
                               .answers = {QMessageBox::Ok}});
     QList<int> valuesInEvents;
     const ProgressWatch watch(
         [&valuesInEvents](QProgressDialog& dialog) { valuesInEvents.append(dialog.value()); });
-    prepared.run(Conversion::PlainToBwf);
+    prepared.run();
 
     QCOMPARE(watch.only().maximum, maximum);
     QCOMPARE(watch.only().values, values);

@@ -80,20 +80,19 @@ QByteArrayList channelsOf(const Format& format, qsizetype frames)
 
 QByteArray polyFile(const Format& format, const QByteArray& samples)
 {
-    return wavBytes({fmtChunk(format), dataChunk(samples)});
+    return recording(format, samples);
 }
 
 QByteArray polyFile(const Format& format, const QByteArrayList& channels)
 {
-    return polyFile(format, interleaved(channels, format.bits / 8));
+    return recording(format, interleaved(channels, format.bits / 8));
 }
 
 /// The output for a source of `fmt ` and `data` alone, with @p samples bytes in its `data` chunk.
 QByteArray monoFile(const Format& poly, const QByteArray& samples)
 {
     const QByteArray padded = samples + QByteArray(samples.size() % 2, '\0');
-    return outputBytes({fmtChunk(monoOf(poly)), dataChunk(padded)},
-                       g_chunk + g_header + padded.size());
+    return splitBytes({fmtChunk(monoOf(poly)), dataChunk(padded)});
 }
 
 QString outputName(qsizetype channel)
@@ -139,37 +138,29 @@ Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first, const
     return {.before = {{u"take.wav"_s, wavBytes(chunks)}}, .outputs = outputsOf({first, second})};
 }
 
-Request failingTake(const QByteArrayList& chunks, int result)
-{
-    return {.before = {{u"take.wav"_s, wavBytes(chunks)}},
-            .result = result,
-            .boxes = {errorText(result)}};
-}
-
 // Two frames of 16-bit stereo and its two channels.
 const QByteArray g_frames = "AaBbCcDd";
 const QByteArray g_first = "AaCc";
 const QByteArray g_second = "BbDd";
 const QByteArray g_monoFmt = fmtChunk(monoOf(g_stereo16));
 
-/// A take of these chunks, with g_frames as its data, and the two outputs: the second has g_second
-/// where @p first has g_first.
+/// A take of these chunks and its two outputs: the second has g_second where the @p first has
+/// g_first.
 Request chunkedTake(const QByteArrayList& chunks, const QByteArray& first)
 {
     return chunkedTake(chunks, first, QByteArray(first).replace(g_first, g_second));
 }
 
-/// The outputs for g_frames with further chunks before and after fmt and data.
-Request takeWithChunks(const QByteArrayList& sourceChunks, const QByteArrayList& copiedBefore,
-                       const QByteArrayList& copiedAfter)
+/// A take with chunks that count little and make the range wide, and two more after the data.
+Request wideTake(const QByteArray& frames, const QByteArray& first, const QByteArray& second)
 {
+    const QByteArray wide = chunk("JUNK", sampleBytes(8000));
+    const QByteArray note = chunk("note", "four");
     const auto output = [&](const QByteArray& samples) {
-        const QByteArrayList chunks =
-            copiedBefore + QByteArrayList{g_monoFmt, dataChunk(samples)} + copiedAfter;
-        const qint64 copied = copiedBefore.size() + copiedAfter.size();
-        return outputBytes(chunks, g_chunk + g_header + 4 + copied * g_chunk);
+        return splitBytes({wide, g_monoFmt, dataChunk(samples), note, note});
     };
-    return chunkedTake(sourceChunks, output(g_first));
+    return chunkedTake({wide, fmtChunk(g_stereo16), dataChunk(frames), note, note}, output(first),
+                       output(second));
 }
 
 /// Closes the last window, as far as the program knows, when events come through at a value of
@@ -210,7 +201,7 @@ private:
 void tst_PolyToMono::checkSplit()
 {
     QFETCH(Request, request);
-    checkRequest(request, Conversion::Split);
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_PolyToMono::sampleFormats_data()
@@ -244,7 +235,6 @@ void tst_PolyToMono::sampleFormats_data()
                        monoFile({.channels = 2, .tag = 0xFFFE}, g_first));
     QTest::newRow("a format of 18 bytes becomes one of 16") << chunkedTake(
         {fmtChunk(g_stereo16, le16(0)), dataChunk(g_frames)}, monoFile(g_stereo16, g_first));
-    QTest::newRow("no samples at all") << wholeTake(g_stereo16, 0);
     QTest::newRow("half a frame at the end leaves a zero byte and a pad byte")
         << plainTake(g_stereo16, "AaBbCc", {QByteArray("Aa\0", 3), QByteArray("Bb\0", 3)});
     QTest::newRow("less than a frame leaves zeros")
@@ -326,109 +316,61 @@ void tst_PolyToMono::inconsistentFormats_data()
 void tst_PolyToMono::chunks_data()
 {
     QTest::addColumn<Request>("request");
-
     const QByteArray fmt = fmtChunk(g_stereo16);
     const QByteArray data = dataChunk(g_frames);
-    const QByteArray evenList = chunk("LIST", "INFOab");
-    const QByteArray bext = chunk("bext", sampleBytes(602, 7));
-    const qint64 audio = g_chunk + g_header + 4; // fmt and the data of g_frames
-
-    QTest::newRow("an even chunk before fmt")
-        << takeWithChunks({evenList, fmt, data}, {evenList}, {});
-    QTest::newRow("an even chunk after data")
-        << takeWithChunks({fmt, data, evenList}, {}, {evenList});
-    QTest::newRow("an odd chunk after data keeps its odd size and its pad byte") << takeWithChunks(
-        {fmt, data, paddedChunk("LIST", "INFOabc")}, {}, {paddedChunk("LIST", "INFOabc")});
-    QTest::newRow("a pad byte that is not zero is copied as it is") << takeWithChunks(
-        {fmt, data, chunk("note", "abc") + "P"}, {}, {chunk("note", "abc") + "P"});
-    QTest::newRow("an odd chunk between two others, after data")
-        << takeWithChunks({fmt, data, paddedChunk("note", "abc"), evenList}, {},
-                          {paddedChunk("note", "abc"), evenList});
-    QTest::newRow("an odd last chunk without pad byte gets a zero one") << takeWithChunks(
-        {fmt, data, chunk("LIST", "INFOabc")}, {}, {paddedChunk("LIST", "INFOabc")});
-    QTest::newRow("a last chunk that claims more than there is, is filled with zeros")
-        << takeWithChunks({fmt, data, chunk("LIST", "INFO", 1001)}, {},
-                          {chunk("LIST", "INFO" + QByteArray(998, '\0'), 1001)});
-    QTest::newRow("an empty chunk")
-        << takeWithChunks({fmt, data, chunk("JUNK", "")}, {}, {chunk("JUNK", "")});
-    QTest::newRow("an id in other letters is another chunk")
-        << takeWithChunks({fmt, data, chunk("DATA", "abcd"), chunk("Bext", "abc") + "P"}, {},
-                          {chunk("DATA", "abcd"), chunk("Bext", "abc") + "P"});
-    QTest::newRow("an id that is not text ends the search for bext, not the copy")
-        << takeWithChunks({fmt, data, chunk("\x01\x80\xFFx", "abcd"), bext}, {},
-                          {chunk("\x01\x80\xFFx", "abcd"), bext});
-    QTest::newRow("a bext after an odd chunk is not found, so there are two") << takeWithChunks(
-        {fmt, data, paddedChunk("note", "abc"), bext}, {}, {paddedChunk("note", "abc"), bext});
-
-    QTest::newRow("data before fmt stays before it")
-        << chunkedTake({data, fmt}, outputBytes({dataChunk(g_first), g_monoFmt}, audio));
-    QTest::newRow("two data chunks are both split") << chunkedTake(
-        {fmt, data, dataChunk("EeFfGgHhIiJj")},
-        outputBytes({g_monoFmt, dataChunk(g_first), dataChunk("EeGgIi")}, audio + g_header + 6),
-        outputBytes({g_monoFmt, dataChunk(g_second), dataChunk("FfHhJj")}, audio + g_header + 6));
-    QTest::newRow("the buffers of a second data chunk are fresh") << chunkedTake(
-        {fmt, data, dataChunk("EeFfG")},
-        outputBytes({g_monoFmt, dataChunk(g_first), dataChunk("Ee")}, audio + g_header + 2),
-        outputBytes({g_monoFmt, dataChunk(g_second), dataChunk("Ff")}, audio + g_header + 2));
-    QTest::newRow("half a frame in a second data chunk is zero")
-        << chunkedTake({fmt, data, dataChunk("Ee")},
-                       outputBytes({g_monoFmt, dataChunk(g_first), dataChunk(QByteArray(2, '\0'))},
-                                   audio + g_header + 2));
-    QTest::newRow("every fmt becomes the format of the first")
-        << chunkedTake({fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
-                       outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
-
-    QTest::newRow("a further fmt of 14 bytes comes out with 16")
-        << chunkedTake({fmt, data, chunk("fmt ", QByteArray(14, '\0'))},
-                       outputBytes({g_monoFmt, dataChunk(g_first), g_monoFmt}, audio + g_chunk));
-
-    Request broadcast =
-        chunkedTake({bext, fmt, data}, wavBytes({bext, g_monoFmt, dataChunk(g_first)},
-                                                g_riffHeaderSize + audio + g_chunk));
-    QTest::newRow("a bext at the start is copied, none is generated") << broadcast;
-    broadcast.listed = {{u"take.wav"_s, wavBytes({fmt, data})}};
-    QTest::newRow("a bext that came since the listing is copied, none is generated") << broadcast;
-    QTest::newRow("a bext at the end stays at the end") << chunkedTake(
-        {fmt, data, evenList, bext}, wavBytes({g_monoFmt, dataChunk(g_first), evenList, bext},
-                                              g_riffHeaderSize + audio + 2 * g_chunk));
-    QTest::newRow("an empty bext counts as one") << chunkedTake(
-        {fmt, data, chunk("bext", "")}, wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "")},
-                                                 g_riffHeaderSize + audio + g_chunk));
-    QTest::newRow("two bext chunks are both copied")
-        << chunkedTake({bext, fmt, data, chunk("bext", "second")},
-                       wavBytes({bext, g_monoFmt, dataChunk(g_first), chunk("bext", "second")},
-                                g_riffHeaderSize + audio + 2 * g_chunk));
-    QTest::newRow("an odd bext is copied without rounding")
-        << chunkedTake({fmt, data, chunk("bext", "abc"), evenList},
-                       wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), evenList},
-                                g_riffHeaderSize + audio + 2 * g_chunk));
-
+    const QByteArray first = dataChunk(g_first);
+    const QByteArray second = dataChunk(g_second);
+    const QByteArray pad(1, '\0');
     // With a pad byte nobody skips, the next header is read one byte early: id "\0LIS" and the
     // size made of "T" and the first three bytes of the real one, 'T' + 256 x 4.
     const QByteArray shifted =
         chunk(QByteArray("\0LIS", 4).constData(), QByteArray("\0info", 5) + QByteArray(1103, '\0'));
-    QTest::newRow("the pad byte of an odd bext is read as the start of the next header")
-        << chunkedTake(
-               {fmt, data, chunk("bext", "abc"), QByteArray(1, '\0'), chunk("LIST", "info")},
-               wavBytes({g_monoFmt, dataChunk(g_first), chunk("bext", "abc"), shifted},
-                        g_riffHeaderSize + audio + 2 * g_chunk));
-    QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
-        << chunkedTake(
-               {fmt, dataChunk("AaBbC"), QByteArray(1, '\0'), chunk("LIST", "info")},
-               outputBytes({g_monoFmt, dataChunk("Aa"), shifted}, g_chunk + g_header + 2 + g_chunk),
-               outputBytes({g_monoFmt, dataChunk("Bb"), shifted},
-                           g_chunk + g_header + 2 + g_chunk));
-
-    // The skip over the body of such a fmt moves nothing, so its 16 bytes are read as a chunk: tag
-    // and channels are the id, the rate is the size.
+    // The skip over the body of a fmt of 2^31 bytes moves nothing, so its 16 bytes are read as a
+    // chunk: tag and channels are the id, the rate is the size.
     const Format slow = {.channels = 2, .bits = 16, .rate = 8};
-    const QByteArray bodyAsChunk = slow.body();
-    const auto slowOutput = [&](const QByteArray& samples) {
-        return outputBytes({dataChunk(samples), fmtChunk(monoOf(slow)), bodyAsChunk},
-                           audio + g_chunk);
+
+    struct Row
+    {
+        const char* name;
+        QByteArrayList chunks;
+        QByteArrayList first; ///< chunks of the first output
+        QByteArrayList second = {}; ///< those of the second, if g_second for g_first is not all
     };
-    QTest::newRow("the body of a fmt of 2^31 bytes is not skipped")
-        << chunkedTake({data, chunk("fmt ", slow.body(), qint64(1) << 31)}, slowOutput(g_first));
+    const Row rows[] = {
+        {"two data chunks are both split",
+         {fmt, data, dataChunk("EeFfGgHhIiJj")},
+         {g_monoFmt, first, dataChunk("EeGgIi")},
+         {g_monoFmt, second, dataChunk("FfHhJj")}},
+        {"the buffers of a second data chunk are fresh",
+         {fmt, data, dataChunk("EeFfG")},
+         {g_monoFmt, first, dataChunk("Ee")},
+         {g_monoFmt, second, dataChunk("Ff")}},
+        {"half a frame in a second data chunk is zero",
+         {fmt, data, dataChunk("Ee")},
+         {g_monoFmt, first, dataChunk(QByteArray(2, '\0'))}},
+        {"every fmt becomes the format of the first",
+         {fmt, data, fmtChunk({.channels = 6, .bits = 24}, le16(0))},
+         {g_monoFmt, first, g_monoFmt}},
+        {"a further fmt of 14 bytes comes out with 16",
+         {fmt, data, chunk("fmt ", QByteArray(14, '\0'))},
+         {g_monoFmt, first, g_monoFmt}},
+        {"the pad byte of an odd bext is read as the start of the next header",
+         {fmt, data, chunk("bext", "abc"), pad, chunk("LIST", "info")},
+         {g_monoFmt, first, chunk("bext", "abc"), shifted}},
+        {"the pad byte of an odd data chunk is read as the start of the next header",
+         {fmt, dataChunk("AaBbC"), pad, chunk("LIST", "info")},
+         {g_monoFmt, dataChunk("Aa"), shifted},
+         {g_monoFmt, dataChunk("Bb"), shifted}},
+        {"the body of a fmt of 2^31 bytes is not skipped",
+         {data, chunk("fmt ", slow.body(), qint64(1) << 31)},
+         {first, fmtChunk(monoOf(slow)), slow.body()}},
+    };
+    for (const Row& row : rows) {
+        const QByteArray output = splitBytes(row.first);
+        QTest::newRow(row.name) << (row.second.isEmpty()
+                                        ? chunkedTake(row.chunks, output)
+                                        : chunkedTake(row.chunks, output, splitBytes(row.second)));
+    }
 }
 
 void tst_PolyToMono::channelsAndSources_data()
@@ -489,116 +431,50 @@ void tst_PolyToMono::channelsAndSources_data()
                          {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second),
                           monoFile(four, fourChannels[0]), monoFile(four, fourChannels[1]),
                           monoFile(four, fourChannels[2]), monoFile(four, fourChannels[3])})};
-
-    const QByteArray stereoFile = polyFile(g_stereo16, g_frames);
-    const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
-    const Format eight = {.channels = 8, .bits = 16};
-    const QByteArrayList eightChannels = channelsOf(eight, 5);
-    QTest::newRow("only the last extension is cut off the name")
-        << Request{.before = {{u"day.1.take.WAV"_s, stereoFile}},
-                   .sources = {u"day.1.take.WAV"_s},
-                   .outputs = named({u"day.1.take_01.wav"_s, u"day.1.take_02.wav"_s}, monos)};
-    QTest::newRow("the format is the one that was listed, not the one in the file now")
-        << Request{.before = {{u"take.wav"_s, polyFile({.channels = 4, .bits = 8}, g_frames)}},
-                   .outputs = outputsOf(monos),
-                   .listed = {{u"take.wav"_s, stereoFile}}};
-    QTest::newRow("a RIFF size of 0 in the source does not matter") << Request{
-        .before = {{u"take.wav"_s, wavBytes({fmtChunk(g_stereo16), dataChunk(g_frames)}, 0)}},
-        .outputs = outputsOf(monos)};
-    QTest::newRow("the largest RIFF size in the source does not matter")
-        << Request{.before = {{u"take.wav"_s,
-                               wavBytes({fmtChunk(g_stereo16), dataChunk(g_frames)}, 0xFFFFFFFF)}},
-                   .outputs = outputsOf(monos)};
 }
 
 void tst_PolyToMono::failures_data()
 {
     QTest::addColumn<Request>("request");
-
+    const auto add = [](const char* name, Request request, int error, const Files& left = {}) {
+        request.fail(error);
+        request.outputs = left;
+        QTest::newRow(name) << request;
+    };
     const QByteArray fmt = fmtChunk(g_stereo16);
     const QByteArray data = dataChunk(g_frames);
     const QByteArray good = polyFile(g_stereo16, g_frames);
-    const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
-    const auto cannotOpen = errorText(ConvertFileOpen);
-    const auto illegal = errorText(ConvertIllegalFormat);
-    const auto unreadable = errorText(ConvertDataRead);
-
-    QTest::newRow("a source that is gone cannot be opened") << Request{
-        .listed = {{u"take.wav"_s, good}}, .result = ConvertFileOpen, .boxes = {cannotOpen}};
-    QTest::newRow("a directory with the name of the second output leaves the first")
-        << Request{.before = {{u"take.wav"_s, good}, {u"take_02.wav/inside"_s, "kept"}},
-                   .outputs = {{u"take_01.wav"_s, monos[0]}},
-                   .answers = {QMessageBox::Yes},
-                   .result = ConvertFileOpen,
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s), cannotOpen}};
-
-    const auto illegalTake = [&](const QByteArray& now) {
-        return Request{.before = {{u"take.wav"_s, now}},
-                       .outputs = {{u"take_01.wav"_s, {}}},
-                       .listed = {{u"take.wav"_s, good}},
-                       .result = ConvertIllegalFormat,
-                       .boxes = {illegal}};
-    };
-    QTest::newRow("a source that is not RIFF leaves an empty output")
-        << illegalTake("RIFX" + good.mid(4));
-    QTest::newRow("a RIFF that is not WAVE leaves an empty output")
-        << illegalTake(good.first(8) + "WAVX" + good.mid(12));
-    QTest::newRow("small letters are not RIFF") << illegalTake("riff" + good.mid(4));
-    QTest::newRow("an empty source leaves an empty output") << illegalTake({});
-    QTest::newRow("a source of 7 bytes leaves an empty output") << illegalTake(good.first(7));
-    QTest::newRow("a source of 11 bytes leaves an empty output") << illegalTake(good.first(11));
-    QTest::newRow("a source that is not RIFF leaves an overwritten output empty")
-        << Request{.before = {{u"take.wav"_s, "text"}, {u"take_01.wav"_s, "old"}},
-                   .outputs = {{u"take_01.wav"_s, {}}},
-                   .listed = {{u"take.wav"_s, good}},
-                   .answers = {QMessageBox::Yes},
-                   .result = ConvertIllegalFormat,
-                   .boxes = {overwriteQuestion(u"take_01.wav"_s), illegal}};
-
+    const QByteArray first = monoFile(g_stereo16, g_first);
     const QByteArray noBlocks =
         wavBytes({fmtChunk({.channels = 2, .bits = 16, .blockAlign = 0}), data});
-    QTest::newRow("a block align of 0 with an output directory that is not there")
-        << Request{.before = {{u"take.wav"_s, noBlocks}},
-                   .outputDir = u"nowhere"_s,
-                   .result = ConvertIllegalFormat,
-                   .boxes = {illegal}};
-    QTest::newRow("a block align of 0 in the second source leaves the outputs of the first")
-        << Request{.before = {{u"a.wav"_s, good}, {u"b.wav"_s, noBlocks}, {u"c.wav"_s, good}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
-                   .outputs = {{u"a_01.wav"_s, monos[0]}, {u"a_02.wav"_s, monos[1]}},
-                   .result = ConvertIllegalFormat,
-                   .boxes = {illegal}};
+    const QByteArray pad(1, '\0');
 
-    QTest::newRow("the pad byte of an odd last data chunk is a cut header")
-        << failingTake({fmt, dataChunk("AaBbC"), QByteArray(1, '\0')}, ConvertDataRead);
-    QTest::newRow("the pad byte of an odd last bext is a cut header")
-        << failingTake({fmt, data, chunk("bext", "abc"), QByteArray(1, '\0')}, ConvertDataRead);
-    QTest::newRow("the pad byte of an odd last fmt is a cut header")
-        << failingTake({data, fmtChunk(g_stereo16, "x"), QByteArray(1, '\0')}, ConvertDataRead);
-    QTest::newRow("three bytes after the last chunk")
-        << failingTake({fmt, data, "abc"}, ConvertDataRead);
-    QTest::newRow("seven bytes after the last chunk")
-        << failingTake({fmt, data, "LISTabc"}, ConvertDataRead);
-    QTest::newRow("seven bytes after the last chunk of a source with bext")
-        << failingTake({chunk("bext", "ab"), fmt, data, "LISTabc"}, ConvertDataRead);
-    QTest::newRow("two pad bytes after the last chunk")
-        << failingTake({fmt, data, chunk("note", "ab"), QByteArray(2, '\0')}, ConvertDataRead);
-    QTest::newRow("a chunk of 2^31 bytes cannot be copied")
-        << failingTake({fmt, data, chunk("LIST", "INFO", qint64(1) << 31)}, ConvertDataCopy);
-    QTest::newRow("a chunk that is rounded up to 2^31 bytes cannot be copied")
-        << failingTake({fmt, data, chunk("LIST", "INFO", 0x7FFFFFFF)}, ConvertDataCopy);
-    QTest::newRow("a chunk of the largest odd size cannot be copied")
-        << failingTake({fmt, data, chunk("LIST", "INFO", 0xFFFFFFFF)}, ConvertDataCopy);
-    QTest::newRow("a bext of 2^31 bytes cannot be copied")
-        << failingTake({fmt, data, chunk("bext", "text", qint64(1) << 31)}, ConvertDataCopy);
-    QTest::newRow("a cut header in the second source ends the request")
-        << Request{.before = {{u"a.wav"_s, good},
-                              {u"b.wav"_s, wavBytes({fmt, data, "LIST"})},
-                              {u"c.wav"_s, good}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
-                   .outputs = {{u"a_01.wav"_s, monos[0]}, {u"a_02.wav"_s, monos[1]}},
-                   .result = ConvertDataRead,
-                   .boxes = {unreadable}};
+    Request taken = {.before = {{u"take.wav"_s, good}, {u"take_02.wav"_s, g_emptyDirectory}}};
+    taken.ask(u"take_02.wav"_s);
+    add("a directory with the name of the second output leaves the first", taken, ConvertFileOpen,
+        {{u"take_01.wav"_s, first}});
+    Request text = {.before = {{u"take.wav"_s, "text"}, {u"take_01.wav"_s, "old"}},
+                    .listed = {{u"take.wav"_s, good}}};
+    text.ask(u"take_01.wav"_s);
+    add("a source that is not RIFF leaves an overwritten output empty", text, ConvertIllegalFormat,
+        {{u"take_01.wav"_s, {}}});
+    add("a block align of 0 with an output directory that is not there",
+        {.before = {{u"take.wav"_s, noBlocks}}, .outputDir = u"nowhere"_s}, ConvertIllegalFormat);
+    add("the pad byte of an odd last data chunk is a cut header",
+        {.before = {{u"take.wav"_s, wavBytes({fmt, dataChunk("AaBbC"), pad})}}}, ConvertDataRead);
+    add("the pad byte of an odd last fmt is a cut header",
+        {.before = {{u"take.wav"_s, wavBytes({data, fmtChunk(g_stereo16, "x"), pad})}}},
+        ConvertDataRead);
+
+    const auto second = [&good](const QByteArray& source) {
+        return Request{.before = {{u"a.wav"_s, good}, {u"b.wav"_s, source}, {u"c.wav"_s, good}},
+                       .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s}};
+    };
+    const Files ofFirst = {{u"a_01.wav"_s, first}, {u"a_02.wav"_s, monoFile(g_stereo16, g_second)}};
+    add("a block align of 0 in the second source leaves the outputs of the first", second(noBlocks),
+        ConvertIllegalFormat, ofFirst);
+    add("a cut header in the second source ends the request", second(wavBytes({fmt, data, "LIST"})),
+        ConvertDataRead, ofFirst);
 }
 
 void tst_PolyToMono::existingOutputs_data()
@@ -611,11 +487,6 @@ void tst_PolyToMono::existingOutputs_data()
     const Files monos = monoFiles(three, channels);
     const QByteArray longer = sampleBytes(5000, 9);
 
-    QTest::newRow("Yes overwrites the whole file")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, longer}},
-                   .outputs = monos,
-                   .answers = {QMessageBox::Yes},
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s)}};
     QTest::newRow("every output that is there is asked about") << Request{
         .before = {{u"take.wav"_s, poly},
                    {u"take_01.wav"_s, longer},
@@ -648,7 +519,7 @@ void tst_PolyToMono::existingOutputs_data()
     QTest::newRow("Yes overwrites an earlier output of the same request and name") << Request{
         .before = {{u"a/take.wav"_s, poly},
                    {u"b/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"out/here"_s, ""}},
+                   {u"out"_s, g_emptyDirectory}},
         .sources = {u"a/take.wav"_s, u"b/take.wav"_s},
         .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]},
                     {u"out/take_02.wav"_s, monos[u"take_02.wav"_s]},
@@ -660,7 +531,7 @@ void tst_PolyToMono::existingOutputs_data()
         .before = {{u"a/take.wav"_s, polyFile(one, laterChannels)},
                    {u"b/take.wav"_s, polyFile(one, laterChannels)},
                    {u"c/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"out/here"_s, ""}},
+                   {u"out"_s, g_emptyDirectory}},
         .sources = {u"a/take.wav"_s, u"b/take.wav"_s, u"c/take.wav"_s},
         .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]}},
         .outputDir = u"out"_s,
@@ -691,17 +562,19 @@ void tst_PolyToMono::sourcesAsOutputs_data()
                    .result = ConvertFileOpen,
                    .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText(ConvertFileOpen)}};
     QTest::newRow("an output that is a link to a later source is refused")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}},
+        << Request{.before = {{u"take.wav"_s, poly},
+                              {u"b.wav"_s, other},
+                              {u"take_01.wav"_s, g_linkTo + "b.wav"}},
                    .sources = {u"take.wav"_s, u"b.wav"_s},
-                   .links = {{u"take_01.wav"_s, u"b.wav"_s}},
                    .answers = {QMessageBox::Yes},
                    .result = ConvertFileOpen,
                    .boxes = boxes};
     QTest::newRow("an output that is a link to some other file is written through the link")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"other.wav"_s, other}},
+        << Request{.before = {{u"take.wav"_s, poly},
+                              {u"other.wav"_s, other},
+                              {u"take_01.wav"_s, g_linkTo + "other.wav"}},
                    .outputs = {{u"other.wav"_s, monoFile(g_stereo16, g_first)},
                                {u"take_02.wav"_s, monoFile(g_stereo16, g_second)}},
-                   .links = {{u"take_01.wav"_s, u"other.wav"_s}},
                    .answers = {QMessageBox::Yes},
                    .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
 }
@@ -711,13 +584,13 @@ void tst_PolyToMono::newNamesLikeSources()
     const QByteArray take = polyFile(g_stereo16, g_frames);
     const QByteArrayList monos = {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second)};
     // Where the directory keeps them apart, TAKE_01.wav is no output of take.wav.
-    checkRequest({.before = {{u"take.wav"_s, take}, {u"TAKE_01.wav"_s, take}},
-                  .sources = {u"take.wav"_s, u"TAKE_01.wav"_s},
-                  .outputs = {{u"take_01.wav"_s, monos[0]},
-                              {u"take_02.wav"_s, monos[1]},
-                              {u"TAKE_01_01.wav"_s, monos[0]},
-                              {u"TAKE_01_02.wav"_s, monos[1]}}},
-                 Conversion::Split);
+    QCOMPARE(problemsOf({.before = {{u"take.wav"_s, take}, {u"TAKE_01.wav"_s, take}},
+                         .sources = {u"take.wav"_s, u"TAKE_01.wav"_s},
+                         .outputs = {{u"take_01.wav"_s, monos[0]},
+                                     {u"take_02.wav"_s, monos[1]},
+                                     {u"TAKE_01_01.wav"_s, monos[0]},
+                                     {u"TAKE_01_02.wav"_s, monos[1]}}}),
+             QString());
 }
 
 void tst_PolyToMono::cancels_data()
@@ -781,12 +654,8 @@ void tst_PolyToMono::cancels()
         const bool isOutput = dialog.labelText().endsWith(output);
         return isOutput && dialog.value() >= atValue && ++looks == atLook;
     });
-    const ConversionRun run = prepared.run(Conversion::Split);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(run.result, int(ConvertCancelled));
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
@@ -794,24 +663,14 @@ void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate_data()
     QTest::addColumn<Request>("request");
     QTest::addColumn<int>("atValue");
 
-    // Chunks that count little and make the range wide.
-    const QByteArray wide = chunk("JUNK", sampleBytes(8000));
-    const QByteArray note = chunk("note", "four");
-    const auto output = [&](const QByteArray& samples) {
-        return outputBytes({wide, g_monoFmt, dataChunk(samples), note, note},
-                           2 * g_chunk + g_header + samples.size() + 2 * g_chunk);
-    };
-    const int noteDone = g_outputStart + 2 * g_chunk + g_header + 4 + g_chunk;
-    QTest::newRow("before the last of two chunks after the data") << chunkedTake(
-        {wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note}, output(g_first))
-                                                                  << noteDone;
+    const int fmtDone = g_outputStart + g_chunk;
+    const int noteDone = fmtDone + g_chunk + g_header + 4 + g_chunk;
+    const QByteArray zeros(2, '\0');
+    QTest::newRow("before the last of two chunks after the data")
+        << wideTake(g_frames, g_first, g_second) << noteDone;
     QTest::newRow("before the format of a take with data of less than a frame")
-        << chunkedTake({wide, fmtChunk(g_stereo16), dataChunk("Aa"), note, note},
-                       output(QByteArray(2, '\0')), output(QByteArray(2, '\0')))
-        << g_outputStart + g_chunk;
-    QTest::newRow("before the format of a take without samples") << chunkedTake(
-        {wide, fmtChunk(g_stereo16), dataChunk({}), note, note}, output({}), output({}))
-                                                                 << g_outputStart + g_chunk;
+        << wideTake("Aa", zeros, zeros) << fmtDone;
+    QTest::newRow("before the format of a take without samples") << wideTake({}, {}, {}) << fmtDone;
 }
 
 void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate()
@@ -822,12 +681,8 @@ void tst_PolyToMono::cancelWithoutFurtherFramesComesTooLate()
     PreparedRequest prepared(request);
     const CancelClicker clicker(
         [atValue](QProgressDialog& dialog) { return dialog.value() == atValue; });
-    const ConversionRun run = prepared.run(Conversion::Split);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 void tst_PolyToMono::lastWindowIsClosed_data()
@@ -836,17 +691,8 @@ void tst_PolyToMono::lastWindowIsClosed_data()
     QTest::addColumn<int>("atValue");
     QTest::addColumn<bool>("isShown"); // the window of the request
 
-    // Chunks that count little and make the range wide.
-    const QByteArray wide = chunk("JUNK", sampleBytes(8000));
-    const QByteArray note = chunk("note", "four");
-    const QByteArrayList chunks = {wide, fmtChunk(g_stereo16), dataChunk(g_frames), note, note};
-    const qint64 dataDone = g_outputStart + 2 * g_chunk + g_header + g_first.size();
-    const auto output = [&](const QByteArray& samples) {
-        return outputBytes({wide, g_monoFmt, dataChunk(samples), note, note},
-                           dataDone - g_outputStart + 2 * g_chunk);
-    };
-    const Request whole = chunkedTake(chunks, output(g_first), output(g_second));
-    const int noteDone = int(dataDone + g_chunk);
+    const Request whole = wideTake(g_frames, g_first, g_second);
+    const int noteDone = int(g_outputStart + 2 * g_chunk + g_header + g_first.size() + g_chunk);
 
     Request nothingKept = whole;
     nothingKept.outputs.clear();
@@ -858,12 +704,12 @@ void tst_PolyToMono::lastWindowIsClosed_data()
     firstKept.outputs.remove(u"take_02.wav"_s);
     firstKept.before[u"take_02.wav"_s] = "of earlier";
     firstKept.result = ConvertCancelled;
-    const int maximum = int(wavBytes(chunks).size() - 8) / 2;
+    const int maximum = int(whole.before.first().size() - 8) / 2;
     QTest::newRow("at the end of an output, so that nobody is asked about the next one")
         << firstKept << maximum << true;
 
     Request nextSource = firstKept;
-    nextSource.before[u"b.wav"_s] = wavBytes(chunks);
+    nextSource.before[u"b.wav"_s] = whole.before.first();
     nextSource.before[u"b_01.wav"_s] = "of earlier";
     nextSource.sources = {u"take.wav"_s, u"b.wav"_s};
     nextSource.disabled = {2};
@@ -889,12 +735,8 @@ void tst_PolyToMono::lastWindowIsClosed()
     PreparedRequest prepared(request);
     prepared.window()->setVisible(isShown);
     const LastWindowCloser closer(atValue);
-    const ConversionRun run = prepared.run(Conversion::Split);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(closer.isClosed());
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(run.result, request.result);
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 void tst_PolyToMono::shownValues_data()
@@ -937,7 +779,7 @@ void tst_PolyToMono::shownValues()
     const Request request = {.before = {{u"take.wav"_s, wavBytes(chunks)}}};
     PreparedRequest prepared(request);
     const ProgressWatch watch;
-    QCOMPARE(prepared.run(Conversion::Split).result, int(ConvertOk));
+    QCOMPARE(prepared.run().result, int(ConvertOk));
 
     const int maximum = (int(request.before[u"take.wav"_s].size()) - 8) / 2;
     values.append(maximum);
@@ -977,10 +819,9 @@ void tst_PolyToMono::headersOfLargeDataSizes()
         header = readFile(prepared.path(u"take_01.wav"_s)).mid(g_outputStart + g_fmtChunkSize, 8);
         return header.size() == 8;
     });
-    const ConversionRun run = prepared.run(Conversion::Split);
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
     QCOMPARE(header, "data" + le32(outputSize));
-    QCOMPARE(run.result, int(ConvertCancelled));
 }
 
 void tst_PolyToMono::rangesOfLargeRiffSizes_data()
@@ -1012,11 +853,10 @@ void tst_PolyToMono::rangesOfLargeRiffSizes()
                              .outputs = monoFiles(format, samples.mid(0, g_maxChannels))};
     PreparedRequest prepared(request);
     const ProgressWatch watch;
-    QCOMPARE(prepared.run(Conversion::Split).result, int(ConvertOk));
+    QCOMPARE(prepared.problems(), QString());
     QCOMPARE(watch.seen().size(), request.outputs.size());
     for (const SeenProgress& shown : watch.seen())
         QCOMPARE(shown.maximum, maximum);
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
 }
 
 SPLICORA_TEST_MAIN(tst_PolyToMono)

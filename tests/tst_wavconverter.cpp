@@ -45,8 +45,13 @@ private slots:
     void emptySourceList_data() { addConversionRows(); }
     void emptySourceList();
 
+    void chunks_data();
+    void chunks() { checkRow(); }
+    void failedChunks_data();
+    void failedChunks() { checkRow(); }
+
     void overwritePrompt_data();
-    void overwritePrompt();
+    void overwritePrompt() { checkRow(); }
 
     void progressDialog_data();
     void progressDialog();
@@ -59,6 +64,9 @@ private slots:
     void refusedBeforeTheProgress();
     void blockAlignZero_data();
     void blockAlignZero();
+
+private:
+    static void checkRow();
 };
 
 namespace {
@@ -66,6 +74,7 @@ namespace {
 using Status = QDataStream::Status;
 
 const Format g_mono = {1, 16, 48000};
+const QByteArrayList g_channels = {sampleBytes(40, 1), sampleBytes(40, 2)};
 constexpr int g_channelBytes = 12; // six samples of 16 bits
 
 /// The samples of a channel, which has its own in every file.
@@ -490,51 +499,169 @@ void tst_WavConverter::sourceListIsCopied()
 void tst_WavConverter::emptySourceList()
 {
     QFETCH(Conversion, conversion);
-    checkRequest({.sources = {}}, conversion);
+    QCOMPARE(problemsOf({.conversion = conversion, .sources = {}}), QString());
+}
+
+void tst_WavConverter::checkRow()
+{
+    QFETCH(const Request, request);
+    QCOMPARE(problemsOf(request), QString());
+}
+
+void tst_WavConverter::chunks_data()
+{
+    QTest::addColumn<Request>("request");
+    const QByteArray fmt = g_fmtHere;
+    const QByteArray data = g_dataHere;
+    const QByteArray list = chunk("LIST", "INFOab");
+    const QByteArray bext = chunk("bext", sampleBytes(602, 7));
+    const QByteArray odd = paddedChunk("note", "abc");
+    const QByteArray noText = chunk("\x80xyz", "ab");
+
+    struct Row
+    {
+        const char* name;
+        QByteArrayList chunks;
+        QByteArrayList copied = {}; ///< if others
+    };
+    const Row rows[] = {
+        {"a bext is generated before all chunks", {fmt, data}},
+        {"other chunks keep their places and their bytes",
+         {list, fmt, chunk("JUNK", ""), data, list, chunk("cue ", "")}},
+        {"data before fmt stays before it", {data, fmt}},
+        {"two data chunks", {fmt, data, data}},
+        {"an id in other letters is another chunk",
+         {chunk("DATA", "abcd"), fmt, data, chunk("Bext", "abcd")}},
+        {"a last chunk that claims more than there is, is filled with zeros",
+         {fmt, data, chunk("LIST", "INFO", 1000)},
+         {fmt, data, chunk("LIST", "INFO" + QByteArray(996, '\0'), 1000)}},
+        {"a bext at the start is copied, none is generated", {bext, fmt, data}},
+        {"a bext at the end stays at the end", {fmt, data, list, bext}},
+        {"an empty bext counts as one", {fmt, data, chunk("bext", "")}},
+        {"two bext chunks are both copied", {bext, fmt, data, chunk("bext", "second")}},
+        {"an odd bext is copied without rounding", {fmt, data, chunk("bext", "abc"), list}},
+    };
+    const Row rowsWithPadBytes[] = {
+        {"an odd chunk keeps its odd size and its pad byte", {fmt, data, odd, list, odd}},
+        {"a pad byte that is not zero is copied as it is", {fmt, data, chunk("note", "abc") + "P"}},
+        {"an odd last chunk without pad byte gets a zero one",
+         {fmt, data, chunk("note", "abc")},
+         {fmt, data, odd}},
+    };
+    // An id that is not text ends the search for a `bext`, and so does an odd chunk.
+    const Row rowsWithTwoBexts[] = {
+        {"a bext after an id that is not text is not found, so there are two",
+         {fmt, data, noText, bext}},
+        {"a bext after an odd chunk is not found, so there are two", {fmt, data, odd, bext}},
+    };
+    for (const auto& [conversion, name] : g_conversions) {
+        for (const Row& row : rows) {
+            QTest::addRow("%s, %s", name, row.name)
+                << takeOf(conversion, row.chunks, g_channels, row.copied);
+        }
+        const bool isCopy = conversion == Conversion::PlainToBwf;
+        for (const Row& row : rowsWithPadBytes) {
+            if (!isCopy) // which knows no pad bytes
+                QTest::addRow("%s, %s", name, row.name)
+                    << takeOf(conversion, row.chunks, g_channels, row.copied);
+        }
+        for (const Row& row : rowsWithTwoBexts) {
+            Request request = takeOf(conversion, row.chunks, g_channels);
+            for (QByteArray& output : request.outputs) {
+                output.insert(g_riffHeaderSize, bextWithoutDate());
+                output.replace(4, 4, le32(le32At(output, 4) + g_bextChunkSize));
+            }
+            if (!isCopy || !row.chunks.contains(odd))
+                QTest::addRow("%s, %s", name, row.name) << request;
+        }
+        QTest::addRow("%s, no samples at all", name) << takeOf(conversion, {fmt, data}, {"", ""});
+
+        Request request = takeOf(conversion, {bext, fmt, data});
+        request.listed = takeOf(conversion).before;
+        QTest::addRow("%s, a bext that came since the listing is copied", name) << request;
+        for (const quint32 size : {0u, 0xFFFFFFFFu}) {
+            request = takeOf(conversion);
+            for (QByteArray& source : request.before)
+                source.replace(4, 4, le32(size));
+            if (size == 0 || conversion != Conversion::Combine)
+                QTest::addRow("%s, a RIFF size of %u does not matter", name, size) << request;
+        }
+    }
+}
+
+void tst_WavConverter::failedChunks_data()
+{
+    QTest::addColumn<Request>("request");
+    const QByteArray fmt = g_fmtHere;
+    const QByteArray data = g_dataHere;
+    const QByteArray bext = chunk("bext", "ab");
+    const auto huge = [](const char* id, quint32 size) { return chunk(id, "text", size); };
+
+    struct Row
+    {
+        const char* name;
+        QByteArrayList chunks;
+        int left; ///< bytes from the end that the plain copy leaves out
+        int error;
+    };
+    const Row rows[] = {
+        {"the pad byte of an odd last bext is a cut header",
+         {fmt, data, paddedChunk("bext", "abc")},
+         1,
+         ConvertDataRead},
+        {"seven bytes after the last chunk of a source with bext",
+         {bext, fmt, data, "LISTabc"},
+         7,
+         ConvertDataRead},
+        {"a chunk of 2^31 bytes", {fmt, data, huge("LIST", 0x80000000)}, 4, ConvertDataCopy},
+        {"a chunk of the largest size", {fmt, data, huge("LIST", 0xFFFFFFFF)}, 4, ConvertDataCopy},
+        {"a chunk that is rounded up to 2^31 bytes",
+         {fmt, data, huge("LIST", 0x7FFFFFFF)},
+         -1,
+         ConvertDataCopy},
+        {"a bext of 2^31 bytes", {fmt, data, huge("bext", 0x80000000)}, 4, ConvertDataCopy},
+    };
+    for (const auto& [conversion, name] : g_conversions) {
+        for (const Row& row : rows) {
+            Request request = takeOf(conversion, row.chunks);
+            const QByteArray whole = request.outputs.first();
+            request.fail(row.error);
+            if (conversion == Conversion::PlainToBwf) {
+                if (row.left < 0) // which rounds nothing up
+                    continue;
+                request.outputs[request.output()] =
+                    QByteArray(whole).replace(4, 4, le32(0)).chopped(row.left);
+            }
+            QTest::addRow("%s, %s", name, row.name) << request;
+        }
+    }
 }
 
 void tst_WavConverter::overwritePrompt_data()
 {
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<QString>("source");
-    QTest::addColumn<QString>("output");
-    QTest::addColumn<QMessageBox::StandardButton>("answer");
-
+    QTest::addColumn<Request>("request");
     constexpr std::pair<const char*, QMessageBox::StandardButton> answers[] = {
         {"answered Yes", QMessageBox::Yes},
         {"answered Cancel", QMessageBox::Cancel},
         {"closed with Escape", QMessageBox::NoButton},
     };
-    for (const auto& [name, button] : answers) {
-        QTest::addRow("split, %s", name)
-            << Conversion::Split << u"take%1.wav"_s << u"take%1_01.wav"_s << button;
-        QTest::addRow("combine, %s", name)
-            << Conversion::Combine << u"take%1_01.wav"_s << u"take%1_combined.wav"_s << button;
-        QTest::addRow("plain copy, %s", name)
-            << Conversion::PlainToBwf << u"take%1.wav"_s << u"take%1_bwf.wav"_s << button;
+    for (const auto& [conversion, name] : g_conversions) {
+        const auto renamed = [](QString file) { return file.replace(u"take"_s, u"take%1"_s); };
+        for (const auto& [how, answer] : answers) {
+            const Request sound = takeOf(conversion, {g_fmtHere, g_dataHere}, g_channels.first(1));
+            Request request = {.conversion = conversion, .sources = {renamed(sound.source())}};
+            request.before[request.source()] = sound.before.first();
+            request.outputDir = u"out"_s;
+            const QString output = u"out/"_s + renamed(sound.output());
+            request.before[output] = QByteArray(5000, '-'); // longer than what comes
+            request.ask(output, answer);
+            if (answer == QMessageBox::Yes)
+                request.outputs[output] = sound.outputs.first();
+            else
+                request.fail(ConvertCancelled);
+            QTest::addRow("%s, %s", name, how) << request;
+        }
     }
-}
-
-void tst_WavConverter::overwritePrompt()
-{
-    QFETCH(Conversion, conversion);
-    QFETCH(QString, source);
-    QFETCH(QString, output);
-    QFETCH(QMessageBox::StandardButton, answer);
-    const QByteArray converted = conversion == Conversion::Split     ? splitBytes(1)
-                                 : conversion == Conversion::Combine ? combinedBytes(1)
-                                                                     : bwfBytes(sourceBytes(1));
-    const bool isOverwritten = answer == QMessageBox::Yes;
-    const bool isDone = isOverwritten || conversion == Conversion::PlainToBwf;
-    const QByteArray old(5000, '-'); // longer than what comes
-    checkRequest({.before = {{source, sourceBytes(1)}, {u"out/"_s + output, old}},
-                  .sources = {source},
-                  .outputs = {{u"out/"_s + output, isOverwritten ? converted : old}},
-                  .outputDir = u"out"_s,
-                  .answers = {answer},
-                  .result = isDone ? ConvertOk : ConvertCancelled,
-                  .boxes = {overwriteQuestion(output, conversion)}},
-                 conversion);
 }
 
 void tst_WavConverter::progressDialog_data()
@@ -730,12 +857,12 @@ void tst_WavConverter::blockAlignZero()
     QFETCH(int, error);
     Files listed = before;
     listed[u"take_01.wav"_s] = wavBytes({fmtChunk({.blockAlign = 0}), dataChunk("ab")});
-    checkRequest({.before = before,
-                  .sources = {u"take_01.wav"_s},
-                  .listed = listed,
-                  .result = error,
-                  .boxes = {errorText(error)}},
-                 conversion);
+    Request request = {.conversion = conversion,
+                       .before = before,
+                       .sources = {u"take_01.wav"_s},
+                       .listed = listed};
+    request.fail(error);
+    QCOMPARE(problemsOf(request), QString());
 }
 
 SPLICORA_TEST_MAIN(tst_WavConverter)

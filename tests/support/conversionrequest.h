@@ -9,25 +9,141 @@
 #include <QDateTime>
 #include <QTest>
 
-#include <filesystem>
+#include <algorithm>
 
 /// @file
 /// A conversion request as a test row: the directory before it, the answers, the directory after.
 
 struct Request
 {
+    Conversion conversion = Conversion::Split;
     Files before = {};
     QStringList sources = {QStringLiteral("take.wav")};
     Files outputs = {}; ///< what the request adds to `before` or changes in it
+    QStringList removed = {}; ///< what it removes
     Files listed = {}; ///< the files when their headers are parsed, if others than `before`
-    QMap<QString, QString> links = {}; ///< name and target
-    QMap<QString, QString> hardLinks = {}; ///< name and target
     QList<int> disabled = {}; ///< channels, from 1, of every source
-    QString outputDir = {}; ///< relative
-    QList<QMessageBox::StandardButton> answers = {};
+    QString outputDir = {}; ///< relative to the directory
+    QList<QMessageBox::StandardButton> answers = {}; ///< of the questions
     int result = 0;
     QStringList boxes = {}; ///< texts
+
+    QString source() const { return sources.first(); }
+
+    /// The first or only output.
+    QString output() const
+    {
+        const QString folder = outputDir.isEmpty() ? QString() : outputDir + u'/';
+        return folder + outputNames(conversion).first();
+    }
+
+    /// Puts the sources into the folder in, and what the request writes into the folder out.
+    void separate()
+    {
+        const auto moved = [](const Files& files, const QString& folder) {
+            Files renamed;
+            for (auto file = files.cbegin(); file != files.cend(); ++file)
+                renamed[folder + file.key()] = file.value();
+            return renamed;
+        };
+        for (QString& name : sources)
+            name.prepend(QStringLiteral("in/"));
+        before = moved(before, QStringLiteral("in/"));
+        outputs = moved(outputs, QStringLiteral("out/"));
+        outputDir = QStringLiteral("out");
+        before[outputDir] = g_emptyDirectory;
+    }
+
+    /// Changes a file after the listing.
+    void change(const QString& name, const QByteArray& now)
+    {
+        if (listed.isEmpty())
+            listed = before;
+        before[name] = now;
+    }
+
+    /// Expects the question about an output that is there.
+    void ask(const QString& name, QMessageBox::StandardButton answer = QMessageBox::Yes)
+    {
+        boxes.append(overwriteQuestion(QFileInfo(name).fileName(), conversion));
+        answers.append(answer);
+    }
+
+    /// Expects an error and no output. The plain copy returns none, and says nothing of a file that
+    /// it cannot open and of one that is no recording.
+    void fail(int error)
+    {
+        outputs.clear();
+        const bool isCopy = conversion == Conversion::PlainToBwf;
+        const bool isSilent = error == ConvertFileOpen || error == ConvertIllegalFormat;
+        if (error != ConvertCancelled && !(isCopy && isSilent))
+            boxes.append(errorText(error));
+        result = isCopy ? int(ConvertOk) : error;
+    }
 };
+
+// These stand for the `fmt ` and the `data` chunk in the chunks of a take.
+inline const QByteArray g_fmtHere = "<fmt>";
+inline const QByteArray g_dataHere = "<data>";
+
+/// @p chunks with a `fmt ` chunk of 16 bits and a `data` chunk of these channels in their places.
+inline QByteArrayList takeChunks(QByteArrayList chunks, const QByteArrayList& channels)
+{
+    for (QByteArray& any : chunks) {
+        if (any == g_fmtHere)
+            any = fmtChunk({.channels = int(channels.size())});
+        else if (any == g_dataHere)
+            any = dataChunk(interleaved(channels, 2));
+    }
+    return chunks;
+}
+
+/// The same chunks but for their bodies.
+inline QByteArrayList otherBodies(QByteArrayList chunks)
+{
+    for (QByteArray& any : chunks) {
+        if (any != g_fmtHere && any != g_dataHere)
+            any = any.left(g_chunkHeaderSize).leftJustified(any.size(), '-');
+    }
+    return chunks;
+}
+
+/// A request that succeeds: take.wav of all @p channels for the split and the plain copy, for the
+/// combine take_01.wav, take_02.wav and so on of one each. The outputs have @p copied chunks, the
+/// same ones if there are none. A `bext` among them is copied, not generated. Of the sources of the
+/// combine the first alone has the bodies that come through.
+inline Request takeOf(Conversion conversion, const QByteArrayList& chunks = {g_fmtHere, g_dataHere},
+                      const QByteArrayList& channels = {sampleBytes(40, 1), sampleBytes(40, 2)},
+                      const QByteArrayList& copied = {})
+{
+    Request request = {.conversion = conversion};
+    const QByteArrayList& outputChunks = copied.isEmpty() ? chunks : copied;
+    const auto output = [&](const QByteArrayList& ofChannels) {
+        const QByteArrayList written = takeChunks(outputChunks, ofChannels);
+        return conversion == Conversion::Split ? splitBytes(written)
+                                               : copiedBytes(written, written.join().size());
+    };
+    const auto channelName = [](qsizetype index) {
+        return QStringLiteral("take_0%1.wav").arg(index + 1);
+    };
+    const bool isCombine = conversion == Conversion::Combine;
+    if (conversion != Conversion::Split)
+        request.outputs[outputNames(conversion).first()] = output(channels);
+    if (isCombine)
+        request.sources.clear();
+    else
+        request.before[request.source()] = wavBytes(takeChunks(chunks, channels));
+    for (qsizetype k = 0; k < channels.size() && conversion != Conversion::PlainToBwf; ++k) {
+        if (isCombine) {
+            request.sources.append(channelName(k));
+            request.before[channelName(k)] =
+                wavBytes(takeChunks(k == 0 ? chunks : otherBodies(chunks), {channels[k]}));
+        } else {
+            request.outputs[channelName(k)] = output({channels[k]});
+        }
+    }
+    return request;
+}
 
 /// @p file with zeros for the date and the time of the generated `bext` chunk after its RIFF
 /// header, provided that they read like a date and a time of the last minute.
@@ -81,89 +197,110 @@ class PreparedRequest
 public:
     explicit PreparedRequest(const Request& request)
         : m_request(request)
+        , m_dir(request.listed.isEmpty() ? request.before : request.listed)
+        , m_sources(m_dir.paths(request.sources))
+        , m_converter(&m_window, m_sources.list())
     {
-        if (!prepare())
-            qFatal("The files of the request cannot be written.");
+        for (CWavFileItem* item : m_sources.list()) {
+            for (const int channel : request.disabled)
+                item->setChannelEnabled(channel - 1, false);
+        }
+        if (!request.listed.isEmpty()) {
+            for (const QString& name : request.listed.keys())
+                QFile::remove(path(name));
+            m_dir.add(request.before);
+        }
+        if (!request.outputDir.isEmpty())
+            m_converter.setOutputDirectory(QDir(m_dir.path()).absoluteFilePath(request.outputDir));
     }
 
     QWidget* window() { return &m_window; }
     QString path(const QString& name) const { return m_dir.path(name); }
-    ConversionRun run(Conversion conversion)
-    {
-        return runAnswered(m_request.answers, [&] { return convert(*m_converter, conversion); });
-    }
-    Files files() const { return m_dir.files(); }
+    Files entries() const { return m_dir.entries(); }
 
-    /// Everything that the directory is to hold after the request.
-    Files expectedFiles() const
+    /// Says where the directory departs from what it is to hold after the request.
+    QString changes() const { return differences(entries(), expectedEntries()); }
+
+    /// Puts into the output directory, out, what it held before the request, and nothing else.
+    void emptyOutputDirectory() const
     {
-        Files expected = m_request.before;
-        expected.insert(m_request.outputs);
-        for (const auto& links : {m_request.links, m_request.hardLinks}) {
-            for (auto link = links.cbegin(); link != links.cend(); ++link)
-                expected[link.key()] = expected[link.value()];
+        const Files found = entriesIn(path(m_request.outputDir));
+        for (const QString& name : found.keys())
+            QFile::remove(path(m_request.outputDir + u'/' + name));
+        for (auto entry = m_request.before.cbegin(); entry != m_request.before.cend(); ++entry) {
+            if (entry.key().startsWith(m_request.outputDir + u'/'))
+                m_dir.add(entry.key(), entry.value());
         }
-        return expected;
+    }
+
+    ConversionRun run()
+    {
+        return runAnswered(m_request.answers,
+                           [this] { return convert(m_converter, m_request.conversion); });
+    }
+
+    /// Converts, and says what came otherwise than the request expects: result, boxes, everything
+    /// in the directory. Empty when nothing did.
+    QString problems() { return problemsAfter(run()); }
+
+    QString problemsAfter(const ConversionRun& run) const
+    {
+        QStringList found;
+        if (run.texts() != m_request.boxes)
+            found.append(QStringLiteral("the boxes are \"%1\", expected \"%2\"")
+                             .arg(run.texts().join(u'|'), m_request.boxes.join(u'|')));
+        if (run.result != m_request.result)
+            found.append(QStringLiteral("the result is %1, expected %2")
+                             .arg(run.result)
+                             .arg(m_request.result));
+        for (const SeenBox& box : run.boxes) {
+            if (!isAsUsual(box))
+                found.append(QStringLiteral("the box looks unusual: ") + box.text);
+        }
+        found.append(changes());
+        found.removeAll(QString());
+        return found.join(u'\n');
     }
 
 private:
-    bool prepare()
+    bool isAsUsual(const SeenBox& box) const
     {
-        const Files& listed = m_request.listed.isEmpty() ? m_request.before : m_request.listed;
-        m_dir.add(listed);
-        for (const QString& name : m_request.sources) {
-            CWavFileItem* item = m_sources.add(path(name));
-            for (const int channel : m_request.disabled)
-                item->setChannelEnabled(channel - 1, false);
-        }
-        for (const QString& name : listed.keys())
-            QFile::remove(path(name));
-        m_dir.add(m_request.before);
-        if (!makeLinks())
-            return false;
-        m_converter = std::make_unique<CWavConverter>(&m_window, m_sources.list());
-        if (!m_request.outputDir.isEmpty())
-            m_converter->setOutputDirectory(path(m_request.outputDir));
-        return true;
+        const bool asks = box.text.endsWith(g_overwrite);
+        return box.title == QStringLiteral("Splicora")
+               && box.icon == (asks ? QMessageBox::Question : QMessageBox::Warning)
+               && box.buttons == (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok)
+               && box.hasDefaultButton != asks // the toolkit takes a lone Ok for the default
+               && box.parent == &m_window;
     }
 
-    bool makeLinks()
+    /// Everything that the directory is to hold after the request.
+    Files expectedEntries() const
     {
-        std::error_code error;
-        const auto& links = m_request.links;
-        for (auto link = links.cbegin(); link != links.cend(); ++link) {
-            if (!QFile::link(path(link.value()), path(link.key())))
-                return false;
+        Files expected = m_request.before;
+        expected.insert(m_request.outputs);
+        for (QByteArray& entry : expected) {
+            if (entry.startsWith(g_sameAs))
+                entry = expected.value(QString::fromUtf8(entry.mid(g_sameAs.size())));
         }
-        const auto& hardLinks = m_request.hardLinks;
-        for (auto link = hardLinks.cbegin(); link != hardLinks.cend() && !error; ++link) {
-            std::filesystem::create_hard_link(path(link.value()).toStdString(),
-                                              path(link.key()).toStdString(), error);
+        for (const QString& name : m_request.removed)
+            expected.remove(name);
+        for (const QString& name : expected.keys(g_emptyDirectory)) {
+            const auto next = expected.lowerBound(name + u'/');
+            if (next != expected.end() && next.key().startsWith(name + u'/'))
+                expected.remove(name);
         }
-        return !error;
+        return expected;
     }
 
     Request m_request;
     TempDir m_dir;
     QWidget m_window;
     Sources m_sources;
-    std::unique_ptr<CWavConverter> m_converter;
+    CWavConverter m_converter;
 };
 
-/// Runs the request and compares result, boxes and directory.
-inline void checkRequest(const Request& request, Conversion conversion)
+/// What came otherwise than the request expects. Empty when nothing did.
+inline QString problemsOf(const Request& request)
 {
-    PreparedRequest prepared(request);
-    const ConversionRun run = prepared.run(conversion);
-    QCOMPARE(run.texts(), request.boxes);
-    QCOMPARE(run.result, request.result);
-    QCOMPARE(differences(prepared.files(), prepared.expectedFiles()), QString());
-    for (const SeenBox& box : run.boxes) {
-        const bool asks = box.text.endsWith(g_overwrite);
-        QCOMPARE(box.title, QStringLiteral("Splicora"));
-        QCOMPARE(box.icon, asks ? QMessageBox::Question : QMessageBox::Warning);
-        QCOMPARE(box.buttons, asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok);
-        QCOMPARE(box.hasDefaultButton, !asks); // the toolkit takes a lone Ok for the default
-        QCOMPARE(box.parent, prepared.window());
-    }
+    return PreparedRequest(request).problems();
 }

@@ -11,8 +11,18 @@
 #include <QMap>
 #include <QTemporaryDir>
 
+#include <filesystem>
+
+#include <sys/stat.h>
+
 /// Contents by name relative to a directory.
 using Files = QMap<QString, QByteArray>;
+
+// What stands in Files for something that is no file of its own.
+inline const QByteArray g_emptyDirectory = "[an empty directory]";
+inline const QByteArray g_pipe = "[a pipe, or what is neither file, directory nor link]";
+inline const QByteArray g_linkTo = "[a link to] "; ///< goes on with a path
+inline const QByteArray g_sameAs = "[another name of] "; ///< goes on with a name of a file there
 
 /// All files below a directory, hidden ones included.
 inline Files filesIn(const QDir& dir)
@@ -24,6 +34,54 @@ inline Files filesIn(const QDir& dir)
         files[dir.relativeFilePath(file)] = readFile(file);
     }
     return files;
+}
+
+/// The path as the system's calls take it.
+inline std::filesystem::path encoded(const QString& path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+/// Everything below a directory, with what stands in Files for what is no file. Of directories, the
+/// empty ones alone.
+inline Files entriesIn(const QString& dir)
+{
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    Files found;
+    QDirIterator entries(dir, all, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QFileInfo entry(entries.next());
+        QByteArray what = g_pipe;
+        if (entry.isSymLink())
+            what = g_linkTo + std::filesystem::read_symlink(encoded(entry.filePath())).c_str();
+        else if (entry.isDir())
+            what = g_emptyDirectory;
+        else if (entry.isFile())
+            what = readFile(entry.filePath());
+        if (what != g_emptyDirectory || QDir(entry.filePath()).isEmpty(all))
+            found[QDir(dir).relativeFilePath(entry.filePath())] = what;
+    }
+    return found;
+}
+
+/// Makes what @p entry is in Files; directory and target are there. False when that failed.
+inline bool makeEntry(const QString& path, const QByteArray& entry)
+{
+    std::error_code error;
+    if (entry == g_emptyDirectory)
+        return QDir().mkpath(path);
+    if (entry == g_pipe)
+        return ::mkfifo(encoded(path).c_str(), 0600) == 0;
+    if (entry.startsWith(g_linkTo))
+        std::filesystem::create_symlink(entry.mid(g_linkTo.size()).constData(), encoded(path),
+                                        error);
+    else if (entry.startsWith(g_sameAs))
+        std::filesystem::create_hard_link(
+            encoded(path).replace_filename(entry.mid(g_sameAs.size()).constData()), encoded(path),
+            error);
+    else
+        return writeFile(path, entry);
+    return !error;
 }
 
 /// A directory of its own for a test, gone with it. What cannot be made ends the test program.
@@ -55,12 +113,13 @@ public:
 
     QByteArray bytes(const QString& name) const { return readFile(path(name)); }
 
-    /// Writes a file and makes the folders it lies in. Returns its path.
+    /// Makes a file, or what stands for something else, and the folders it lies in. Returns its
+    /// path.
     QString add(const QString& name, const QByteArray& bytes) const
     {
         addFolder(QFileInfo(name).path());
-        if (!writeFile(path(name), bytes))
-            qFatal("Can not write %s.", qPrintable(name));
+        if (!makeEntry(path(name), bytes))
+            qFatal("Can not make %s.", qPrintable(name));
         return path(name);
     }
 
@@ -79,6 +138,7 @@ public:
     }
 
     Files files() const { return filesIn(path()); }
+    Files entries() const { return entriesIn(path()); }
 
     /// The names of files(), in order.
     QStringList names() const { return files().keys(); }

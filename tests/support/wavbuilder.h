@@ -11,6 +11,9 @@
 #include <QString>
 #include <QtEndian>
 
+#include <algorithm>
+#include <cstring>
+
 /// @file
 /// Builds WAV files from readable parts, so that offsets and sizes can be counted in a test row.
 
@@ -92,6 +95,12 @@ inline QByteArray wavBytes(const QByteArrayList& chunks, qint64 claimedSize = -1
     return "RIFF" + le32(size) + "WAVE" + joined;
 }
 
+/// A file of these samples.
+inline QByteArray recording(const Format& format, const QByteArray& samples)
+{
+    return wavBytes({fmtChunk(format), dataChunk(samples)});
+}
+
 /// @p count bytes that differ from their neighbours, other ones for every @p seed.
 inline QByteArray sampleBytes(qsizetype count, int seed = 0)
 {
@@ -104,13 +113,16 @@ inline QByteArray sampleBytes(qsizetype count, int seed = 0)
     return bytes;
 }
 
-/// Samples of @p sampleBytes bytes each, one channel an entry, as one interleaved block.
+/// Samples of @p sampleBytes bytes each, one channel an entry, all as long, as one interleaved
+/// block.
 inline QByteArray interleaved(const QByteArrayList& channels, int sampleBytes)
 {
-    QByteArray bytes;
-    for (qsizetype at = 0; at + sampleBytes <= channels.first().size(); at += sampleBytes) {
-        for (const QByteArray& channel : channels)
-            bytes += channel.mid(at, sampleBytes);
+    const qsizetype samples = channels.first().size() / sampleBytes;
+    QByteArray bytes(samples * channels.size() * sampleBytes, '\0');
+    for (qsizetype i = 0; i < samples * channels.size(); ++i) {
+        const char* channel = channels[i % channels.size()].constData();
+        std::memcpy(bytes.data() + i * sampleBytes, channel + i / channels.size() * sampleBytes,
+                    size_t(sampleBytes));
     }
     return bytes;
 }
@@ -129,6 +141,24 @@ inline QByteArray outputBytes(const QByteArrayList& chunks, qint64 counted = -1)
     const QByteArray joined = chunks.join();
     return wavBytes({bextWithoutDate(), joined},
                     g_outputStart + (counted < 0 ? joined.size() : counted));
+}
+
+/// The same, but a `bext` among the chunks is copied, and none generated.
+inline QByteArray copiedBytes(const QByteArrayList& chunks, qint64 counted)
+{
+    const bool hasBext = std::any_of(chunks.cbegin(), chunks.cend(),
+                                     [](const QByteArray& any) { return any.startsWith("bext"); });
+    return hasBext ? wavBytes(chunks, g_riffHeaderSize + counted) : outputBytes(chunks, counted);
+}
+
+/// An output of the split: of a chunk that is not `data` the running size counts the header and 4
+/// bytes, whatever its length.
+inline QByteArray splitBytes(const QByteArrayList& chunks)
+{
+    qint64 counted = 0;
+    for (const QByteArray& any : chunks)
+        counted += any.startsWith("data") ? any.size() : g_chunkHeaderSize + 4;
+    return copiedBytes(chunks, counted);
 }
 
 /// @p file with zeros for the 18 characters of date and time of the generated `bext` chunk that
