@@ -40,8 +40,8 @@ namespace {
 /// What a running size counts less when a `bext` chunk is copied than when it is generated.
 constexpr quint32 g_generatedOverCopied = g_bextChunkSize - (8 + 4);
 
-/// Random cases in each test row; fewer, where they take too long, with SPLICORA_CASES.
-int casesPerRow()
+/// Random cases of each format; fewer, where they take too long, with SPLICORA_CASES.
+int casesOfFormat()
 {
     bool isSet = false;
     const int cases = qEnvironmentVariableIntValue("SPLICORA_CASES", &isSet);
@@ -59,19 +59,15 @@ quint32 baseSeed()
     return seed;
 }
 
-/// Random facts of one case. The same base seed, test row and case number give the same facts.
-class CaseRandom
+/// Random facts of a row. The same seed of the run gives the same facts.
+class RowRandom
 {
 public:
-    explicit CaseRandom(int caseNumber)
-        : m_name("SPLICORA_SEED=" + QByteArray::number(baseSeed()) + " "
-                 + QTest::currentTestFunction() + ":\"" + QTest::currentDataTag() + "\" case "
-                 + QByteArray::number(caseNumber))
-        , m_generator(quint32(qHash(m_name, 0)))
+    RowRandom()
+        : m_generator(quint32(qHash(QByteArray::number(baseSeed()) + QTest::currentTestFunction()
+                                        + QTest::currentDataTag(),
+                                    0)))
     { }
-
-    /// Says which case this is and how to repeat it.
-    const char* name() const { return m_name.constData(); }
 
     int between(int lowest, int highest) { return m_generator.bounded(lowest, highest + 1); }
     bool coin() { return between(0, 1) == 1; }
@@ -91,7 +87,6 @@ public:
     }
 
 private:
-    QByteArray m_name;
     QRandomGenerator m_generator;
 };
 
@@ -124,7 +119,7 @@ struct Recording
     }
 };
 
-Format randomFormat(CaseRandom& random, int channels, int width)
+Format randomFormat(RowRandom& random, int channels, int width)
 {
     Format format;
     format.channels = channels;
@@ -135,7 +130,7 @@ Format randomFormat(CaseRandom& random, int channels, int width)
 }
 
 /// A chunk of a printable id that is not one of those with a meaning of their own.
-QByteArray randomChunk(CaseRandom& random, int bodyBytes)
+QByteArray randomChunk(RowRandom& random, int bodyBytes)
 {
     QByteArray id = "x";
     for (int i = 0; i < 3; ++i)
@@ -145,7 +140,7 @@ QByteArray randomChunk(CaseRandom& random, int bodyBytes)
 
 /// Chunks around `fmt ` and `data`. Those before the last one of a search are even, since no pad
 /// byte is skipped there; those after `data` are also odd, with their pad byte.
-void addRandomChunks(CaseRandom& random, Recording* recording)
+void addRandomChunks(RowRandom& random, Recording* recording)
 {
     recording->hasBext = random.coin();
     if (recording->hasBext)
@@ -162,7 +157,7 @@ void addRandomChunks(CaseRandom& random, Recording* recording)
 }
 
 /// A recording of whole frames whose `data` chunk is even, so that it needs no pad byte.
-Recording randomRecording(CaseRandom& random, int channels, int width)
+Recording randomRecording(RowRandom& random, int channels, int width)
 {
     Recording recording;
     recording.format = randomFormat(random, channels, width);
@@ -244,14 +239,18 @@ void tst_Properties::addFormatRows()
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("width");
     for (const int channels : {2, 3, 8}) {
-        for (const int width : {8, 16, 24, 40})
-            QTest::addRow("%d channels of %d bits", channels, width) << channels << width;
+        for (const int width : {8, 16, 24, 40}) {
+            for (int number = 1; number <= casesOfFormat(); ++number) {
+                QTest::addRow("%d channels of %d bits, case %d", channels, width, number)
+                    << channels << width;
+            }
+        }
     }
 }
 
 void tst_Properties::initTestCase()
 {
-    qInfo("SPLICORA_SEED=%u, %d cases in a row", baseSeed(), casesPerRow());
+    qInfo("SPLICORA_SEED=%u, %d cases of each format", baseSeed(), casesOfFormat());
 }
 
 void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
@@ -259,39 +258,34 @@ void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= casesPerRow(); ++i) {
-        CaseRandom random(i);
-        const Recording recording = randomRecording(random, channels, width);
-        const TakeDirectory take(recording.file());
+    RowRandom random;
+    const Recording recording = randomRecording(random, channels, width);
+    const TakeDirectory take(recording.file());
 
-        QVERIFY2(take.split(u"take.wav"_s), random.name());
-        for (int c = 1; c <= channels; ++c) {
-            QVERIFY2(bodyOf(take.mono(u"take"_s, c), "data") == padded(recording.channels[c - 1]),
-                     random.name());
-        }
-        QVERIFY2(take.combine(firstNumbers(channels)), random.name());
-        // The pad byte of an odd channel comes back as well, after the samples.
-        const bool isOdd = recording.channels.first().size() % 2 != 0;
-        QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-                     == interleaved(recording.channels, width / 8)
-                            + QByteArray(isOdd ? channels : 0, '\0'),
-                 random.name());
-        QVERIFY2(take.bytes(u"take.wav"_s) == recording.file(), random.name());
+    QVERIFY(take.split(u"take.wav"_s));
+    for (int c = 1; c <= channels; ++c) {
+        QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == padded(recording.channels[c - 1]));
+    }
+    QVERIFY(take.combine(firstNumbers(channels)));
+    // The pad byte of an odd channel comes back as well, after the samples.
+    const bool isOdd = recording.channels.first().size() % 2 != 0;
+    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+            == interleaved(recording.channels, width / 8) + QByteArray(isOdd ? channels : 0, '\0'));
+    QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
 
-        QVERIFY2(take.split(u"take_combined.wav"_s), random.name());
-        for (int c = 1; c <= channels; ++c) {
-            QByteArray first = take.mono(u"take"_s, c);
-            QByteArray second = take.mono(u"take_combined"_s, c);
-            // The first split counts the whole of a `bext` that it made itself.
-            const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
-            QVERIFY2(le32At(second, 4) + more == le32At(first, 4), random.name());
-            // Each channel's is of its own moment, and the combine takes over the first one's.
-            if (!recording.hasBext) {
-                first = withoutDate(first);
-                second = withoutDate(second);
-            }
-            QVERIFY2(second.mid(8) == first.mid(8), random.name());
+    QVERIFY(take.split(u"take_combined.wav"_s));
+    for (int c = 1; c <= channels; ++c) {
+        QByteArray first = take.mono(u"take"_s, c);
+        QByteArray second = take.mono(u"take_combined"_s, c);
+        // The first split counts the whole of a `bext` that it made itself.
+        const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
+        QVERIFY(le32At(second, 4) + more == le32At(first, 4));
+        // Each channel's is of its own moment, and the combine takes over the first one's.
+        if (!recording.hasBext) {
+            first = withoutDate(first);
+            second = withoutDate(second);
         }
+        QVERIFY(second.mid(8) == first.mid(8));
     }
 }
 
@@ -310,7 +304,7 @@ void tst_Properties::recordingLongerThanABlockComesBack()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    CaseRandom random(1);
+    RowRandom random;
     Recording recording;
     recording.format = randomFormat(random, channels, width);
     // More than one block for the split and, for the larger half, for the combine.
@@ -319,15 +313,13 @@ void tst_Properties::recordingLongerThanABlockComesBack()
         recording.channels += random.bytes(frames * (width / 8));
     const TakeDirectory take(recording.file());
 
-    QVERIFY2(take.split(u"take.wav"_s), random.name());
+    QVERIFY(take.split(u"take.wav"_s));
     for (int c = 1; c <= channels; ++c) {
-        QVERIFY2(bodyOf(take.mono(u"take"_s, c), "data") == recording.channels[c - 1],
-                 random.name());
+        QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == recording.channels[c - 1]);
     }
-    QVERIFY2(take.combine(firstNumbers(channels)), random.name());
-    QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-                 == interleaved(recording.channels, width / 8),
-             random.name());
+    QVERIFY(take.combine(firstNumbers(channels)));
+    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+            == interleaved(recording.channels, width / 8));
 }
 
 void tst_Properties::combineOrderIsListOrder()
@@ -335,25 +327,22 @@ void tst_Properties::combineOrderIsListOrder()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= casesPerRow(); ++i) {
-        CaseRandom random(i);
-        Recording mono = randomRecording(random, 1, width);
-        const TakeDirectory take({});
-        QList<int> numbers = firstNumbers(9);
-        random.shuffle(&numbers);
-        numbers.resize(channels);
-        QByteArrayList inListOrder;
-        for (const int number : numbers) {
-            mono.channels = {random.bytes(int(mono.channels.first().size()))};
-            inListOrder += mono.channels.first();
-            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
-        }
-
-        QVERIFY2(take.combine(numbers), random.name());
-        QVERIFY2(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-                     == interleaved(inListOrder, width / 8),
-                 random.name());
+    RowRandom random;
+    Recording mono = randomRecording(random, 1, width);
+    const TakeDirectory take({});
+    QList<int> numbers = firstNumbers(9);
+    random.shuffle(&numbers);
+    numbers.resize(channels);
+    QByteArrayList inListOrder;
+    for (const int number : numbers) {
+        mono.channels = {random.bytes(int(mono.channels.first().size()))};
+        inListOrder += mono.channels.first();
+        take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
     }
+
+    QVERIFY(take.combine(numbers));
+    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+            == interleaved(inListOrder, width / 8));
 }
 
 void tst_Properties::disabledChannelsWriteNothing()
@@ -361,30 +350,27 @@ void tst_Properties::disabledChannelsWriteNothing()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= casesPerRow(); ++i) {
-        CaseRandom random(i);
-        const Recording recording = randomRecording(random, channels, width);
-        const TakeDirectory take(recording.file());
-        QList<int> disabled;
-        QStringList expected = {u"take.wav"_s};
-        for (int c = 1; c <= channels; ++c) {
-            if (random.coin())
-                disabled.append(c);
-            else
-                expected.append(TakeDirectory::monoName(u"take"_s, c));
-        }
-        expected.sort();
-
-        QVERIFY2(take.split(u"take.wav"_s, disabled), random.name());
-        QVERIFY2(take.names() == expected, random.name());
-        for (int c = 1; c <= channels; ++c) {
-            const QByteArray samples = bodyOf(take.mono(u"take"_s, c), "data");
-            const QByteArray wanted =
-                disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
-            QVERIFY2(samples == padded(wanted), random.name());
-        }
-        QVERIFY2(take.bytes(u"take.wav"_s) == recording.file(), random.name());
+    RowRandom random;
+    const Recording recording = randomRecording(random, channels, width);
+    const TakeDirectory take(recording.file());
+    QList<int> disabled;
+    QStringList expected = {u"take.wav"_s};
+    for (int c = 1; c <= channels; ++c) {
+        if (random.coin())
+            disabled.append(c);
+        else
+            expected.append(TakeDirectory::monoName(u"take"_s, c));
     }
+    expected.sort();
+
+    QVERIFY(take.split(u"take.wav"_s, disabled));
+    QVERIFY(take.names() == expected);
+    for (int c = 1; c <= channels; ++c) {
+        const QByteArray samples = bodyOf(take.mono(u"take"_s, c), "data");
+        const QByteArray wanted = disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
+        QVERIFY(samples == padded(wanted));
+    }
+    QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
 }
 
 void tst_Properties::otherChunkBodiesComeThroughUnchanged()
@@ -392,36 +378,31 @@ void tst_Properties::otherChunkBodiesComeThroughUnchanged()
     QFETCH(const int, channels);
     QFETCH(const int, width);
 
-    for (int i = 1; i <= casesPerRow(); ++i) {
-        CaseRandom random(i);
-        const Recording poly = randomRecording(random, channels, width);
-        const TakeDirectory take(poly.file());
-        QList<int> others = firstNumbers(channels);
-        const int kept = others.takeAt(random.between(0, channels - 1));
-        QVERIFY2(take.split(u"take.wav"_s, others), random.name());
-        QVERIFY2(otherChunks(take.mono(u"take"_s, kept), WithPadBytes, !poly.hasBext)
-                     == otherChunks(poly.file(), WithPadBytes, false),
-                 random.name());
+    RowRandom random;
+    const Recording poly = randomRecording(random, channels, width);
+    const TakeDirectory take(poly.file());
+    QList<int> others = firstNumbers(channels);
+    const int kept = others.takeAt(random.between(0, channels - 1));
+    QVERIFY(take.split(u"take.wav"_s, others));
+    QVERIFY(otherChunks(take.mono(u"take"_s, kept), WithPadBytes, !poly.hasBext)
+            == otherChunks(poly.file(), WithPadBytes, false));
 
-        const Recording mono = randomRecording(random, 1, width);
-        for (const int number : {1, 2})
-            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
-        QVERIFY2(take.combine({1, 2}), random.name());
-        QVERIFY2(otherChunks(take.bytes(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
-                     == otherChunks(mono.file(), WithPadBytes, false),
-                 random.name());
+    const Recording mono = randomRecording(random, 1, width);
+    for (const int number : {1, 2})
+        take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
+    QVERIFY(take.combine({1, 2}));
+    QVERIFY(otherChunks(take.bytes(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
+            == otherChunks(mono.file(), WithPadBytes, false));
 
-        // The plain copy reads odd chunks without pad bytes, wherever they stand.
-        Recording plain = randomRecording(random, channels, width);
-        plain.chunksAfter = {randomChunk(random, 2 * random.between(0, 40) + 1),
-                             randomChunk(random, random.between(0, 80))};
-        take.add(u"plain.wav"_s, plain.file());
-        QVERIFY2(take.copy(u"plain.wav"_s), random.name());
-        const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);
-        QVERIFY2(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
-                     == chunksOf(plain.file(), WithoutPadBytes),
-                 random.name());
-    }
+    // The plain copy reads odd chunks without pad bytes, wherever they stand.
+    Recording plain = randomRecording(random, channels, width);
+    plain.chunksAfter = {randomChunk(random, 2 * random.between(0, 40) + 1),
+                         randomChunk(random, random.between(0, 80))};
+    take.add(u"plain.wav"_s, plain.file());
+    QVERIFY(take.copy(u"plain.wav"_s));
+    const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);
+    QVERIFY(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
+            == chunksOf(plain.file(), WithoutPadBytes));
 }
 
 SPLICORA_TEST_MAIN(tst_Properties)
