@@ -446,7 +446,8 @@ void tst_FailingMedia::combineWhoseReadFails()
     QFETCH(const int, block);
     QFETCH(const bool, isOnce);
 
-    Request request = separated(Conversion::Combine, g_longLayout);
+    static const Request sound = separated(Conversion::Combine, g_longLayout);
+    Request request = sound;
     if (file > 1 || block > 1 || !isOnce)
         request.fail(ConvertFileRead);
     Defects defects = failing(Read, 1, isOnce ? 1 : INT_MAX);

@@ -3,9 +3,7 @@
 
 #include "convert/outputfile.h"
 
-#include "convert/fileidentity.h"
-#include "tests/support/conversion.h"
-#include "tests/support/tempdir.h"
+#include "tests/support/conversionrequest.h"
 #include "tests/support/testmain.h"
 
 #include <QTest>
@@ -56,15 +54,10 @@ bool isMet(const char* name)
     return !g_elsewhere.path.isEmpty() && g_elsewhere.path == name;
 }
 
-QString sourceName(Conversion conversion)
+/// A request for one output.
+Request smallTake(Conversion conversion)
 {
-    return conversion == Conversion::Combine ? u"take_09.wav"_s : u"take.wav"_s;
-}
-
-QByteArray smallTake(Conversion conversion)
-{
-    const Format format = {.channels = conversion == Conversion::Combine ? 1 : 2};
-    return wavBytes({fmtChunk(format), dataChunk(sampleBytes(400))});
+    return takeOf(conversion, {g_fmtHere, g_dataHere}, {sampleBytes(400)});
 }
 
 } // namespace
@@ -107,56 +100,50 @@ void tst_OutputFile::create_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<OutputFile::Creation>("creation");
-    QTest::addColumn<QStringList>("names"); // in the directory afterwards
+    QTest::addColumn<Files>("before");
+    QTest::addColumn<Files>("made");
 
-    const QStringList before = {u"link.wav"_s, u"there.wav"_s}; // a link to there.wav
     using Creation = OutputFile::Creation;
-    QTest::newRow("a new file") << u"new.wav"_s << Creation::Created
-                                << QStringList{u"link.wav"_s, u"new.wav"_s, u"there.wav"_s};
-    QTest::newRow("a file that is there") << u"there.wav"_s << Creation::Exists << before;
-    QTest::newRow("a link to a file that is there") << u"link.wav"_s << Creation::Exists << before;
-    QTest::newRow("the target of a link to nowhere")
-        << u"nowhere.wav"_s << Creation::Created
-        << QStringList{u"link.wav"_s, u"made.wav"_s, u"nowhere.wav"_s, u"there.wav"_s};
-    QTest::newRow("the target of a link to a link to nowhere")
-        << u"again.wav"_s << Creation::Created
-        << QStringList{u"again.wav"_s, u"link.wav"_s, u"made.wav"_s, u"nowhere.wav"_s,
-                       u"there.wav"_s};
-    QTest::newRow("the target that the system finds for a link over a linked directory")
-        << u"over.wav"_s << Creation::Created
-        << QStringList{u"link.wav"_s, u"other/made.wav"_s, u"over.wav"_s, u"there.wav"_s};
-    QTest::newRow("a link into a directory that is not there")
-        << u"astray.wav"_s << Creation::Failed << before;
-    QTest::newRow("a file in a directory that is not there")
-        << u"gone/new.wav"_s << Creation::Failed << before;
-    QTest::newRow("a name with a zero character")
-        << u"new.wav"_s + QChar::Null + u".wav"_s << Creation::Failed << before;
+    const auto add = [](const char* row, const QString& name, Creation creation, Files before = {},
+                        const QString& made = {}) {
+        before[u"there.wav"_s] = "there";
+        QTest::newRow(row) << name << creation << before
+                           << (made.isEmpty() ? Files() : Files{{made, {}}});
+    };
+    const Files nowhere = {{u"nowhere.wav"_s, g_linkTo + "made.wav"},
+                           {u"again.wav"_s, g_linkTo + "nowhere.wav"}};
+    add("a new file", u"new.wav"_s, Creation::Created, {}, u"new.wav"_s);
+    add("a file that is there", u"there.wav"_s, Creation::Exists);
+    add("a link to a file that is there", u"link.wav"_s, Creation::Exists,
+        {{u"link.wav"_s, g_linkTo + "there.wav"}});
+    add("the target of a link to nowhere", u"nowhere.wav"_s, Creation::Created, nowhere,
+        u"made.wav"_s);
+    add("the target of a link to a link to nowhere", u"again.wav"_s, Creation::Created, nowhere,
+        u"made.wav"_s);
+    add("the target that the system finds for a link over a linked directory", u"over.wav"_s,
+        Creation::Created,
+        {{u"other/dir"_s, g_emptyDirectory},
+         {u"sub"_s, g_linkTo + "other/dir"},
+         {u"over.wav"_s, g_linkTo + "sub/../made.wav"}},
+        u"other/made.wav"_s);
+    add("a link into a directory that is not there", u"astray.wav"_s, Creation::Failed,
+        {{u"astray.wav"_s, g_linkTo + "gone/made.wav"}});
+    add("a file in a directory that is not there", u"gone/new.wav"_s, Creation::Failed);
+    add("a name with a zero character", u"new.wav"_s + QChar::Null + u".wav"_s, Creation::Failed);
 }
 
 void tst_OutputFile::create()
 {
     QFETCH(const QString, name);
-    const TempDir dir(Files{{u"there.wav"_s, "there"}});
-    const auto link = [&dir](const char* target, const QString& from) {
-        std::filesystem::create_symlink(target, systemPath(dir.path(from)));
-    };
-    link("there.wav", u"link.wav"_s);
-    if (name == u"nowhere.wav" || name == u"again.wav")
-        link("made.wav", u"nowhere.wav"_s);
-    if (name == u"again.wav")
-        link("nowhere.wav", u"again.wav"_s);
-    if (name == u"over.wav") {
-        dir.addFolder(u"other/dir"_s);
-        link("other/dir", u"sub"_s);
-        link("sub/../made.wav", u"over.wav"_s);
-    }
-    if (name == u"astray.wav")
-        link("gone/made.wav", u"astray.wav"_s);
+    QFETCH(const Files, before);
+    QFETCH(const Files, made);
 
+    const TempDir dir(before);
     OutputFile output(dir.path(name));
     QTEST(output.create(), "creation");
-    QTEST(dir.names(), "names");
-    QCOMPARE(dir.bytes(u"there.wav"_s), "there");
+    Files expected = before;
+    expected.insert(made);
+    QCOMPARE(differences(dir.entries(), expected), QString());
 }
 
 void tst_OutputFile::nothingIsTruncatedUnasked_data()
@@ -184,26 +171,26 @@ void tst_OutputFile::nothingIsTruncatedUnasked()
     QFETCH(const bool, isLink);
     QFETCH(const int, creations);
 
-    const TempDir dir;
-    const Sources sources({dir.add(sourceName(conversion), smallTake(conversion))});
-    const QString output = outputNames(conversion).first();
+    Request request = smallTake(conversion);
+    const QString output = request.output();
     const QString target = isLink ? u"other.wav"_s : output;
-    if (isLink)
-        std::filesystem::create_symlink("other.wav", systemPath(dir.path(output)));
     const QByteArray take = "somebody else's take";
-    g_elsewhere.path = QFile::encodeName(dir.path(output));
+    request.ask(output, QMessageBox::Cancel);
+    request.fail(ConvertCancelled);
+    request.outputs[target] = take;
+    if (isLink)
+        request.before[output] = g_linkTo + "other.wav";
+    if (isForgotten)
+        request.before[output] = take;
+    PreparedRequest prepared(request);
+    g_elsewhere.path = QFile::encodeName(prepared.path(output));
     g_elsewhere.isForgotten = isForgotten;
     g_elsewhere.creations = creations;
-    if (isForgotten)
-        dir.add(output, take);
-    else
-        g_elsewhere.beforeCreation = [&] { dir.add(target, take); };
+    if (!isForgotten)
+        g_elsewhere.beforeCreation = [&] { writeFile(prepared.path(target), take); };
 
-    const ConversionRun run = runConversion(conversion, sources, {QMessageBox::Cancel});
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(!g_elsewhere.beforeCreation && !g_elsewhere.isForgotten);
-    QCOMPARE(run.texts(), QStringList{overwriteQuestion(output, conversion)});
-    QCOMPARE(run.result, int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertCancelled));
-    QCOMPARE(dir.bytes(target), take);
 }
 
 void tst_OutputFile::outputThatGoesWhileItIsAskedAboutIsMade()
@@ -232,10 +219,12 @@ void tst_OutputFile::outputGoneBetweenTheLastChecks()
     QFETCH(const Conversion, conversion);
     QFETCH(const bool, isReplaced);
 
-    const TempDir dir;
-    const QString source = sourceName(conversion);
-    const Sources sources({dir.add(source, smallTake(conversion))});
-    const QString output = dir.path(outputNames(conversion).first());
+    Request request = smallTake(conversion);
+    request.fail(ConvertDataWrite);
+    if (isReplaced)
+        request.outputs[request.output()] = g_emptyDirectory;
+    PreparedRequest prepared(request);
+    const QString output = prepared.path(request.output());
     g_elsewhere.path = QFile::encodeName(output);
     g_elsewhere.afterCheck = [&] {
         QVERIFY(QFile::remove(output));
@@ -243,11 +232,8 @@ void tst_OutputFile::outputGoneBetweenTheLastChecks()
             QVERIFY(QDir().mkdir(output));
     };
 
-    const ConversionRun run = runConversion(conversion, sources, {QMessageBox::Ok});
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(!g_elsewhere.afterCheck);
-    QCOMPARE(run.texts(), QStringList{errorText(ConvertDataWrite)});
-    QCOMPARE(run.result, int(conversion == Conversion::PlainToBwf ? ConvertOk : ConvertDataWrite));
-    QCOMPARE(dir.names(), QStringList{source});
 }
 
 SPLICORA_TEST_MAIN(tst_OutputFile)

@@ -89,14 +89,7 @@ QByteArray sourceBytes(int channels, int file = 0)
     QByteArrayList samples;
     for (int channel = 1; channel <= channels; ++channel)
         samples.append(channelBytes(channel, file));
-    return wavBytes({fmtChunk({channels, 16, 48000}), dataChunk(interleaved(samples, 2))});
-}
-
-/// What the split makes of one channel of such a file, without date and time.
-QByteArray splitBytes(int channel)
-{
-    return outputBytes({fmtChunk(g_mono), dataChunk(channelBytes(channel))},
-                       (8 + 4) + (8 + g_channelBytes));
+    return recording({.channels = channels}, interleaved(samples, 2));
 }
 
 /// What the combine makes of the mono files 0 to count - 1, without date and time.
@@ -105,14 +98,7 @@ QByteArray combinedBytes(int count)
     QByteArrayList samples;
     for (int file = 0; file < count; ++file)
         samples.append(channelBytes(1, file));
-    return outputBytes({fmtChunk({count, 16, 48000}), dataChunk(interleaved(samples, 2))},
-                       (8 + 16) + (8 + count * g_channelBytes));
-}
-
-/// What the plain copy makes of a source, without date and time.
-QByteArray bwfBytes(const QByteArray& source)
-{
-    return outputBytes({source.mid(g_riffHeaderSize)});
+    return outputBytes({fmtChunk({.channels = count}), dataChunk(interleaved(samples, 2))});
 }
 
 QStringList sorted(QStringList names)
@@ -410,6 +396,7 @@ void tst_WavConverter::outputNames_data()
     row("combine into an output directory with number places", combine,
         {u"take%1%2_01.wav"_s, u"take%1%2_02.wav"_s}, places, {u"out %2 %1/take%1%2"_s}, 1);
 
+    row("plain copy of a name with two dots", copy, {u"take.v2.WAV"_s}, {}, {u"take.v2"_s});
     row("plain copy of one file", copy, take, {}, {u"rec/take"_s}, 8);
     row("plain copy of two files in two folders", copy, twoFolders, {}, {u"a/take"_s, u"b/other"_s},
         1);
@@ -449,10 +436,12 @@ void tst_WavConverter::outputNames()
     for (int i = 0; i < sources.size(); ++i)
         QCOMPARE(work.bytes(sources[i]), sourceBytes(channels, i));
     for (int i = 0; i < outputs.size(); ++i) {
-        const QByteArray expected = conversion == Conversion::Split ? splitBytes(i + 1)
-                                    : conversion == Conversion::Combine
-                                        ? combinedBytes(int(sources.size()))
-                                        : bwfBytes(sourceBytes(channels, i));
+        const QByteArray expected =
+            conversion == Conversion::Split
+                ? splitBytes({fmtChunk(g_mono), dataChunk(channelBytes(i + 1))})
+            : conversion == Conversion::Combine
+                ? combinedBytes(int(sources.size()))
+                : outputBytes({sourceBytes(channels, i).mid(g_riffHeaderSize)});
         QCOMPARE(withoutDate(work.bytes(outputs[i])), expected);
     }
 }
