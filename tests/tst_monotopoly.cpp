@@ -65,11 +65,6 @@ Files takeFiles(const QByteArrayList& channels)
     return files;
 }
 
-QByteArray monoFile(const Format& format, const QByteArray& samples)
-{
-    return wavBytes({fmtChunk(format), dataChunk(samples)});
-}
-
 /// The format of @p count files of @p format side by side.
 Format wide(Format format, int count)
 {
@@ -96,10 +91,27 @@ QByteArray framesOf(const QByteArrayList& inputs, int sampleBytes, int blockAlig
     return out.left(count * inputs.size());
 }
 
-ConversionRun combine(const Sources& sources,
-                      const QList<QMessageBox::StandardButton>& answers = {})
+/// A combine of take_01.wav, take_02.wav and so on that ends with this error.
+Request combineOf(const QByteArrayList& files, int error)
 {
-    return runConversion(Conversion::Combine, sources, answers);
+    const Files before = takeFiles(files);
+    Request request = {
+        .conversion = Conversion::Combine, .before = before, .sources = before.keys()};
+    if (error != ConvertOk)
+        request.fail(error);
+    return request;
+}
+
+/// Bytes of samples in three blocks, and where the blocks end in a file of them.
+constexpr qint64 g_threeBlocks = 2 * g_blockBytes + 8;
+constexpr int g_blockEnds[] = {int(g_sampleStart + g_blockBytes),
+                               int(g_sampleStart + 2 * g_blockBytes),
+                               int(g_sampleStart + g_threeBlocks)};
+
+QByteArray threeBlocks()
+{
+    return wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(g_threeBlocks)),
+                     chunk("note", QByteArray(100, 'x'))});
 }
 
 } // namespace
@@ -147,7 +159,7 @@ void tst_MonoToPoly::everyWidthAndCount_data()
             QByteArrayList channels;
             for (int k = 0; k < count; ++k) {
                 samples.append(sampleBytes(frames * format.frameBytes(), k));
-                channels.append(monoFile(format, samples.last()));
+                channels.append(recording(format, samples.last()));
             }
             const auto name = QByteArray::number(count) + " source(s) of "
                               + QByteArray::number(format.bits) + " bit";
@@ -161,7 +173,7 @@ void tst_MonoToPoly::everyWidthAndCount_data()
     const QByteArray left = sampleBytes(6, 1);
     const QByteArray right = sampleBytes(6, 2);
     addTake("two 24-bit sources have channel count 2, block align 6 and double byte rate",
-            {monoFile(mono, left), monoFile(mono, right)},
+            {recording(mono, left), recording(mono, right)},
             outputBytes({chunk("fmt ", le16(1) + le16(2) + le32(48000) + le32(2 * 48000 * 3)
                                            + le16(6) + le16(24)),
                          dataChunk(interleaved({left, right}, 3))}));
@@ -193,7 +205,7 @@ void tst_MonoToPoly::blocks_data()
         QByteArrayList channels;
         for (int k = 0; k < size.count; ++k) {
             samples.append(sampleBytes(size.bytes, k));
-            channels.append(monoFile(format, samples.last()));
+            channels.append(recording(format, samples.last()));
         }
         const qsizetype written = size.count * size.bytes;
         const QByteArray pad(written % 2, '\0');
@@ -204,18 +216,18 @@ void tst_MonoToPoly::blocks_data()
 
     const Format bits8 = {.bits = 8};
     addTake("an odd product gets a pad byte that counts in the data size",
-            {monoFile(bits8, "abc"), monoFile(bits8, "123"), monoFile(bits8, "xyz")},
+            {recording(bits8, "abc"), recording(bits8, "123"), recording(bits8, "xyz")},
             outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1xb2yc3z\0", 10))}));
     addTake("odd sources with an even product get no pad byte",
-            {monoFile(bits8, "abc"), monoFile(bits8, "123")},
+            {recording(bits8, "abc"), recording(bits8, "123")},
             outputBytes({fmtChunk(wide(bits8, 2)), dataChunk("a1b2c3")}));
 
     const Format bits16 = {.bits = 16};
     addTake("a cut last frame comes out as zeros",
-            {monoFile(bits16, "aAbBc"), monoFile(bits16, "1!2@3")},
+            {recording(bits16, "aAbBc"), recording(bits16, "1!2@3")},
             outputBytes({fmtChunk(wide(bits16, 2)), dataChunk(QByteArray("aA1!bB2@\0\0", 10))}));
     addTake("a cut last frame comes out as zeros before the pad byte",
-            {monoFile(bits16, "aAb"), monoFile(bits16, "1!2"), monoFile(bits16, "xXy")},
+            {recording(bits16, "aAb"), recording(bits16, "1!2"), recording(bits16, "xXy")},
             outputBytes({fmtChunk(wide(bits16, 3)), dataChunk(QByteArray("aA1!xX\0\0\0\0", 10))}));
 
     const Format bits24 = {.bits = 24};
@@ -224,13 +236,13 @@ void tst_MonoToPoly::blocks_data()
     const qsizetype first = g_blockBytes - 2; // whole frames of 3 bytes
     const QByteArray firstFrames = interleaved({left.left(first), right.left(first)}, 3);
     addTake("a cut last frame of a second block is what the first block left there",
-            {monoFile(bits24, left), monoFile(bits24, right)},
+            {recording(bits24, left), recording(bits24, right)},
             outputBytes({fmtChunk(wide(bits24, 2)),
                          dataChunk(firstFrames + left.mid(first, 3) + right.mid(first, 3)
                                    + firstFrames.mid(6, 2))}));
 
     addTake("a channel file that ends early goes on as zeros",
-            {monoFile(bits8, "abcd"), monoFile(bits8, "12"), monoFile(bits8, "wxyz")},
+            {recording(bits8, "abcd"), recording(bits8, "12"), recording(bits8, "wxyz")},
             outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1wb2xc\0yd\0z", 12))}));
 
     // Files that were cut after the listing: their headers still claim all samples.
@@ -266,84 +278,86 @@ void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor_data()
 void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor()
 {
     QFETCH(const int, length);
-    const QByteArray samples = sampleBytes(g_blockBytes + 100);
-    const QByteArray whole = monoFile({.bits = 8}, samples);
-    const Files files = takeFiles({whole, whole, whole.left(g_sampleStart + length)});
-    const TempDir dir(files);
+    const QByteArray whole = recording({.bits = 8}, sampleBytes(g_blockBytes + 100));
     const int end = g_sampleStart + length;
+    PreparedRequest prepared(combineOf({whole, whole, whole.left(end)}, ConvertCancelled));
     const CancelClicker clicker([end](QProgressDialog& dialog) { return dialog.value() == end; });
-
-    const ConversionRun run = combine(Sources(dir.paths(files.keys())));
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
-    QVERIFY(run.boxes.isEmpty());
-    QCOMPARE(run.result, int(ConvertCancelled));
-    QCOMPARE(dir.files(), files);
 }
 
 void tst_MonoToPoly::channelFiles_data()
 {
     addCombineColumns();
     const Format format = {.bits = 8};
-    const auto file = [&format](const QByteArray& samples) { return monoFile(format, samples); };
+    const auto file = [&format](const QByteArray& samples) { return recording(format, samples); };
     const auto combined = [&format](const QByteArray& data, int count) {
         return outputBytes({fmtChunk(wide(format, count)), dataChunk(data)});
     };
-
-    QTest::newRow("list order, not number order, sets the channels")
-        << Files{{u"take_01.wav"_s, file("aa")}, {u"take_02.wav"_s, file("bb")}}
-        << QStringList{u"take_02.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
-        << combined("baba", 2);
-    QTest::newRow("numbers with gaps and out of order")
-        << Files{{u"take_02.wav"_s, file("bb")},
-                 {u"take_05.wav"_s, file("ee")},
-                 {u"take_08.wav"_s, file("hh")}}
-        << QStringList{u"take_05.wav"_s, u"take_08.wav"_s, u"take_02.wav"_s}
-        << u"take_combined.wav"_s << combined("ehbehb", 3);
-    QTest::newRow("a source of another directory and name is read beside the first")
-        << Files{{u"rec/a_01.wav"_s, file("aa")},
-                 {u"rec/a_02.wav"_s, file("bb")},
-                 {u"other/b_02.wav"_s, file("xx")}}
-        << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << u"rec/a_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("a first name with one digit stands for channel file 0")
-        << Files{{u"take_00.wav"_s, file("aa")},
-                 {u"take_02.wav"_s, file("bb")},
-                 {u"take_3.wav"_s, file("xx")}}
-        << QStringList{u"take_3.wav"_s, u"take_02.wav"_s} << u"take_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("a two-digit number gets its literal 0 in front")
-        << Files{{u"take_012.wav"_s, file("aa")},
-                 {u"take_12.wav"_s, file("xx")},
-                 {u"take_02.wav"_s, file("bb")}}
-        << QStringList{u"take_12.wav"_s, u"take_02.wav"_s} << u"take_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("a later name without digits stands for channel file 0")
-        << Files{{u"take_00.wav"_s, file("bb")},
-                 {u"take_01.wav"_s, file("aa")},
-                 {u"take_left.wav"_s, file("xx")}}
-        << QStringList{u"take_01.wav"_s, u"take_left.wav"_s} << u"take_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("only the last underscore of a name counts")
-        << Files{{u"a_02_01.wav"_s, file("aa")}, {u"a_02_02.wav"_s, file("bb")}}
-        << QStringList{u"a_02_01.wav"_s, u"a_02_02.wav"_s} << u"a_02_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("an underscore of the directory counts when the name has none")
-        << Files{{u"day_05/take.wav"_s, file("xx")},
-                 {u"day_05.wav"_s, file("aa")},
-                 {u"day_02.wav"_s, file("bb")},
-                 {u"night_02.wav"_s, file("yy")}}
-        << QStringList{u"day_05/take.wav"_s, u"night_02.wav"_s} << u"day_combined.wav"_s
-        << combined("abab", 2);
-    QTest::newRow("places in a path stay as they are")
-        << Files{{u"%2 and %1/100%2_01.wav"_s, file("aa")},
-                 {u"%2 and %1/100%2_02.wav"_s, file("bb")}}
-        << QStringList{u"%2 and %1/100%2_01.wav"_s, u"%2 and %1/100%2_02.wav"_s}
-        << u"%2 and %1/100%2_combined.wav"_s << combined("abab", 2);
-    QTest::newRow("a number that comes twice is read twice")
-        << Files{{u"take_01.wav"_s, file("aa")}, {u"take_02.wav"_s, file("bb")}}
-        << QStringList{u"take_01.wav"_s, u"take_02.wav"_s, u"take_02.wav"_s}
-        << u"take_combined.wav"_s << combined("abbabb", 3);
+    struct Row
+    {
+        const char* name;
+        Files samples; ///< of each file
+        QStringList list;
+        QByteArray data; ///< of the output
+        QString output = u"take_combined.wav"_s;
+    };
+    const Row rows[] = {
+        {"list order, not number order, sets the channels",
+         {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
+         {u"take_02.wav"_s, u"take_01.wav"_s},
+         "baba"},
+        {"numbers with gaps and out of order",
+         {{u"take_02.wav"_s, "bb"}, {u"take_05.wav"_s, "ee"}, {u"take_08.wav"_s, "hh"}},
+         {u"take_05.wav"_s, u"take_08.wav"_s, u"take_02.wav"_s},
+         "ehbehb"},
+        {"a source of another directory and name is read beside the first",
+         {{u"rec/a_01.wav"_s, "aa"}, {u"rec/a_02.wav"_s, "bb"}, {u"other/b_02.wav"_s, "xx"}},
+         {u"rec/a_01.wav"_s, u"other/b_02.wav"_s},
+         "abab",
+         u"rec/a_combined.wav"_s},
+        {"a first name with one digit stands for channel file 0",
+         {{u"take_00.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}, {u"take_3.wav"_s, "xx"}},
+         {u"take_3.wav"_s, u"take_02.wav"_s},
+         "abab"},
+        {"a two-digit number gets its literal 0 in front",
+         {{u"take_012.wav"_s, "aa"}, {u"take_12.wav"_s, "xx"}, {u"take_02.wav"_s, "bb"}},
+         {u"take_12.wav"_s, u"take_02.wav"_s},
+         "abab"},
+        {"a later name without digits stands for channel file 0",
+         {{u"take_00.wav"_s, "bb"}, {u"take_01.wav"_s, "aa"}, {u"take_left.wav"_s, "xx"}},
+         {u"take_01.wav"_s, u"take_left.wav"_s},
+         "abab"},
+        {"only the last underscore of a name counts",
+         {{u"a_02_01.wav"_s, "aa"}, {u"a_02_02.wav"_s, "bb"}},
+         {u"a_02_01.wav"_s, u"a_02_02.wav"_s},
+         "abab",
+         u"a_02_combined.wav"_s},
+        {"an underscore of the directory counts when the name has none",
+         {{u"day_05/take.wav"_s, "xx"},
+          {u"day_05.wav"_s, "aa"},
+          {u"day_02.wav"_s, "bb"},
+          {u"night_02.wav"_s, "yy"}},
+         {u"day_05/take.wav"_s, u"night_02.wav"_s},
+         "abab",
+         u"day_combined.wav"_s},
+        {"places in a path stay as they are",
+         {{u"%2 and %1/100%2_01.wav"_s, "aa"}, {u"%2 and %1/100%2_02.wav"_s, "bb"}},
+         {u"%2 and %1/100%2_01.wav"_s, u"%2 and %1/100%2_02.wav"_s},
+         "abab",
+         u"%2 and %1/100%2_combined.wav"_s},
+        {"a number that comes twice is read twice",
+         {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
+         {u"take_01.wav"_s, u"take_02.wav"_s, u"take_02.wav"_s},
+         "abbabb"},
+    };
+    for (const Row& row : rows) {
+        Files files = row.samples;
+        for (QByteArray& samples : files)
+            samples = file(samples);
+        QTest::newRow(row.name) << files << row.list << row.output
+                                << combined(row.data, int(row.list.size()));
+    }
 
     // Every source of the reference number reads on in the reference itself.
     QTest::newRow("the reference number again takes the bytes after the data")
@@ -392,12 +406,12 @@ void tst_MonoToPoly::namesWithoutDirectory()
     QFETCH(QString, reference);
     QFETCH(QString, output);
     const Format format = {.bits = 8};
-    Files files = {{first, monoFile(format, "xxxx")}};
-    files.insert(reference, monoFile(format, "abcd"));
+    Files files = {{first, recording(format, "xxxx")}};
+    files.insert(reference, recording(format, "abcd"));
     const TempDir dir(files);
     const CurrentDirectory current(dir.path());
 
-    const ConversionRun run = combine(Sources({first}));
+    const ConversionRun run = runConversion(Conversion::Combine, Sources({first}));
 
     QCOMPARE(run.result, int(ConvertOk));
     QCOMPARE(withoutDate(readFile(dir.path(output))),
@@ -411,7 +425,7 @@ void tst_MonoToPoly::chunks_data()
     const QByteArray fmt = fmtChunk(format);
     const QByteArray fmtOut = fmtChunk(wide(format, 2));
     const QByteArray data = dataChunk("abcd");
-    const QByteArray second = monoFile(format, "1234");
+    const QByteArray second = recording(format, "1234");
     const QByteArray dataOut = dataChunk("a1b2c3d4");
     const QByteArray bext = chunk("bext", sampleBytes(610, 7));
 
@@ -440,7 +454,7 @@ void tst_MonoToPoly::chunks_data()
     // The id is "\0not"; 'e' and the first size byte make the size 0x0465.
     addTake("a pad byte after odd data shifts the next header by one",
             {wavBytes({fmt, paddedChunk("data", "abc"), chunk("note", "left")}),
-             monoFile(format, "123")},
+             recording(format, "123")},
             outputBytes(
                 {fmtOut, dataChunk("a1b2c3"),
                  chunk("\0not", QByteArray("\0left", 5) + QByteArray(1126 - 5, '\0'), 0x0465)}));
@@ -463,8 +477,8 @@ void tst_MonoToPoly::chunks_data()
             outputBytes({fmtChunk(wide({.bits = 16}, 2)), dataChunk("aA1!bB2@"),
                          dataChunk(QByteArray("cC3#\0\0", 6))}));
     QTest::newRow("an empty data chunk asks for no channel file")
-        << Files{{u"take_01.wav"_s, monoFile(format, {})},
-                 {u"other/take_02.wav"_s, monoFile(format, {})}}
+        << Files{{u"take_01.wav"_s, recording(format, {})},
+                 {u"other/take_02.wav"_s, recording(format, {})}}
         << QStringList{u"take_01.wav"_s, u"other/take_02.wav"_s} << u"take_combined.wav"_s
         << outputBytes({fmtOut, dataChunk({})});
     addTake("the others are read at the byte position of the reference",
@@ -493,7 +507,7 @@ void tst_MonoToPoly::inconsistentHeaders_data()
     const auto addPair = [](const char* name, const Format& format, const Format& expected,
                             const QByteArray& left, const QByteArray& right,
                             const QByteArray& data) {
-        addTake(name, {monoFile(format, left), monoFile(format, right)},
+        addTake(name, {recording(format, left), recording(format, right)},
                 outputBytes({fmtChunk(expected), dataChunk(data)}));
     };
     const QByteArray zeros(64, '\0');
@@ -601,7 +615,7 @@ void tst_MonoToPoly::failures_data()
     const Format format = {.bits = 8};
     const QByteArray fmt = fmtChunk(format);
     const QByteArray data = dataChunk("abcd");
-    const QByteArray second = monoFile(format, "1234");
+    const QByteArray second = recording(format, "1234");
     const QString first = u"take_01.wav"_s;
     const QString other = u"take_02.wav"_s;
     const QStringList both = {first, other};
@@ -654,7 +668,7 @@ void tst_MonoToPoly::failures()
     QFETCH(QString, text);
     Files listed;
     for (const QString& name : list)
-        listed[name] = monoFile({.bits = 8}, "1234");
+        listed[name] = recording({.bits = 8}, "1234");
     QCOMPARE(problemsOf({.conversion = Conversion::Combine,
                          .before = files,
                          .sources = list,
@@ -686,114 +700,83 @@ void tst_MonoToPoly::dataSizesThatWrap()
     QFETCH(quint32, outputSize);
     const QByteArray source =
         wavBytes({fmtChunk({.bits = 8}), dataChunk(sampleBytes(20000), sourceSize)});
-    const Files files = takeFiles(QByteArrayList(count, source));
-    const TempDir dir(files);
+    const Request request = combineOf(QByteArrayList(count, source), ConvertCancelled);
+    PreparedRequest prepared(request);
     QByteArray header;
     const CancelClicker clicker([&](QProgressDialog&) {
-        header = readFile(dir.path(u"take_combined.wav"_s)).mid(g_outputStart + g_fmtChunkSize, 8);
+        header = readFile(prepared.path(request.output())).mid(g_outputStart + g_fmtChunkSize, 8);
         return header.size() == 8;
     });
-
-    const ConversionRun run = combine(Sources(dir.paths(files.keys())));
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
     QCOMPARE(header, "data" + le32(outputSize));
-    QVERIFY(run.boxes.isEmpty());
-    QCOMPARE(run.result, int(ConvertCancelled));
-    QCOMPARE(dir.files(), files);
 }
 
 void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
 {
-    const Format format = {.bits = 16};
-    const QByteArray chunkAfter = chunk("note", QByteArray(100, 'x'));
-    const QByteArray source =
-        wavBytes({fmtChunk(format), dataChunk(sampleBytes(2 * g_blockBytes + 8)), chunkAfter});
-    const Files files = {{u"a_01.wav"_s, source}, {u"other/b_02.wav"_s, source}};
-    const TempDir dir(files);
+    Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen);
+    request.listed = request.before;
+    request.before.remove(request.sources.last());
+    PreparedRequest prepared(request);
     const ProgressWatch watch;
-
-    const ConversionRun run =
-        combine(Sources(dir.paths({u"a_01.wav"_s, u"other/b_02.wav"_s})), {QMessageBox::Ok});
-
-    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileOpen)});
-    QCOMPARE(run.result, int(ConvertFileOpen));
-    const int fmtDone = g_outputStart + g_fmtChunkSize;
+    QCOMPARE(prepared.problems(), QString());
     QCOMPARE(watch.only().values.mid(0, 4),
-             QList<int>({fmtDone, g_sampleStart + int(g_blockBytes),
-                         g_sampleStart + 2 * int(g_blockBytes),
-                         g_sampleStart + 2 * int(g_blockBytes) + 8}));
-    QCOMPARE(dir.files(), files);
+             QList<int>(
+                 {g_outputStart + g_fmtChunkSize, g_blockEnds[0], g_blockEnds[1], g_blockEnds[2]}));
 }
 
 void tst_MonoToPoly::channelFileReplacedBetweenTwoBlocks()
 {
     const Format format = {.bits = 16};
-    const QByteArray left = sampleBytes(2 * g_blockBytes + 8, 1);
-    const QByteArray right = sampleBytes(2 * g_blockBytes + 8, 2);
-    const QByteArray other = sampleBytes(2 * g_blockBytes + 8, 3);
-    const TempDir dir(takeFiles({monoFile(format, left), monoFile(format, right)}));
-    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    const QByteArray left = sampleBytes(g_threeBlocks, 1);
+    const QByteArray right = sampleBytes(g_threeBlocks, 2);
+    const QByteArray other = sampleBytes(g_threeBlocks, 3);
+    Request request = combineOf({recording(format, left), recording(format, right)}, ConvertOk);
+    const QString second = request.sources.last();
+    request.outputs = {
+        {second, recording(format, other)},
+        {request.output(),
+         outputBytes({fmtChunk(wide(format, 2)),
+                      dataChunk(interleaved(
+                          {left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2))})}};
+    PreparedRequest prepared(request);
     const ProgressWatch watch;
-    const Once replacement([&watch] { return watch.value() == g_sampleStart + int(g_blockBytes); },
+    const Once replacement([&watch] { return watch.value() == g_blockEnds[0]; },
                            [&] {
-                               QFile::remove(dir.path(u"take_02.wav"_s));
-                               writeFile(dir.path(u"take_02.wav"_s), monoFile(format, other));
+                               QFile::remove(prepared.path(second));
+                               writeFile(prepared.path(second), request.outputs[second]);
                            });
-
-    const ConversionRun run = combine(sources);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(replacement.isDone());
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(run.result, int(ConvertOk));
-    const QByteArray samples =
-        interleaved({left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2);
-    QVERIFY(withoutDate(readFile(dir.path(u"take_combined.wav"_s)))
-            == outputBytes({fmtChunk(wide(format, 2)), dataChunk(samples)},
-                           (8 + 16) + (8 + samples.size())));
 }
 
 void tst_MonoToPoly::channelFileMissingForOneBlock()
 {
-    const QByteArray source =
-        wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_blockBytes + 8)),
-                  chunk("note", QByteArray(100, 'x'))});
-    const Files files = takeFiles({source, source});
-    const TempDir dir(files);
-    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
-    const int end = g_sampleStart + 2 * int(g_blockBytes) + 8;
+    PreparedRequest prepared(combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen));
+    const QString second = prepared.path(u"take_02.wav"_s);
+    const QString elsewhere = prepared.path(u"elsewhere.wav"_s);
     const ProgressWatch watch;
-    const Once away(
-        [&watch] { return watch.value() == g_sampleStart + int(g_blockBytes); },
-        [&dir] { QFile::rename(dir.path(u"take_02.wav"_s), dir.path(u"elsewhere.wav"_s)); });
-    const Once back(
-        [&watch] { return watch.value() == g_sampleStart + 2 * int(g_blockBytes); },
-        [&dir] { QFile::rename(dir.path(u"elsewhere.wav"_s), dir.path(u"take_02.wav"_s)); });
-
-    const ConversionRun run = combine(sources, {QMessageBox::Ok});
-
+    const Once away([&watch] { return watch.value() == g_blockEnds[0]; },
+                    [&] { QFile::rename(second, elsewhere); });
+    const Once back([&watch] { return watch.value() == g_blockEnds[1]; },
+                    [&] { QFile::rename(elsewhere, second); });
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(away.isDone());
     QVERIFY(back.isDone());
-    QVERIFY(watch.only().values.contains(end));
-    QCOMPARE(run.texts(), QStringList{errorText(ConvertFileOpen)});
-    QCOMPARE(run.result, int(ConvertFileOpen));
-    QCOMPARE(dir.files(), files);
+    QVERIFY(watch.only().values.contains(g_blockEnds[2]));
 }
 
 void tst_MonoToPoly::failureRemovesTheOverwrittenFile()
 {
-    Files files = takeFiles({monoFile({.bits = 8}, "ab")});
-    files.insert(u"take_combined.wav"_s, "overwritten");
-    const TempDir dir(files);
-    Sources sources(dir.paths({u"take_01.wav"_s}));
-    sources.add(dir.path(u"take_02.wav"_s), monoInfo());
-
-    const ConversionRun run = combine(sources, {QMessageBox::Yes, QMessageBox::Ok});
-
-    QCOMPARE(run.boxes.size(), 2);
-    QCOMPARE(run.result, int(ConvertFileOpen));
-    files.remove(u"take_combined.wav"_s);
-    QCOMPARE(dir.files(), files);
+    const QByteArray source = recording({.bits = 8}, "ab");
+    Request request = combineOf({source, source}, ConvertOk);
+    request.listed = request.before;
+    request.before.remove(request.sources.last());
+    request.before[request.output()] = "overwritten";
+    request.ask(request.output());
+    request.fail(ConvertFileOpen);
+    request.removed.append(request.output());
+    QCOMPARE(problemsOf(request), QString());
 }
 
 void tst_MonoToPoly::outputThatIsASource_data()
@@ -807,8 +790,8 @@ void tst_MonoToPoly::outputThatIsASource()
 {
     QFETCH(QString, target);
     const Format format = {.bits = 8};
-    Files files = takeFiles({monoFile(format, "ab"), monoFile(format, "12")});
-    files.insert(u"other/take_02.wav"_s, monoFile(format, "xx"));
+    Files files = takeFiles({recording(format, "ab"), recording(format, "12")});
+    files.insert(u"other/take_02.wav"_s, recording(format, "xx"));
     files[u"take_combined.wav"_s] = g_linkTo + target.toUtf8();
     Request request = {.conversion = Conversion::Combine,
                        .before = files,
@@ -846,7 +829,7 @@ void tst_MonoToPoly::shownValues()
     const TempDir dir(files);
     const ProgressWatch watch;
 
-    const ConversionRun run = combine(Sources(dir.paths(files.keys())));
+    const ConversionRun run = runConversion(Conversion::Combine, Sources(dir.paths(files.keys())));
 
     QCOMPARE(run.texts(), QStringList());
     QCOMPARE(run.result, int(ConvertOk));
@@ -869,14 +852,10 @@ void tst_MonoToPoly::cancel_data()
     QTest::newRow("before the first chunk") << -1 << true << false;
     QTest::newRow("before the first of three blocks")
         << g_outputStart + g_fmtChunkSize << true << false;
-    QTest::newRow("before the second of three blocks")
-        << g_sampleStart + int(g_blockBytes) << true << false;
-    QTest::newRow("before the last of three blocks")
-        << g_sampleStart + 2 * int(g_blockBytes) << true << false;
-    QTest::newRow("in the events of the last block")
-        << g_sampleStart + 2 * int(g_blockBytes) + 8 << true << true;
-    QTest::newRow("with a channel file missing")
-        << g_sampleStart + int(g_blockBytes) << false << false;
+    QTest::newRow("before the second of three blocks") << g_blockEnds[0] << true << false;
+    QTest::newRow("before the last of three blocks") << g_blockEnds[1] << true << false;
+    QTest::newRow("in the events of the last block") << g_blockEnds[2] << true << true;
+    QTest::newRow("with a channel file missing") << g_blockEnds[0] << false << false;
 }
 
 void tst_MonoToPoly::cancel()
@@ -884,50 +863,32 @@ void tst_MonoToPoly::cancel()
     QFETCH(int, value);
     QFETCH(bool, isComplete);
     QFETCH(bool, isImpatient);
-    const QByteArray source =
-        wavBytes({fmtChunk({.bits = 16}), dataChunk(sampleBytes(2 * g_blockBytes + 8)),
-                  chunk("note", QByteArray(100, 'x'))});
-    Files files = takeFiles({source, source});
-    const TempDir dir(files);
-    const Sources sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s}));
+    Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertCancelled);
     if (!isComplete) {
-        QVERIFY(QFile::remove(dir.path(u"take_02.wav"_s)));
-        files.remove(u"take_02.wav"_s);
+        request.listed = request.before;
+        request.before.remove(request.sources.last());
     }
+    PreparedRequest prepared(request);
     bool hadOutput = false;
     const CancelClicker clicker([&](QProgressDialog& dialog) {
         if (isImpatient)
             makeImpatient(dialog);
-        hadOutput = QFile::exists(dir.path(u"take_combined.wav"_s));
+        hadOutput = QFile::exists(prepared.path(request.output()));
         return dialog.value() == value;
     });
-
-    const ConversionRun run = combine(sources);
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
     QVERIFY(hadOutput);
-    QVERIFY(run.boxes.isEmpty());
-    QCOMPARE(run.result, int(ConvertCancelled));
-    QCOMPARE(dir.files(), files);
 }
 
 void tst_MonoToPoly::cancelAfterTheDataComesTooLate()
 {
-    const Format format = {.bits = 8};
-    const QByteArray note = chunk("note", QByteArray(100, 'x'));
-    const QByteArray source = wavBytes({fmtChunk(format), dataChunk("abcd"), note});
-    const TempDir dir(takeFiles({source, source}));
-    const int dataEnd = g_sampleStart + 4;
+    PreparedRequest prepared(
+        takeOf(Conversion::Combine, {g_fmtHere, g_dataHere, chunk("note", QByteArray(100, 'x'))}));
+    const int dataEnd = g_sampleStart + 40;
     const CancelClicker clicker([](QProgressDialog& dialog) { return dialog.value() == dataEnd; });
-
-    const ConversionRun run = combine(Sources(dir.paths({u"take_01.wav"_s, u"take_02.wav"_s})));
-
+    QCOMPARE(prepared.problems(), QString());
     QVERIFY(clicker.wasClicked());
-    QVERIFY(run.boxes.isEmpty());
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(withoutDate(readFile(dir.path(u"take_combined.wav"_s))),
-             outputBytes({fmtChunk(wide(format, 2)), dataChunk("aabbccdd"), note},
-                         (8 + 16) + (8 + 8) + (8 + 100)));
 }
 
 SPLICORA_TEST_MAIN(tst_MonoToPoly)
