@@ -2,11 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
 #include "convert/samplecopy.h"
-#include "tests/support/conversion.h"
-#include "tests/support/tempdir.h"
+#include "tests/support/conversionrequest.h"
 #include "tests/support/testmain.h"
 
-#include <QDir>
 #include <QTest>
 #include <QTimer>
 
@@ -207,10 +205,8 @@ void tst_Memory::copiedChunksHoldNothing()
 void tst_Memory::largestCopyAsksForItsMemory()
 {
     const TempDir dir;
-    const QString path = dir.path(u"take.wav"_s);
-    QVERIFY(
-        writeFile(path, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)})));
-    const Sources sources({path});
+    const Sources sources({dir.add(
+        u"take.wav"_s, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)}))});
     g_arrayWithoutMemory = 3; // after the bodies of fmt and data
     const ConversionRun run = runConversion(Conversion::PlainToBwf, sources, {QMessageBox::Ok});
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
@@ -220,47 +216,35 @@ void tst_Memory::largestCopyAsksForItsMemory()
 
 void tst_Memory::missingMemoryIsReported_data()
 {
-    QTest::addColumn<int>("channels");
+    QTest::addColumn<Conversion>("conversion");
     QTest::addColumn<int>("array");
     QTest::addColumn<int>("code");
 
-    QTest::newRow("split, the body of a copied chunk") << 2 << 1 << int(ConvertDataCopy);
-    QTest::newRow("split, the input buffer") << 2 << 2 << int(ConvertNoMemory);
-    QTest::newRow("split, the output buffer") << 2 << 3 << int(ConvertNoMemory);
-    QTest::newRow("combine, the body of a copied chunk") << 1 << 1 << int(ConvertDataCopy);
-    QTest::newRow("combine, the list of input buffers") << 1 << 2 << int(ConvertNoMemory);
-    QTest::newRow("combine, the first input buffer") << 1 << 3 << int(ConvertNoMemory);
-    QTest::newRow("combine, the second input buffer") << 1 << 4 << int(ConvertNoMemory);
-    QTest::newRow("combine, the output buffer") << 1 << 5 << int(ConvertNoMemory);
+    const Conversion split = Conversion::Split;
+    const Conversion combine = Conversion::Combine;
+    QTest::newRow("split, the body of a copied chunk") << split << 1 << int(ConvertDataCopy);
+    QTest::newRow("split, the input buffer") << split << 2 << int(ConvertNoMemory);
+    QTest::newRow("split, the output buffer") << split << 3 << int(ConvertNoMemory);
+    QTest::newRow("combine, the body of a copied chunk") << combine << 1 << int(ConvertDataCopy);
+    QTest::newRow("combine, the list of input buffers") << combine << 2 << int(ConvertNoMemory);
+    QTest::newRow("combine, the first input buffer") << combine << 3 << int(ConvertNoMemory);
+    QTest::newRow("combine, the second input buffer") << combine << 4 << int(ConvertNoMemory);
+    QTest::newRow("combine, the output buffer") << combine << 5 << int(ConvertNoMemory);
 }
 
 void tst_Memory::missingMemoryIsReported()
 {
-    QFETCH(const int, channels);
+    QFETCH(const Conversion, conversion);
     QFETCH(const int, array);
     QFETCH(const int, code);
 
-    const TempDir dir;
-    const QByteArray file = wavBytes(
-        {fmtChunk({.channels = channels}), chunk("note", "abcd"), dataChunk(sampleBytes(40))});
-    QStringList names = {u"take_01.wav"_s};
-    if (channels == 1)
-        names.append(u"take_02.wav"_s);
-    Sources sources;
-    for (const QString& name : names) {
-        dir.add(name, file);
-        sources.add(dir.path(name));
-    }
-
+    Request request = takeOf(conversion, {g_fmtHere, chunk("note", "abcd"), g_dataHere});
+    request.fail(code);
+    PreparedRequest prepared(request);
     g_arrayWithoutMemory = array;
-    const ConversionRun run = runConversion(channels == 1 ? Conversion::Combine : Conversion::Split,
-                                            sources, {QMessageBox::Ok});
+    const ConversionRun run = prepared.run();
     QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
-    QCOMPARE(run.result, code);
-    QCOMPARE(run.texts(), QStringList{errorText(code)});
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), names);
-    for (const QString& name : names)
-        QCOMPARE(dir.bytes(name), file);
+    QCOMPARE(prepared.problemsAfter(run), QString());
 }
 
 SPLICORA_TEST_MAIN(tst_Memory)

@@ -48,6 +48,8 @@ private slots:
 
 private:
     static void checkSplit();
+    static void addAsking(const char* name, Request request, const QStringList& asked,
+                          QMessageBox::StandardButton answer = QMessageBox::Yes);
 };
 
 namespace {
@@ -380,12 +382,6 @@ void tst_PolyToMono::channelsAndSources_data()
     const Format four = {.channels = 4, .bits = 16};
     const QByteArrayList fourChannels = channelsOf(four, 50);
     const QByteArray fourFile = polyFile(four, fourChannels);
-    const auto named = [](const QStringList& names, const QByteArrayList& contents) {
-        Files files;
-        for (qsizetype i = 0; i < names.size(); ++i)
-            files[names[i]] = contents[i];
-        return files;
-    };
 
     QTest::newRow("disabled channels 2 and 4 yield no file")
         << Request{.before = {{u"take.wav"_s, fourFile}},
@@ -421,16 +417,17 @@ void tst_PolyToMono::channelsAndSources_data()
                                {u"take_08.wav"_s, monoFile(many, manyChannels[7])}},
                    .disabled = {2, 3, 4, 5, 6, 7}};
 
-    QTest::newRow("several sources, the one without channels is passed over") << Request{
-        .before = {{u"a.wav"_s, polyFile(g_stereo16, g_frames)},
-                   {u"none.wav"_s, noneFile},
-                   {u"b.wav"_s, polyFile(four, fourChannels)}},
-        .sources = {u"a.wav"_s, u"none.wav"_s, u"b.wav"_s},
-        .outputs = named({u"a_01.wav"_s, u"a_02.wav"_s, u"b_01.wav"_s, u"b_02.wav"_s, u"b_03.wav"_s,
-                          u"b_04.wav"_s},
-                         {monoFile(g_stereo16, g_first), monoFile(g_stereo16, g_second),
-                          monoFile(four, fourChannels[0]), monoFile(four, fourChannels[1]),
-                          monoFile(four, fourChannels[2]), monoFile(four, fourChannels[3])})};
+    QTest::newRow("several sources, the one without channels is passed over")
+        << Request{.before = {{u"a.wav"_s, polyFile(g_stereo16, g_frames)},
+                              {u"none.wav"_s, noneFile},
+                              {u"b.wav"_s, polyFile(four, fourChannels)}},
+                   .sources = {u"a.wav"_s, u"none.wav"_s, u"b.wav"_s},
+                   .outputs = {{u"a_01.wav"_s, monoFile(g_stereo16, g_first)},
+                               {u"a_02.wav"_s, monoFile(g_stereo16, g_second)},
+                               {u"b_01.wav"_s, monoFile(four, fourChannels[0])},
+                               {u"b_02.wav"_s, monoFile(four, fourChannels[1])},
+                               {u"b_03.wav"_s, monoFile(four, fourChannels[2])},
+                               {u"b_04.wav"_s, monoFile(four, fourChannels[3])}}};
 }
 
 void tst_PolyToMono::failures_data()
@@ -477,66 +474,61 @@ void tst_PolyToMono::failures_data()
         ConvertDataRead, ofFirst);
 }
 
+/// A row in which each of these outputs is there, and is asked about with this answer.
+void tst_PolyToMono::addAsking(const char* name, Request request, const QStringList& asked,
+                               QMessageBox::StandardButton answer)
+{
+    for (const QString& output : asked)
+        request.ask(output, answer);
+    if (answer == QMessageBox::Cancel)
+        request.result = ConvertCancelled;
+    QTest::newRow(name) << request;
+}
+
 void tst_PolyToMono::existingOutputs_data()
 {
     QTest::addColumn<Request>("request");
 
-    const Format three = {.channels = 3, .bits = 16};
-    const QByteArrayList channels = channelsOf(three, 20);
-    const QByteArray poly = polyFile(three, channels);
-    const Files monos = monoFiles(three, channels);
+    const Request sound = wholeTake({.channels = 3, .bits = 16}, 20);
+    const QString first = u"take_01.wav"_s;
+    const QString second = u"take_02.wav"_s;
+    const QString third = u"take_03.wav"_s;
     const QByteArray longer = sampleBytes(5000, 9);
 
-    QTest::newRow("every output that is there is asked about") << Request{
-        .before = {{u"take.wav"_s, poly},
-                   {u"take_01.wav"_s, longer},
-                   {u"take_02.wav"_s, ""},
-                   {u"take_03.wav"_s, longer}},
-        .outputs = monos,
-        .answers = {QMessageBox::Yes, QMessageBox::Yes, QMessageBox::Yes},
-        .boxes = {overwriteQuestion(u"take_01.wav"_s), overwriteQuestion(u"take_02.wav"_s),
-                  overwriteQuestion(u"take_03.wav"_s)}};
-    QTest::newRow("an output that is switched off is not asked about")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, longer}},
-                   .outputs = {{u"take_01.wav"_s, monos[u"take_01.wav"_s]},
-                               {u"take_03.wav"_s, monos[u"take_03.wav"_s]}},
-                   .disabled = {2}};
-    const Request declined = {.before = {{u"take.wav"_s, poly}, {u"take_03.wav"_s, longer}},
-                              .outputs = {{u"take_01.wav"_s, monos[u"take_01.wav"_s]},
-                                          {u"take_02.wav"_s, monos[u"take_02.wav"_s]}},
-                              .answers = {QMessageBox::Cancel},
-                              .result = ConvertCancelled,
-                              .boxes = {overwriteQuestion(u"take_03.wav"_s)}};
-    QTest::newRow("Cancel for the third output leaves the first two, without a word") << declined;
-    QTest::newRow("Cancel for the first source ends the request")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, poly}, {u"take_01.wav"_s, "old"}},
-                   .sources = {u"take.wav"_s, u"b.wav"_s},
-                   .answers = {QMessageBox::Cancel},
-                   .result = ConvertCancelled,
-                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
-    const QByteArrayList laterChannels = {sampleBytes(20, 5)};
-    const Format one = {.channels = 1, .bits = 16};
-    QTest::newRow("Yes overwrites an earlier output of the same request and name") << Request{
-        .before = {{u"a/take.wav"_s, poly},
-                   {u"b/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"out"_s, g_emptyDirectory}},
-        .sources = {u"a/take.wav"_s, u"b/take.wav"_s},
-        .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]},
-                    {u"out/take_02.wav"_s, monos[u"take_02.wav"_s]},
-                    {u"out/take_03.wav"_s, monos[u"take_03.wav"_s]}},
-        .outputDir = u"out"_s,
-        .answers = {QMessageBox::Yes},
-        .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
-    QTest::newRow("Yes overwrites it a second time") << Request{
-        .before = {{u"a/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"b/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"c/take.wav"_s, polyFile(one, laterChannels)},
-                   {u"out"_s, g_emptyDirectory}},
-        .sources = {u"a/take.wav"_s, u"b/take.wav"_s, u"c/take.wav"_s},
-        .outputs = {{u"out/take_01.wav"_s, monoFiles(one, laterChannels)[u"take_01.wav"_s]}},
-        .outputDir = u"out"_s,
-        .answers = {QMessageBox::Yes, QMessageBox::Yes},
-        .boxes = {overwriteQuestion(u"take_01.wav"_s), overwriteQuestion(u"take_01.wav"_s)}};
+    Request all = sound;
+    all.before.insert({{first, longer}, {second, ""}, {third, longer}});
+    addAsking("every output that is there is asked about", all, {first, second, third});
+    Request off = sound;
+    off.before[second] = longer;
+    off.disabled = {2};
+    off.outputs.remove(second);
+    addAsking("an output that is switched off is not asked about", off, {});
+    Request last = sound;
+    last.before[third] = longer;
+    last.outputs.remove(third);
+    addAsking("Cancel for the third output leaves the first two, without a word", last, {third},
+              QMessageBox::Cancel);
+    Request several = sound;
+    several.before.insert({{u"b.wav"_s, sound.before.first()}, {first, "old"}});
+    several.sources.append(u"b.wav"_s);
+    several.outputs.clear();
+    addAsking("Cancel for the first source ends the request", several, {first},
+              QMessageBox::Cancel);
+
+    const Request mono = wholeTake({.channels = 1, .bits = 16}, 10);
+    Request sameNames = {.before = {{u"a/take.wav"_s, sound.before.first()},
+                                    {u"b/take.wav"_s, mono.before.first()},
+                                    {u"out"_s, g_emptyDirectory}},
+                         .sources = {u"a/take.wav"_s, u"b/take.wav"_s},
+                         .outputs = {{u"out/take_01.wav"_s, mono.outputs[first]},
+                                     {u"out/take_02.wav"_s, sound.outputs[second]},
+                                     {u"out/take_03.wav"_s, sound.outputs[third]}},
+                         .outputDir = u"out"_s};
+    addAsking("Yes overwrites an earlier output of the same request and name", sameNames, {first});
+    sameNames.before[u"a/take.wav"_s] = sameNames.before[u"c/take.wav"_s] = mono.before.first();
+    sameNames.sources.append(u"c/take.wav"_s);
+    sameNames.outputs = {{u"out/take_01.wav"_s, mono.outputs[first]}};
+    addAsking("Yes overwrites it a second time", sameNames, {first, first});
 }
 
 void tst_PolyToMono::sourcesAsOutputs_data()
@@ -545,38 +537,35 @@ void tst_PolyToMono::sourcesAsOutputs_data()
 
     const QByteArray poly = polyFile(g_stereo16, g_frames);
     const QByteArray other = polyFile(g_stereo16, sampleBytes(80, 3));
-    const QStringList boxes = {overwriteQuestion(u"take_01.wav"_s), errorText(ConvertFileOpen)};
-
-    QTest::newRow("the second output is refused, the first stays")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, other}},
-                   .sources = {u"take.wav"_s, u"take_02.wav"_s},
-                   .outputs = {{u"take_01.wav"_s, monoFile(g_stereo16, g_first)}},
-                   .answers = {QMessageBox::Yes},
-                   .result = ConvertFileOpen,
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText(ConvertFileOpen)}};
-    QTest::newRow("a source whose channels are switched off is refused, too")
-        << Request{.before = {{u"take.wav"_s, poly}, {u"take_02.wav"_s, monoFile({}, g_first)}},
-                   .sources = {u"take.wav"_s, u"take_02.wav"_s},
-                   .disabled = {1},
-                   .answers = {QMessageBox::Yes},
-                   .result = ConvertFileOpen,
-                   .boxes = {overwriteQuestion(u"take_02.wav"_s), errorText(ConvertFileOpen)}};
-    QTest::newRow("an output that is a link to a later source is refused")
-        << Request{.before = {{u"take.wav"_s, poly},
-                              {u"b.wav"_s, other},
-                              {u"take_01.wav"_s, g_linkTo + "b.wav"}},
-                   .sources = {u"take.wav"_s, u"b.wav"_s},
-                   .answers = {QMessageBox::Yes},
-                   .result = ConvertFileOpen,
-                   .boxes = boxes};
-    QTest::newRow("an output that is a link to some other file is written through the link")
-        << Request{.before = {{u"take.wav"_s, poly},
-                              {u"other.wav"_s, other},
-                              {u"take_01.wav"_s, g_linkTo + "other.wav"}},
-                   .outputs = {{u"other.wav"_s, monoFile(g_stereo16, g_first)},
-                               {u"take_02.wav"_s, monoFile(g_stereo16, g_second)}},
-                   .answers = {QMessageBox::Yes},
-                   .boxes = {overwriteQuestion(u"take_01.wav"_s)}};
+    const QString first = u"take_01.wav"_s;
+    const QString second = u"take_02.wav"_s;
+    const auto addRefused = [](const char* name, Request request, const QString& output,
+                               const Files& left = {}) {
+        request.ask(output);
+        request.fail(ConvertFileOpen);
+        request.outputs = left;
+        QTest::newRow(name) << request;
+    };
+    addRefused(
+        "the second output is refused, the first stays",
+        {.before = {{u"take.wav"_s, poly}, {second, other}}, .sources = {u"take.wav"_s, second}},
+        second, {{first, monoFile(g_stereo16, g_first)}});
+    addRefused("a source whose channels are switched off is refused, too",
+               {.before = {{u"take.wav"_s, poly}, {second, monoFile({}, g_first)}},
+                .sources = {u"take.wav"_s, second},
+                .disabled = {1}},
+               second);
+    addRefused("an output that is a link to a later source is refused",
+               {.before = {{u"take.wav"_s, poly}, {u"b.wav"_s, other}, {first, g_linkTo + "b.wav"}},
+                .sources = {u"take.wav"_s, u"b.wav"_s}},
+               first);
+    addAsking("an output that is a link to some other file is written through the link",
+              {.before = {{u"take.wav"_s, poly},
+                          {u"other.wav"_s, other},
+                          {first, g_linkTo + "other.wav"}},
+               .outputs = {{u"other.wav"_s, monoFile(g_stereo16, g_first)},
+                           {second, monoFile(g_stereo16, g_second)}}},
+              {first});
 }
 
 void tst_PolyToMono::newNamesLikeSources()
