@@ -16,14 +16,10 @@ class tst_PlainToBwf : public QObject
 private slots:
     void copies_data();
     void copies() { checkCopy(); }
-    void namesAndSources_data();
-    void namesAndSources() { checkCopy(); }
     void silentEnds_data();
     void silentEnds() { checkCopy(); }
     void failedChunks_data();
     void failedChunks() { checkCopy(); }
-    void existingOutputs_data();
-    void existingOutputs() { checkCopy(); }
     void cancelIsIgnored();
     void shownValues_data();
     void shownValues();
@@ -55,6 +51,22 @@ Request failingTake(const QByteArrayList& chunks, const QByteArray& output, int 
 {
     Request request = take(wavBytes(chunks), output);
     request.boxes = {errorText(error)};
+    return request;
+}
+
+/// Sources a.wav, b.wav and so on, and as many outputs as are made of them.
+Request several(const QByteArrayList& files, const QByteArrayList& outputs,
+                const QStringList& boxes = {})
+{
+    Request request = {.sources = {}, .boxes = boxes};
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        const QString stem = QChar(char16_t(u'a' + i));
+        request.sources.append(stem + u".wav"_s);
+        request.before[request.sources.last()] = files[i];
+        request.listed[request.sources.last()] = g_plain;
+        if (i < outputs.size())
+            request.outputs[stem + u"_bwf.wav"_s] = outputs[i];
+    }
     return request;
 }
 
@@ -117,36 +129,24 @@ void tst_PlainToBwf::copies_data()
     QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
         << take(wavBytes({g_fmt, paddedChunk("data", "AaBbC"), list}),
                 outputBytes({g_fmt, chunk("data", "AaBbC"), shifted}));
-}
-
-void tst_PlainToBwf::namesAndSources_data()
-{
-    QTest::addColumn<Request>("request");
-
-    QTest::newRow("disabled channels do not matter")
-        << Request{.before = {{u"take.wav"_s, g_plain}},
-                   .outputs = {{u"take_bwf.wav"_s, g_copied}},
-                   .disabled = {1, 2}};
+    Request disabled = take(g_plain, g_copied);
+    disabled.disabled = {1, 2};
+    QTest::newRow("disabled channels do not matter") << disabled;
 }
 
 void tst_PlainToBwf::silentEnds_data()
 {
     QTest::addColumn<Request>("request");
 
-    QTest::newRow("a source that is gone ends the request, finished outputs stay")
-        << Request{.before = {{u"a.wav"_s, g_plain}, {u"c.wav"_s, g_plain}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
-                   .outputs = {{u"a_bwf.wav"_s, g_copied}},
-                   .listed = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, g_plain}, {u"c.wav"_s, g_plain}}};
-
-    const auto illegalTake = [](const QByteArray& now) {
-        return Request{.before = {{u"take.wav"_s, now}, {u"b.wav"_s, g_plain}},
-                       .sources = {u"take.wav"_s, u"b.wav"_s},
-                       .outputs = {{u"take_bwf.wav"_s, {}}},
-                       .listed = {{u"take.wav"_s, g_plain}, {u"b.wav"_s, g_plain}}};
-    };
+    Request gone = several({g_plain, g_plain, g_plain}, {g_copied});
+    gone.before.remove(u"b.wav"_s);
+    QTest::newRow("a source that is gone ends the request, finished outputs stay") << gone;
     QTest::newRow("a source that is not RIFF leaves an empty output and ends the request")
-        << illegalTake("RIFX" + g_plain.mid(4));
+        << several({"RIFX" + g_plain.mid(4), g_plain}, {""});
+    Request declined = several({g_plain, g_plain, g_plain}, {g_copied});
+    declined.before[u"b_bwf.wav"_s] = sampleBytes(5000, 9);
+    declined.ask(u"b_bwf.wav"_s, QMessageBox::Cancel);
+    QTest::newRow("Cancel ends the request, finished outputs stay") << declined;
 }
 
 void tst_PlainToBwf::failedChunks_data()
@@ -172,57 +172,20 @@ void tst_PlainToBwf::failedChunks_data()
                        unfinishedFile({g_fmt, dataChunk("", 0xFFFFFFFF)}), ConvertDataCopy);
 
     const QByteArray unfinished = unfinishedFile({g_fmt, g_data});
+    const QByteArray withHuge = wavBytes({g_fmt, g_data, huge});
+    const QByteArray hugeCopied = unfinishedFile({g_fmt, g_data, hugeHeader});
     const QString copyError = errorText(ConvertDataCopy);
     const QString readError = errorText(ConvertDataRead);
     QTest::newRow("later sources are copied but get the same box and RIFF size 0")
-        << Request{.before = {{u"a.wav"_s, g_plain},
-                              {u"b.wav"_s, wavBytes({g_fmt, g_data, huge})},
-                              {u"c.wav"_s, g_plain},
-                              {u"d.wav"_s, wavBytes({bext, g_fmt, g_data})}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s, u"d.wav"_s},
-                   .outputs = {{u"a_bwf.wav"_s, g_copied},
-                               {u"b_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
-                               {u"c_bwf.wav"_s, unfinished},
-                               {u"d_bwf.wav"_s, wavBytes({bext, g_fmt, g_data}, 0)}},
-                   .boxes = {copyError, copyError, copyError}};
+        << several({g_plain, withHuge, g_plain, wavBytes({bext, g_fmt, g_data})},
+                   {g_copied, hugeCopied, unfinished, wavBytes({bext, g_fmt, g_data}, 0)},
+                   {copyError, copyError, copyError});
     QTest::newRow("a later failure of another kind changes the box from there on")
-        << Request{.before = {{u"a.wav"_s, wavBytes({g_fmt, g_data, huge})},
-                              {u"b.wav"_s, g_plain},
-                              {u"c.wav"_s, wavBytes({g_fmt, g_data, "LIST"})},
-                              {u"d.wav"_s, g_plain}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s, u"d.wav"_s},
-                   .outputs = {{u"a_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
-                               {u"b_bwf.wav"_s, unfinished},
-                               {u"c_bwf.wav"_s, unfinishedFile({})},
-                               {u"d_bwf.wav"_s, unfinished}},
-                   .boxes = {copyError, copyError, readError, readError}};
+        << several({withHuge, g_plain, wavBytes({g_fmt, g_data, "LIST"}), g_plain},
+                   {hugeCopied, unfinished, unfinishedFile({}), unfinished},
+                   {copyError, copyError, readError, readError});
     QTest::newRow("after a failure the request can still end in silence")
-        << Request{.before = {{u"a.wav"_s, wavBytes({g_fmt, g_data, huge})},
-                              {u"b.wav"_s, "not a wave file"},
-                              {u"c.wav"_s, g_plain}},
-                   .sources = {u"a.wav"_s, u"b.wav"_s, u"c.wav"_s},
-                   .outputs = {{u"a_bwf.wav"_s, unfinishedFile({g_fmt, g_data, hugeHeader})},
-                               {u"b_bwf.wav"_s, {}}},
-                   .listed = {{u"a.wav"_s, g_plain}, {u"b.wav"_s, g_plain}, {u"c.wav"_s, g_plain}},
-                   .boxes = {copyError}};
-}
-
-void tst_PlainToBwf::existingOutputs_data()
-{
-    QTest::addColumn<Request>("request");
-
-    const QByteArray longer = sampleBytes(5000, 9);
-    const QString question = overwriteQuestion(u"take_bwf.wav"_s);
-
-    const Request declined = {.before = {{u"a.wav"_s, g_plain},
-                                         {u"take.wav"_s, g_plain},
-                                         {u"c.wav"_s, g_plain},
-                                         {u"take_bwf.wav"_s, longer}},
-                              .sources = {u"a.wav"_s, u"take.wav"_s, u"c.wav"_s},
-                              .outputs = {{u"a_bwf.wav"_s, g_copied}},
-                              .answers = {QMessageBox::Cancel},
-                              .boxes = {question}};
-    QTest::newRow("Cancel ends the request, finished outputs stay") << declined;
+        << several({withHuge, "not a wave file", g_plain}, {hugeCopied, ""}, {copyError});
 }
 
 void tst_PlainToBwf::cancelIsIgnored()
