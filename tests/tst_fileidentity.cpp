@@ -3,9 +3,8 @@
 
 #include "convert/fileidentity.h"
 
-#include "tests/support/conversion.h"
+#include "tests/support/conversionrequest.h"
 #include "tests/support/plainuser.h"
-#include "tests/support/tempdir.h"
 #include "tests/support/testmain.h"
 
 #include <QScopeGuard>
@@ -89,7 +88,7 @@ void tst_FileIdentity::fileThatCannotBeIdentified()
 
 void tst_FileIdentity::outputsOfSimilarNames_data()
 {
-    QTest::addColumn<QString>("source"); // in work beside rec/take.wav, which is split
+    QTest::addColumn<QString>("source"); // beside rec/take.wav, which is split first
     QTest::addColumn<bool>("isThere");
     QTest::addColumn<bool>("isRefused");
     QTest::newRow("the source has another case") << u"rec/TAKE_01.WAV"_s << true << true;
@@ -111,28 +110,23 @@ void tst_FileIdentity::outputsOfSimilarNames()
     QFETCH(const bool, isRefused);
 
     const QString output = u"rec/take_01.wav"_s;
-    const TempDir dir;
-    const QByteArray take = wavBytes({fmtChunk({.channels = 2}), dataChunk(sampleBytes(400))});
-    Sources sources({dir.add(u"rec/take.wav"_s, take), dir.add(source, take)});
     const QByteArray earlier = "an earlier file";
-    dir.add(output, earlier);
-    if (dir.bytes(source) == earlier)
-        QSKIP("This directory takes both names for one.");
+    const Request mono = takeOf(Conversion::Split, {g_fmtHere, g_dataHere}, {sampleBytes(400)});
+    const Files takes = {{u"rec/take.wav"_s, mono.before.first()}, {source, mono.before.first()}};
+    Request request = {.before = takes, .sources = {u"rec/take.wav"_s, source}, .listed = takes};
+    request.before[output] = earlier;
     if (!isThere)
-        QVERIFY(QFile::remove(dir.path(source)));
-    sources.at(1)->setChannelEnabled(0, false);
-    sources.at(1)->setChannelEnabled(1, false);
-    sources.at(0)->setChannelEnabled(1, false);
-
-    const ConversionRun run =
-        runConversion(Conversion::Split, sources, {QMessageBox::Yes, QMessageBox::Ok});
-    QCOMPARE(run.boxes.size(), isRefused ? 2 : 1);
-    QCOMPARE(run.result, int(isRefused ? ConvertFileOpen : ConvertOk));
+        request.before.remove(source);
+    request.ask(output);
     if (isRefused)
-        QCOMPARE(dir.bytes(output), earlier);
+        request.fail(ConvertFileOpen);
     else
-        QVERIFY(dir.bytes(output).startsWith("RIFF"));
-    QCOMPARE(dir.bytes(source), isThere ? take : QByteArray());
+        request.outputs = {{output, mono.outputs.first()},
+                           {source.chopped(4) + u"_01.wav"_s, mono.outputs.first()}};
+    PreparedRequest prepared(request);
+    if (readFile(prepared.path(source)) == earlier)
+        QSKIP("This directory takes both names for one.");
+    QCOMPARE(prepared.problems(), QString());
 }
 
 SPLICORA_TEST_MAIN(tst_FileIdentity)
