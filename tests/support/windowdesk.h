@@ -147,7 +147,7 @@ private:
                           : QMessageBox::Warning))
             found += QStringLiteral(" [icon %1]").arg(box.icon);
         if (box.buttons != (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok))
-            found += QStringLiteral(" [buttons %1]").arg(box.buttons);
+            found += QStringLiteral(" [buttons %1]").arg(int(box.buttons));
         if (box.hasDefaultButton && asks) // the toolkit takes a lone Ok for the default
             found += QStringLiteral(" [with a default button]");
         if (box.parent != &window)
