@@ -322,7 +322,7 @@ private slots:
         QCOMPARE(desk.enabledChannels(), u"11000000"_s);
     }
 
-    void aListingSwitchesEveryChannelOnAndARemovalNone_data()
+    void onlyAListingSwitchesEveryChannelOn_data()
     {
         QTest::addColumn<QString>("command");
         QTest::addColumn<QString>("checked");
@@ -331,7 +331,7 @@ private slots:
         QTest::newRow("it was listed again") << QString() << u"11110000"_s;
     }
 
-    void aListingSwitchesEveryChannelOnAndARemovalNone()
+    void onlyAListingSwitchesEveryChannelOn()
     {
         QFETCH(const QString, command);
         QFETCH(const QString, checked);

@@ -417,7 +417,7 @@ private slots:
         QCOMPARE(faults(desk.window), QString());
     }
 
-    void theLastColumnGetsWhatAllLeaveWhereNoneIsNamed()
+    void withoutAFillColumnTheLastTakesTheRest()
     {
         QTableWidget table(0, 3);
         table.resize(600, 100);

@@ -114,7 +114,7 @@ QString inPlace(QString text, const WindowDesk& desk)
     return text.replace(u"DIR"_s, desk.dir.path());
 }
 
-/// Lets a person press the "Browse..." of a group and type a path into the chooser, or cancel it.
+/// Presses the "Browse..." of a group and types a path into the chooser, or cancels it.
 /// Returns the directory at which the chooser opened.
 QString browse(const WindowDesk& desk, const QString& group, const QString& path = {})
 {
@@ -385,7 +385,7 @@ private slots:
     {
         ConvertDesk desk;
         desk.press(u"Remove All"_s);
-        QCOMPARE(desk.boxesOf([&] { QMetaObject::invokeMethod(&desk.window, "convert"); }),
+        QCOMPARE(desk.boxesOf([&] { QVERIFY(QMetaObject::invokeMethod(&desk.window, "convert")); }),
                  QStringList());
         QCOMPARE(desk.desktop.opened, QStringList());
     }
@@ -527,7 +527,8 @@ private slots:
             else if (what == u"function")
                 desk.choose(PolyToMonoFunction);
             else
-                browse(desk, what == u"output" ? g_outputDir : g_currentDir, path);
+                QVERIFY(QDir::isAbsolutePath(
+                    browse(desk, what == u"output" ? g_outputDir : g_currentDir, path)));
         }
         // A home that no chooser has shown yet: the toolkit would come back to it by itself.
         qputenv("HOME", desk.path(u"home"_s).toLocal8Bit());
@@ -566,7 +567,8 @@ private slots:
         desk.setOutput(u"somewhere"_s);
         desk.setCurrent(u"elsewhere"_s);
         const QStringList before = desk.shown();
-        browse(desk, group);
+        QCOMPARE(browse(desk, group),
+                 group == g_currentDir ? desk.path(u"rec"_s) : QDir::homePath());
         QCOMPARE(desk.shown(), before);
         QCOMPARE(currentDirEdit(&desk.window)->cursorPosition(), 9);
         QCOMPARE(outputDirEdit(&desk.window)->cursorPosition(), 9);

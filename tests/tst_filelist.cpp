@@ -384,7 +384,7 @@ private slots:
         QVERIFY(!desk.fileNames().contains(u"only here.wav"_s));
     }
 
-    void manyUnreadableFilesStandInOneBox()
+    void manyUnreadableFilesAreInOneBox()
     {
         const WindowDesk desk;
         desk.dir.add(u"c.wav"_s, wav(1));

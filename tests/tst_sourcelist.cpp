@@ -250,6 +250,9 @@ private slots:
                  smallWav({.channels = 8}), smallWav({.channels = 10}),
                  smallWav({.channels = 2, .bits = 32, .tag = 3}), smallWav({.channels = 2}, 99)}),
             {4, 0}, add, {1, 2, 3, 5, 6, 7}, {}, {4, 0, 1, 2, 3, 5, 6, 7});
+        row("a ninth multichannel file", poly,
+            letterFiles(QByteArrayList(9, smallWav({.channels = 2}))), upTo(8), add, {8},
+            {g_tooMany}, upTo(8));
         row("files of two formats for a third function", PlainToBwfFunction,
             letterFiles({usual, smallWav({.channels = 2})}), {}, addAll, {}, {}, {0, 1});
     }
@@ -638,8 +641,8 @@ private slots:
         QStringList boxesOfListing;
         desk.whenAsked = [&](QMessageBox*) {
             desk.whenAsked = nullptr;
-            boxesOfListing =
-                desk.boxesOf([&] { QMetaObject::invokeMethod(&desk.window, "showFileList"); });
+            boxesOfListing = desk.boxesOf(
+                [&] { QVERIFY(QMetaObject::invokeMethod(&desk.window, "showFileList")); });
         };
         QCOMPARE(desk.press(command), QStringList{g_isSource});
         QCOMPARE(boxesOfListing, boxes);

@@ -93,8 +93,9 @@ void CMainWindow::convert()
     default:
         break;
     }
-    // While a progress dialog is there, the toolkit passes the keyboard on to it, and forgets the
-    // window if the dialog is gone before the window manager has shown it.
+    // The toolkit passes the keyboard of the window on to its modal dialog. If the dialog is gone
+    // before the window manager has shown it, no window is active afterwards: access keys and the
+    // text cursor are gone until a click. A program in the background takes nothing from another.
     if (QGuiApplication::applicationState() == Qt::ApplicationActive)
         activateWindow();
     if (error == ConvertOk) {

@@ -48,8 +48,8 @@ struct WindowDesk
 
     QString path(const QString& name) const { return dir.path(name); }
 
-    /// What the boxes said that came up in @p act. All were closed but those with an answer. A box
-    /// that is not like all boxes of the window has its differences behind its text.
+    /// What the boxes said that came up in @p act. All were closed but those with an answer.
+    /// Differences from the usual box are appended to its text, in brackets.
     QStringList boxesOf(const std::function<void()>& act, const Answers& answers = {}) const
     {
         MessageBoxAnswer answer(answers);
