@@ -9,6 +9,7 @@ import contextlib
 import glob
 import os
 import select
+import shutil
 import signal
 import subprocess
 import sys
@@ -17,7 +18,8 @@ MEDIUM_BYTES = 24 << 20
 IMAGE_BYTES = 18 << 20
 CLUSTER = 4096
 
-SFTP_SERVER = "/usr/lib/openssh/sftp-server"
+SFTP_SERVER = shutil.which(
+    "sftp-server", path="/usr/lib/openssh:/usr/lib/ssh:/usr/libexec/openssh") or "sftp-server"
 
 # Programs by the packages that have them.
 PACKAGES = {"mount.exfat-fuse": "exfat-fuse", "mkfs.exfat": "exfatprogs", "ntfs-3g": "ntfs-3g",

@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 VELMAR
 # SPDX-License-Identifier: LicenseRef-VELMAR
 """Lists and converts takes on the file systems that recordings come on, whole and with everything
-that happens to cards and shares. Prints how often each fault was tried, and fails when a try came
-to something else than it should.
+that happens to cards and shares. Prints how often each fault was tried, and fails when a try did
+not end as it should.
 
 test_filesystems.py SESSION
 

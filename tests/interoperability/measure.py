@@ -19,6 +19,7 @@ import difflib
 import functools
 import itertools
 import json
+import math
 import os
 import pathlib
 import platform
@@ -168,7 +169,7 @@ def widened(raw, source):
 
 
 def converting(command, integers, floats):
-    """A reader that converts IN to OUT, whose header has six big-endian numbers."""
+    """A reader that converts IN to OUT, an AU file, whose header is six 4-byte fields."""
     def read(path, source, work):
         words = {"IN": path, "OUT": os.path.join(work, "decoded.au"),
                  "AS": floats if source.tag == 3 else integers}
@@ -310,7 +311,7 @@ def has_fields(tags, source, channels, work):
     take, _ = read_exiftool(os.path.join(work, "take.wav"), source, work)
     found = (tags.get("RIFF:NumChannels"), tags.get("RIFF:SampleRate"),
              tags.get("RIFF:BitsPerSample"))
-    return (found == (len(channels), 48000, source.bits)
+    return (take is not None and found == (len(channels), 48000, source.bits)
             and of_take(take).items() <= of_take(tags).items())
 
 
@@ -328,11 +329,12 @@ def verdict(notes, reader, path, source, channels, work):
     if ((decoded.channels, decoded.rate) != (len(channels), 48000)
             or decoded.samples[:common] != expected[:common]):
         return "**differs**" + marks
-    more = (len(decoded.samples) - len(expected)) // len(channels)
+    more = len(decoded.samples) - len(expected)
+    frames = math.ceil(abs(more) / len(channels))
     if more > 0:
-        return f"exact, then {more} more" + marks + notes.mark(PAD_IN_SIZE)
+        return f"exact, then {frames} more" + marks + notes.mark(PAD_IN_SIZE)
     if more < 0:
-        return f"**the last {-more} missing**" + marks + notes.mark(RIFF_SIZE)
+        return f"**the last {frames} missing**" + marks + notes.mark(RIFF_SIZE)
     return "exact" + marks
 
 
