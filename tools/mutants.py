@@ -6,9 +6,9 @@
 Changes of the product are drawn at random, the same ones for the same --seed: of all of it, of the
 files whose paths hold one of the words, or of the lines that changed --since a commit. Then the
 test program named like the file runs, then those of the file's folder and of the folders above it,
-two at once, until one fails. Each has to pass without a mutant before it has its first. A mutant
-that does not build is replaced by another one, and one that keeps a program busy for too long
-counts apart. All work happens in a copy below build/mutants. Ends with 1 when a mutant survived.
+two at once, until one fails. Each test must pass on the unchanged product before its first mutant.
+A mutant that does not build is replaced by another one, and one that keeps a program busy for too
+long counts apart. All work happens in a copy below build/mutants. Ends with 1 if one survived.
 """
 
 import argparse
@@ -31,23 +31,24 @@ LAYERS = ["wave", "convert", "ui", "app"]  # Each uses those before it.
 # Without its value a function could do anything; other warnings do not stop a mutant.
 CONFIGURE = ["cmake", "--preset", "dev", "-DSPLICORA_WARNINGS_AS_ERRORS=OFF",
              "-DCMAKE_CXX_FLAGS=-Werror=return-type"]
-if shutil.which("ccache"):  # a file that is whole again was compiled before
+if shutil.which("ccache"):  # the restored file comes from the cache
     CONFIGURE.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
 # Comments, preprocessor lines, texts and characters
 NO_CODE = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|"(\\.|[^"\\\n])*"|'(\\.|[^'\\\n])'""",
                      re.M | re.S)
 BALANCED = r"(?:[^()]|\((?:[^()]|\((?:[^()]|\([^()]*\))*\))*\))*"
+BRACES = r"\{(?:[^;{}]|\{[^;{}]*\})*\}"
 ARGUMENT = rf"(?:[^(),;{{}}]|\({BALANCED}\))+"
 # What is found in the code, and what it may become: {0} is all of it, {1} and {2} are its groups
 CHANGES = [
     (rf"\bif \(({BALANCED})\)", ["if (!({1}))", "if (false && ({1}))"]),
     (rf"\bwhile \(({BALANCED})\)", ["while (!({1}))"]),
     (r"(?<= )\?(?= )", ["&& false ?", "|| true ?"]),
-    (r"^ {4,}[\w*+][^;{}]*;$", ["{{}}"]),  # a statement
+    (rf"^ {{4,}}[\w*+](?:[^;{{}}()]|\({BALANCED}\)|{BRACES})*;(?= *$)", ["{{}}"]),  # a statement
     (r"^ *case [^\n]*:$", [""]),
-    (rf"(?:(?<=\w\()|(?<=, ))({ARGUMENT}), ({ARGUMENT})(?=[,)])", ["{2}, {1}"]),
+    (rf"(?:(?<=\w\()|(?<=,\s))({ARGUMENT}),\s+({ARGUMENT})(?=[,)])", ["{2}, {1}"]),
     (r"(?<![\w.'\"])\d\w*(?![\w.])", ["({0} + 1)", "({0} - 1)"]),
-    (r"(?<=\")\"+(?=\")", ["x{0}"]),  # a text, see masked()
+    (r"(?<=[^\"]\")\"+(?=\")", ["x{0}"]),  # a text, see masked()
     (r"\btrue\b", ["false"]),
     (r"\bfalse\b", ["true"]),
     *((rf"(?<= ){re.escape(sign)}(?= )", [other]) for pair in (
@@ -67,7 +68,9 @@ def changes(source):
     """Yields start, end and new text of everything that may be changed."""
     code = masked(source)
     for pattern, news in CHANGES:
-        for found in re.finditer(pattern, code, re.M):
+        at = 0
+        while found := re.compile(pattern, re.M).search(code, at):
+            at = found.start() + 1  # Matches may overlap.
             parts = [source[slice(*found.span(group))] for group in range(found.re.groups + 1)]
             for new in news:
                 yield *found.span(), new.format(*parts)
@@ -84,8 +87,8 @@ def changed_lines(name, source, since):
 
 def draw(options):
     """All mutants in a random order."""
-    names = [str(path.relative_to(ROOT)) for layer in LAYERS
-             for path in sorted((ROOT / layer).glob("*")) if path.suffix in (".cpp", ".h")]
+    names = [str(path.relative_to(TREE)) for layer in LAYERS
+             for path in sorted((TREE / layer).glob("*")) if path.suffix in (".cpp", ".h")]
     for word in options.words:
         if not any(word in name for name in names):
             sys.exit(f"No file of the product has {word!r} in its path.")
@@ -107,10 +110,18 @@ def draw(options):
     return found
 
 
-def copy_if_other(source, target):
-    """A file that is the same stays as old as it is."""
-    if not os.path.exists(target) or not filecmp.cmp(source, target, shallow=False):
-        shutil.copy(source, target)
+def copy_checkout():
+    """Makes the copy what the checkout is now; a file that is the same keeps its time."""
+    listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                            cwd=ROOT, check=True, text=True, stdout=subprocess.PIPE).stdout
+    copies = {TREE / name: ROOT / name for name in listed.split("\0") if (ROOT / name).is_file()}
+    for copy, source in copies.items():
+        copy.parent.mkdir(parents=True, exist_ok=True)
+        if not copy.exists() or not filecmp.cmp(source, copy, shallow=False):
+            shutil.copy(source, copy)
+    for path in TREE.rglob("*"):
+        if path.is_file() and path not in copies and TREE / "build" not in path.parents:
+            path.unlink()
 
 
 def run(*command):
@@ -127,16 +138,17 @@ def result_of(tests):
                "2", "--output-on-failure", "--tests-regex", f"^({'|'.join(tests)})$")
     if done.returncode == 0:
         return ""
-    failed = re.search(r"Test +#\d+: (\S+) .*\*\*\*", done.stdout)[1]
+    failed = re.search(r"Test +#\d+: (\S+) .*\*\*\*", done.stdout) or sys.exit(done.stdout)
     is_late = re.search(r"\*\*\*Timeout|Test function timed out", done.stdout)
-    return f"{'out of time in' if is_late else 'noticed by'} {failed}"
+    return f"{'out of time in' if is_late else 'noticed by'} {failed[1]}"
 
 
-@functools.cache
-def check_whole(tests):
-    """Ends the script when the tests fail without a mutant."""
-    if result := result_of(tests):
+def check_whole(tests, passed):
+    """Ends the script when one of the tests that have not passed yet fails without a mutant."""
+    new = set(tests) - passed
+    if new and (result := result_of(new)):
         sys.exit(f"Without a mutant: {result}")
+    passed |= new
 
 
 @functools.cache
@@ -156,11 +168,11 @@ def groups_of_tests(name):
         yield tuple(test for test in group if test != own)
 
 
-def result_of_mutant(mutant):
+def result_of_mutant(mutant, passed):
     path = TREE / mutant.name
     source = path.read_text()
     for tests in groups_of_tests(mutant.name):
-        check_whole(tests)
+        check_whole(tests, passed)
         path.write_text(source[:mutant.start] + mutant.new + source[mutant.end:])
         result = result_of(tests)
         path.write_text(source)
@@ -176,17 +188,18 @@ def main():
     parser.add_argument("--since", metavar="COMMIT", help="change lines that differ from it")
     parser.add_argument("words", metavar="WORD", nargs="*", help="part of a path")
     options = parser.parse_args()
+    if options.count < 1:
+        parser.error("--count has to be at least 1")
     os.nice(10)
-    shutil.copytree(ROOT, TREE, copy_function=copy_if_other, dirs_exist_ok=True,
-                    ignore=shutil.ignore_patterns("build", ".git"))
+    copy_checkout()
     mutants = draw(options)
     configured = run(*CONFIGURE)
     if configured.returncode != 0:
         sys.exit(configured.stdout)
     print(f"seed {options.seed}, {len(mutants)} mutants to draw from", flush=True)
-    found = collections.Counter()
+    found, passed = collections.Counter(), set()
     for mutant in mutants:
-        result = result_of_mutant(mutant)
+        result = result_of_mutant(mutant, passed)
         if result == "does not build":
             continue
         found[result.partition(" ")[0]] += 1
@@ -194,6 +207,8 @@ def main():
               f"{mutant.old!r} -> {mutant.new!r}", flush=True)
         if found.total() == options.count:
             break
+    if not found:
+        sys.exit("No mutant builds.")
     print(", ".join(f"{count} {result}" for result, count in sorted(found.items())))
     sys.exit(found["survived"] != 0)
 
