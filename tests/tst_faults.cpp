@@ -6,11 +6,8 @@
 #include "tests/support/plainuser.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/testmain.h"
-#include "tests/support/windowprobe.h"
-#include "ui/mainwindow.h"
 
 #include <QDir>
-#include <QScopeGuard>
 #include <QTest>
 
 #include <array>
@@ -64,15 +61,8 @@ private slots:
     void sourceIsAlsoAnOutput_data();
     void sourceIsAlsoAnOutput() { checkRow(); }
 
-    void whatIsNoFileIsNotListed();
-    void smallFilesAreListedOrNamed_data();
-    void smallFilesAreListedOrNamed();
-    void oddNameIsListedAndConverted_data();
-    void oddNameIsListedAndConverted();
     void longestNameHasNoRoomForAnOutput_data() { addConversionRows(); }
     void longestNameHasNoRoomForAnOutput();
-    void nameThatIsNoTextDoesNoHarm();
-    void tenThousandFilesAreListed();
 
 private:
     static void checkRow();
@@ -192,29 +182,6 @@ bool breakReads(const QString& path)
         return isBroken;
     }
     return false;
-}
-
-/// A window in which a directory was entered, and the boxes that this brought up.
-struct Listing
-{
-    explicit Listing(const QString& dir)
-    {
-        MessageBoxAnswer answer(QMessageBox::Ok);
-        currentDirEdit(&window)->setText(dir);
-        QTest::keyClick(currentDirEdit(&window), Qt::Key_Return);
-        for (const SeenBox& box : answer.boxes())
-            boxes.append(box.text);
-    }
-
-    QStringList names() const { return columnTexts(fileTable(&window), 0); }
-
-    CMainWindow window;
-    QStringList boxes;
-};
-
-QString unreadable(const QStringList& names)
-{
-    return g_unreadable + names.join(u'\n') + u'\n';
 }
 
 } // namespace
@@ -716,105 +683,6 @@ void tst_Faults::sourceIsAlsoAnOutput_data()
     }
 }
 
-void tst_Faults::whatIsNoFileIsNotListed()
-{
-    const TempDir dir;
-    dir.add(u"good.wav"_s, recording({}, g_left));
-    dir.add(u"fifo.wav"_s, g_pipe);
-    dir.add(u"directory.wav"_s, g_emptyDirectory);
-    dir.add(u"dangling.wav"_s, g_linkTo + "missing");
-    dir.add(u"looping.wav"_s, g_linkTo + "looping.wav");
-    dir.add(u"linked.wav"_s, g_linkTo + "good.wav");
-    dir.add(u"to-fifo.wav"_s, g_linkTo + "fifo.wav");
-    dir.add(u"to-directory.wav"_s, g_linkTo + "directory.wav");
-    const Files before = dir.entries();
-
-    // Of all these, a link to a pipe alone passes for a file; it is not waited for.
-    const Listing listing(dir.path());
-    QCOMPARE(listing.boxes, QStringList{unreadable({u"to-fifo.wav"_s})});
-    QCOMPARE(listing.names(), QStringList({u"good.wav"_s, u"linked.wav"_s}));
-    QCOMPARE(dir.entries(), before);
-}
-
-void tst_Faults::smallFilesAreListedOrNamed_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<int>("readableFrom"); // bytes
-    QTest::newRow("zeros") << QByteArray(64, '\0') << 65;
-    QTest::newRow("bytes of ones") << QByteArray(64, '\xFF') << 65;
-    QTest::newRow("RIFF again and again") << QByteArray("RIFF").repeated(16) << 65;
-    QTest::newRow("the start of a WAVE file, readable with the data header")
-        << recording({}, g_left).left(64) << 44;
-}
-
-void tst_Faults::smallFilesAreListedOrNamed()
-{
-    QFETCH(const QByteArray, bytes);
-    QFETCH(const int, readableFrom);
-
-    const TempDir dir;
-    QStringList readableNames = {u"a.wav"_s};
-    QStringList unreadableNames;
-    dir.add(u"a.wav"_s, recording({}, g_left));
-    for (int size = 0; size <= 64; ++size) {
-        const QString name = u"b%1.wav"_s.arg(size, 2, 10, QLatin1Char('0'));
-        dir.add(name, bytes.left(size));
-        (size < readableFrom ? unreadableNames : readableNames).append(name);
-    }
-    const Files before = dir.entries();
-
-    const Listing listing(dir.path());
-    QCOMPARE(listing.boxes, QStringList{unreadable(unreadableNames)});
-    QCOMPARE(listing.names(), readableNames);
-    QCOMPARE(dir.entries(), before);
-}
-
-void tst_Faults::oddNameIsListedAndConverted_data()
-{
-    QTest::addColumn<QString>("stem");
-    QTest::newRow("blanks") << u" a  b "_s;
-    QTest::newRow("a line break") << u"a\nb"_s;
-    QTest::newRow("places of a text") << u"%1 %2 %L1"_s;
-    QTest::newRow("a tag") << u"<b>bold<i>"_s;
-    QTest::newRow("a number sign and a question mark") << u"#1?x=y&z"_s;
-    QTest::newRow("an emoji") << u"\U0001F3A4\U0001F3B9"_s;
-    QTest::newRow("quotes and a backslash") << u"'a\"b\\c"_s;
-    QTest::newRow("dots") << u"a..b."_s;
-    QTest::newRow("as many letters as the longest output name has room for")
-        << QString(255 - 13, u'x');
-}
-
-void tst_Faults::oddNameIsListedAndConverted()
-{
-    QFETCH(const QString, stem);
-
-    const TempDir parent;
-    const QString base = stem + u'/' + stem;
-    parent.add(base + u".wav"_s, recording({}, g_left));
-    const QString dir = parent.path(stem);
-    const Listing listing(dir);
-    QCOMPARE(listing.boxes, QStringList());
-    QCOMPARE(listing.names(), QStringList{stem + u".wav"_s});
-
-    Files expected = takeOf(Conversion::Split).before;
-    parent.add(base + u".wav"_s, expected.first());
-    for (const auto& [conversion, name] : g_conversions) {
-        const Request request = takeOf(conversion);
-        expected.insert(request.outputs);
-        Sources sources;
-        for (const QString& source : request.sources)
-            sources.add(parent.path(base + source.mid(4)));
-        const ConversionRun run = runConversion(conversion, sources);
-        QCOMPARE(run.result, int(ConvertOk));
-        QCOMPARE(run.texts(), QStringList());
-    }
-    Files found;
-    const Files entries = entriesIn(dir);
-    for (auto file = entries.cbegin(); file != entries.cend(); ++file)
-        found[u"take"_s + file.key().mid(stem.size())] = file.value();
-    QCOMPARE(differences(found, expected), QString());
-}
-
 void tst_Faults::longestNameHasNoRoomForAnOutput()
 {
     QFETCH(const Conversion, conversion);
@@ -824,48 +692,6 @@ void tst_Faults::longestNameHasNoRoomForAnOutput()
     request.before = {{request.source(), recording({.channels = 2}, g_left)}};
     request.fail(ConvertFileOpen);
     QCOMPARE(problemsOf(request), QString());
-}
-
-void tst_Faults::nameThatIsNoTextDoesNoHarm()
-{
-    const TempDir dir;
-    const QString good = dir.path(u"good.wav"_s);
-    QVERIFY(writeFile(good, recording({}, g_left)));
-    const QByteArray path = QFile::encodeName(dir.path()) + "/\xFF\xFE.wav";
-    QCOMPARE(::link(QFile::encodeName(good).constData(), path.constData()), 0);
-    const auto cleanup = qScopeGuard([&path] { ::unlink(path.constData()); });
-
-    // Qt 6.4 and 6.11 leave such a name out, 6.8 ends the list of the directory there. Were it
-    // listed, no text would lead to its file.
-    QStringList names;
-    QStringList refused;
-    for (const QString& name : QDir(dir.path()).entryList(QDir::Files, QDir::Name))
-        (QFile::exists(dir.path(name)) ? names : refused).append(name);
-    const Listing listing(dir.path());
-    QStringList boxes;
-    if (!refused.isEmpty())
-        boxes.append(unreadable(refused));
-    else if (names.isEmpty())
-        boxes.append(g_noWavFiles);
-    QCOMPARE(listing.boxes, boxes);
-    QCOMPARE(listing.names(), names);
-    QCOMPARE(::access(path.constData(), F_OK), 0);
-    QCOMPARE(readFile(good), recording({}, g_left));
-}
-
-void tst_Faults::tenThousandFilesAreListed()
-{
-    const TempDir dir;
-    QStringList names;
-    for (int i = 0; i < 10000; ++i) {
-        names.append(u"take%1.wav"_s.arg(i, 5, 10, QLatin1Char('0')));
-        QVERIFY(writeFile(dir.path(names.last()), recording({}, g_left)));
-    }
-    const Files before = dir.entries();
-    const Listing listing(dir.path());
-    QCOMPARE(listing.boxes, QStringList());
-    QCOMPARE(listing.names(), names);
-    QCOMPARE(dir.entries(), before);
 }
 
 SPLICORA_TEST_MAIN(tst_Faults)

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 VELMAR
 // SPDX-License-Identifier: LicenseRef-VELMAR
 
+#include "tests/support/conversionrequest.h"
 #include "tests/support/plainuser.h"
 #include "tests/support/testmain.h"
 #include "tests/support/windowdesk.h"
@@ -8,9 +9,11 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <limits>
 
@@ -508,6 +511,141 @@ private slots:
             QVERIFY2(!file.symLinkTarget().startsWith(desk.dir.path()),
                      qPrintable(file.symLinkTarget()));
         }
+    }
+
+    void whatIsNoFileIsNotListed()
+    {
+        const WindowDesk desk;
+        desk.dir.add(u"good.wav"_s, wav(1));
+        desk.dir.add(u"fifo.wav"_s, g_pipe);
+        desk.dir.add(u"directory.wav"_s, g_emptyDirectory);
+        desk.dir.add(u"dangling.wav"_s, g_linkTo + "missing");
+        desk.dir.add(u"looping.wav"_s, g_linkTo + "looping.wav");
+        desk.dir.add(u"linked.wav"_s, g_linkTo + "good.wav");
+        desk.dir.add(u"to-fifo.wav"_s, g_linkTo + "fifo.wav");
+        desk.dir.add(u"to-directory.wav"_s, g_linkTo + "directory.wav");
+        const Files before = desk.dir.entries();
+
+        // Of all these, a link to a pipe alone passes for a file; it is not waited for.
+        QCOMPARE(desk.list(), QStringList{unreadableText({u"to-fifo.wav"_s})});
+        QCOMPARE(desk.fileNames(), QStringList({u"good.wav"_s, u"linked.wav"_s}));
+        QCOMPARE(desk.dir.entries(), before);
+    }
+
+    void smallFilesAreListedOrNamed_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("readableFrom"); // bytes
+        QTest::newRow("zeros") << QByteArray(64, '\0') << 65;
+        QTest::newRow("bytes of ones") << QByteArray(64, '\xFF') << 65;
+        QTest::newRow("RIFF again and again") << QByteArray("RIFF").repeated(16) << 65;
+        QTest::newRow("the start of a WAVE file, readable with the data header")
+            << recording({}, sampleBytes(40)).left(64) << 44;
+    }
+
+    void smallFilesAreListedOrNamed()
+    {
+        QFETCH(const QByteArray, bytes);
+        QFETCH(const int, readableFrom);
+
+        const WindowDesk desk;
+        QStringList readableNames = {u"a.wav"_s};
+        QStringList unreadableNames;
+        desk.dir.add(u"a.wav"_s, wav(1));
+        for (int size = 0; size <= 64; ++size) {
+            const QString name = u"b%1.wav"_s.arg(size, 2, 10, QLatin1Char('0'));
+            desk.dir.add(name, bytes.left(size));
+            (size < readableFrom ? unreadableNames : readableNames).append(name);
+        }
+        const Files before = desk.dir.entries();
+
+        QCOMPARE(desk.list(), QStringList{unreadableText(unreadableNames)});
+        QCOMPARE(desk.fileNames(), readableNames);
+        QCOMPARE(desk.dir.entries(), before);
+    }
+
+    void oddNameIsListedAndConverted_data()
+    {
+        QTest::addColumn<QString>("stem");
+        QTest::newRow("blanks") << u" a  b "_s;
+        QTest::newRow("a line break") << u"a\nb"_s;
+        QTest::newRow("places of a text") << u"%1 %2 %L1"_s;
+        QTest::newRow("a tag") << u"<b>bold<i>"_s;
+        QTest::newRow("a number sign and a question mark") << u"#1?x=y&z"_s;
+        QTest::newRow("an emoji") << u"\U0001F3A4\U0001F3B9"_s;
+        QTest::newRow("quotes and a backslash") << u"'a\"b\\c"_s;
+        QTest::newRow("dots") << u"a..b."_s;
+        QTest::newRow("as many letters as the longest output name has room for")
+            << QString(255 - 13, u'x');
+    }
+
+    void oddNameIsListedAndConverted()
+    {
+        QFETCH(const QString, stem);
+
+        const WindowDesk desk;
+        const QString base = stem + u'/' + stem;
+        desk.dir.add(base + u".wav"_s, wav(1));
+        QCOMPARE(desk.list(desk.path(stem)), QStringList());
+        QCOMPARE(desk.fileNames(), QStringList{stem + u".wav"_s});
+
+        Files expected = takeOf(Conversion::Split).before;
+        desk.dir.add(base + u".wav"_s, expected.first());
+        for (const auto& [conversion, name] : g_conversions) {
+            const Request request = takeOf(conversion);
+            expected.insert(request.outputs);
+            Sources sources;
+            for (const QString& source : request.sources)
+                sources.add(desk.path(base + source.mid(4)));
+            const ConversionRun run = runConversion(conversion, sources);
+            QCOMPARE(run.result, int(ConvertOk));
+            QCOMPARE(run.texts(), QStringList());
+        }
+        Files found;
+        const Files entries = entriesIn(desk.path(stem));
+        for (auto file = entries.cbegin(); file != entries.cend(); ++file)
+            found[u"take"_s + file.key().mid(stem.size())] = file.value();
+        QCOMPARE(differences(found, expected), QString());
+    }
+
+    void nameThatIsNoTextDoesNoHarm()
+    {
+        const WindowDesk desk;
+        const QString good = desk.path(u"good.wav"_s);
+        QVERIFY(writeFile(good, wav(1)));
+        const QByteArray path = QFile::encodeName(desk.dir.path()) + "/\xFF\xFE.wav";
+        QCOMPARE(link(QFile::encodeName(good).constData(), path.constData()), 0);
+        const auto removal = qScopeGuard([&path] { unlink(path.constData()); });
+
+        // Qt 6.4 and 6.11 leave such a name out, 6.8 ends the list of the directory there. Were it
+        // listed, no text would lead to its file.
+        QStringList names;
+        QStringList refused;
+        for (const QString& name : QDir(desk.dir.path()).entryList(QDir::Files, QDir::Name))
+            (QFile::exists(desk.path(name)) ? names : refused).append(name);
+        QStringList boxes;
+        if (!refused.isEmpty())
+            boxes.append(unreadableText(refused));
+        else if (names.isEmpty())
+            boxes.append(g_noWavFiles);
+        QCOMPARE(desk.list(), boxes);
+        QCOMPARE(desk.fileNames(), names);
+        QCOMPARE(access(path.constData(), F_OK), 0);
+        QCOMPARE(readFile(good), wav(1));
+    }
+
+    void tenThousandFilesAreListed()
+    {
+        const WindowDesk desk;
+        QStringList names;
+        for (int i = 0; i < 10000; ++i) {
+            names.append(u"take%1.wav"_s.arg(i, 5, 10, QLatin1Char('0')));
+            QVERIFY(writeFile(desk.path(names.last()), wav(1)));
+        }
+        const Files before = desk.dir.entries();
+        QCOMPARE(desk.list(), QStringList());
+        QCOMPARE(desk.fileNames(), names);
+        QCOMPARE(desk.dir.entries(), before);
     }
 };
 
