@@ -414,17 +414,6 @@ private slots:
         QCOMPARE(desk.fileNames(), QStringList{u"a.wav"_s});
     }
 
-    void unreadablePipeDoesNotBlock()
-    {
-        const WindowDesk desk;
-        desk.dir.add(u"a.wav"_s, wav(1));
-        const QString pipe = desk.path(u"pipe.wav"_s);
-        QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-        QVERIFY(QFile::link(pipe, desk.path(u"link.wav"_s)));
-        QCOMPARE(desk.list(), QStringList{unreadableText({u"link.wav"_s})});
-        QCOMPARE(desk.fileNames(), QStringList{u"a.wav"_s});
-    }
-
     void emptyTextKeepsEverything_data()
     {
         QTest::addColumn<bool>("byFunction");
