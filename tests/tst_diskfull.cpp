@@ -57,7 +57,7 @@ constexpr qsizetype g_page = 4096;
 
 /// Leaves room for @p bytes, a multiple of the page size: in each file of the process under a file
 /// size limit, in all files of a directory together on a small file system. That has at least one
-/// page; without room a file without a name takes it.
+/// page; if there is to be no room, an unnamed file fills it.
 class SmallDisk
 {
 public:

@@ -373,7 +373,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
             request.outputs[request.output()] = wavBytes({bextWithoutDate()}, 0);
     }
     const Files sources = filesBelow(request.before, u"in"_s);
-    const Files sound = filesBelow(request.outputs, u"out"_s);
+    const Files valid = filesBelow(request.outputs, u"out"_s);
     Workplace work(request);
     QCOMPARE(work.problems({}, place), QString());
     const int calls = work.met().calls[size_t(call)].calls;
@@ -389,7 +389,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
         const QString which = u"call %1 of %2: "_s.arg(failed).arg(calls) + reported.join(u'|');
         QVERIFY2(filesBelow(entries, u"in"_s) == sources, qPrintable(which));
         const bool isReported = !reported.isEmpty();
-        const bool isRight = !isCut && outputs == sound;
+        const bool isRight = !isCut && outputs == valid;
         if (!isCopy) {
             QVERIFY2((run.result == ConvertOk) == !isReported, qPrintable(which));
             QVERIFY2(isReported || isRight, qPrintable(which));
@@ -400,7 +400,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
                          || (call == Write && reported == QStringList{errorText(ConvertDataCopy)}),
                      qPrintable(which));
             if (!isCopy)
-                QVERIFY2(outputs.size() < sound.size(), qPrintable(which));
+                QVERIFY2(outputs.size() < valid.size(), qPrintable(which));
         }
         // The last stats are of a finished file, which they must not deny.
         if (call == Stat && times == 1 && place == u"out"_s && !outputsExist && failed > calls - 3)
@@ -408,7 +408,7 @@ void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
         int changed = 0;
         for (auto file = outputs.cbegin(); file != outputs.cend(); ++file) {
             changed += file.value() != earlier;
-            if (file.value() == sound.value(file.key()) || file.value() == earlier)
+            if (file.value() == valid.value(file.key()) || file.value() == earlier)
                 continue;
             // A failed split leaves its output up to the first chunk, and a plain copy what it has
             // written.
@@ -446,8 +446,8 @@ void tst_FailingMedia::combineWhoseReadFails()
     QFETCH(const int, block);
     QFETCH(const bool, isOnce);
 
-    static const Request sound = separated(Conversion::Combine, g_longLayout);
-    Request request = sound;
+    static const Request valid = separated(Conversion::Combine, g_longLayout);
+    Request request = valid;
     if (file > 1 || block > 1 || !isOnce)
         request.fail(ConvertFileRead);
     Defects defects = failing(Read, 1, isOnce ? 1 : INT_MAX);

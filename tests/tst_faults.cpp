@@ -111,7 +111,7 @@ constexpr std::array<SourceOfConversion, 4> g_sources = {{
     {"source of the plain copy", Conversion::PlainToBwf, "take.wav"},
 }};
 
-/// A row for each source, in which @p change was made to the sound request.
+/// A row for each source, in which @p change was made to the valid request.
 void addForEachSource(const QString& what,
                       const std::function<void(Request&, const QString& source)>& change)
 {
@@ -433,12 +433,12 @@ void tst_Faults::outputNameIsTaken_data()
     QTest::addColumn<Request>("request");
     QTest::addColumn<QByteArray>("successor"); // takes its place at the question
     for (const auto& [conversion, name] : g_conversions) {
-        const Request sound = takeOf(conversion);
-        const QString output = sound.output();
+        const Request valid = takeOf(conversion);
+        const QString output = valid.output();
         const auto add = [&, named = name](const char* by, const QByteArray& entry,
                                            QMessageBox::StandardButton answer = QMessageBox::Yes,
                                            const QByteArray& successor = {}) {
-            Request request = sound;
+            Request request = valid;
             request.before[output] = entry;
             request.before[u"a pipe"_s] = g_pipe;
             if (answer != QMessageBox::NoButton)
@@ -455,10 +455,10 @@ void tst_Faults::outputNameIsTaken_data()
         add("a link to a pipe", g_linkTo + "a pipe");
         add("a file that becomes a pipe", "old", QMessageBox::Yes, g_pipe);
         add("a file that becomes the source", "old", QMessageBox::Yes,
-            g_sameAs + sound.source().toUtf8());
+            g_sameAs + valid.source().toUtf8());
 
         // The link stays, and its target comes to be.
-        Request linked = sound;
+        Request linked = valid;
         linked.before[output] = g_linkTo + "elsewhere";
         linked.outputs[u"elsewhere"_s] = linked.outputs.take(output);
         QTest::addRow("%s, by a link to a new file", name) << linked << QByteArray();
@@ -606,7 +606,8 @@ void tst_Faults::sourceIsCut_data()
             if (size < 12) {
                 becomeIllegal(request);
             } else if ((size > 12 && size < 12 + 8) || (size > 36 && size < 36 + 8)) {
-                // The search for a `bext` spoils the stream where it meets a size that is cut.
+                // The search for a `bext` marks the stream as failed where it meets a size that is
+                // cut.
                 endInCutHeader(request, size > 36 && size < 36 + 4 ? whole.mid(12, 24) : "");
             } else if (isCopy) {
                 // A file that ends between two chunks is a whole one, and a missing part of a body
@@ -636,7 +637,7 @@ void tst_Faults::sourceGrew_data()
         addForEachSource(what, [&](Request& request, const QString& source) {
             const QByteArray whole = request.before[source];
             request.change(source, whole + stray);
-            // What looks like an id the search for a `bext` meets first.
+            // The search for a `bext` reaches these bytes first, as an id.
             if (source == request.source())
                 endInCutHeader(request, stray.size() < 4 ? whole.mid(12) : "");
         });

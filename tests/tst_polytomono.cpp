@@ -489,40 +489,40 @@ void tst_PolyToMono::existingOutputs_data()
 {
     QTest::addColumn<Request>("request");
 
-    const Request sound = wholeTake({.channels = 3, .bits = 16}, 20);
+    const Request valid = wholeTake({.channels = 3, .bits = 16}, 20);
     const QString first = u"take_01.wav"_s;
     const QString second = u"take_02.wav"_s;
     const QString third = u"take_03.wav"_s;
     const QByteArray longer = sampleBytes(5000, 9);
 
-    Request all = sound;
+    Request all = valid;
     all.before.insert({{first, longer}, {second, ""}, {third, longer}});
     addAsking("every output that is there is asked about", all, {first, second, third});
-    Request off = sound;
+    Request off = valid;
     off.before[second] = longer;
     off.disabled = {2};
     off.outputs.remove(second);
     addAsking("an output that is switched off is not asked about", off, {});
-    Request last = sound;
+    Request last = valid;
     last.before[third] = longer;
     last.outputs.remove(third);
     addAsking("Cancel for the third output leaves the first two, without a word", last, {third},
               QMessageBox::Cancel);
-    Request several = sound;
-    several.before.insert({{u"b.wav"_s, sound.before.first()}, {first, "old"}});
+    Request several = valid;
+    several.before.insert({{u"b.wav"_s, valid.before.first()}, {first, "old"}});
     several.sources.append(u"b.wav"_s);
     several.outputs.clear();
     addAsking("Cancel for the first source ends the request", several, {first},
               QMessageBox::Cancel);
 
     const Request mono = wholeTake({.channels = 1, .bits = 16}, 10);
-    Request sameNames = {.before = {{u"a/take.wav"_s, sound.before.first()},
+    Request sameNames = {.before = {{u"a/take.wav"_s, valid.before.first()},
                                     {u"b/take.wav"_s, mono.before.first()},
                                     {u"out"_s, g_emptyDirectory}},
                          .sources = {u"a/take.wav"_s, u"b/take.wav"_s},
                          .outputs = {{u"out/take_01.wav"_s, mono.outputs[first]},
-                                     {u"out/take_02.wav"_s, sound.outputs[second]},
-                                     {u"out/take_03.wav"_s, sound.outputs[third]}},
+                                     {u"out/take_02.wav"_s, valid.outputs[second]},
+                                     {u"out/take_03.wav"_s, valid.outputs[third]}},
                          .outputDir = u"out"_s};
     addAsking("Yes overwrites an earlier output of the same request and name", sameNames, {first});
     sameNames.before[u"a/take.wav"_s] = sameNames.before[u"c/take.wav"_s] = mono.before.first();

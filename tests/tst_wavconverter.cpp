@@ -235,7 +235,7 @@ void tst_WavConverter::copyBlockOnFaultyDevice_data()
     QTest::addColumn<qint64>("capacity");
     QTest::addColumn<bool>("done");
 
-    QTest::newRow("sound devices") << FaultyBuffer::never << FaultyBuffer::never << true;
+    QTest::newRow("devices that do not fail") << FaultyBuffer::never << FaultyBuffer::never << true;
     QTest::newRow("source can not be read") << qint64(0) << FaultyBuffer::never << false;
     QTest::newRow("output takes nothing") << FaultyBuffer::never << qint64(0) << false;
     QTest::newRow("output has room for all but one byte")
@@ -637,15 +637,15 @@ void tst_WavConverter::overwritePrompt_data()
     for (const auto& [conversion, name] : g_conversions) {
         const auto renamed = [](QString file) { return file.replace(u"take"_s, u"take%1"_s); };
         for (const auto& [how, answer] : answers) {
-            const Request sound = takeOf(conversion, {g_fmtHere, g_dataHere}, g_channels.first(1));
-            Request request = {.conversion = conversion, .sources = {renamed(sound.source())}};
-            request.before[request.source()] = sound.before.first();
+            const Request valid = takeOf(conversion, {g_fmtHere, g_dataHere}, g_channels.first(1));
+            Request request = {.conversion = conversion, .sources = {renamed(valid.source())}};
+            request.before[request.source()] = valid.before.first();
             request.outputDir = u"out"_s;
-            const QString output = u"out/"_s + renamed(sound.output());
+            const QString output = u"out/"_s + renamed(valid.output());
             request.before[output] = QByteArray(5000, '-'); // longer than what comes
             request.ask(output, answer);
             if (answer == QMessageBox::Yes)
-                request.outputs[output] = sound.outputs.first();
+                request.outputs[output] = valid.outputs.first();
             else
                 request.fail(ConvertCancelled);
             QTest::addRow("%s, %s", name, how) << request;

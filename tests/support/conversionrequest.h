@@ -69,8 +69,8 @@ struct Request
         answers.append(answer);
     }
 
-    /// Expects an error and no output. The plain copy returns none, and says nothing of a file that
-    /// it cannot open and of one that is no recording.
+    /// Expects an error and no output. The plain copy has no result, and shows no box for a file
+    /// that it cannot open and for one that is no recording.
     void fail(int error)
     {
         outputs.clear();
@@ -109,9 +109,9 @@ inline QByteArrayList otherBodies(QByteArrayList chunks)
 }
 
 /// A request that succeeds: take.wav of all @p channels for the split and the plain copy, for the
-/// combine take_01.wav, take_02.wav and so on of one each. The outputs have @p copied chunks, the
-/// same ones if there are none. A `bext` among them is copied, not generated. Of the sources of the
-/// combine the first alone has the bodies that come through.
+/// combine take_01.wav, take_02.wav and so on of one each. The outputs have the chunks in @p
+/// copied, or @p chunks if it is empty. A `bext` among them is copied, not generated. Of the
+/// sources of the combine the first alone has the bodies that come through.
 inline Request takeOf(Conversion conversion, const QByteArrayList& chunks = {g_fmtHere, g_dataHere},
                       const QByteArrayList& channels = {sampleBytes(40, 1), sampleBytes(40, 2)},
                       const QByteArrayList& copied = {})
@@ -239,8 +239,8 @@ public:
                            [this] { return convert(m_converter, m_request.conversion); });
     }
 
-    /// Converts, and says what came otherwise than the request expects: result, boxes, everything
-    /// in the directory. Empty when nothing did.
+    /// Converts, and says what came out differently than the request expects: result, boxes,
+    /// everything in the directory. Empty when nothing did.
     QString problems() { return problemsAfter(run()); }
 
     QString problemsAfter(const ConversionRun& run) const
@@ -299,7 +299,7 @@ private:
     CWavConverter m_converter;
 };
 
-/// What came otherwise than the request expects. Empty when nothing did.
+/// What came out differently than the request expects. Empty when nothing did.
 inline QString problemsOf(const Request& request)
 {
     return PreparedRequest(request).problems();

@@ -18,7 +18,7 @@
 /// Contents by name relative to a directory.
 using Files = QMap<QString, QByteArray>;
 
-// What stands in Files for something that is no file of its own.
+// Values in Files that mean something other than a regular file.
 inline const QByteArray g_emptyDirectory = "[an empty directory]";
 inline const QByteArray g_pipe = "[a pipe, or what is neither file, directory nor link]";
 inline const QByteArray g_linkTo = "[a link to] "; ///< goes on with a path
@@ -42,8 +42,8 @@ inline std::filesystem::path encoded(const QString& path)
     return QFile::encodeName(path).toStdString();
 }
 
-/// Everything below a directory, with what stands in Files for what is no file. Of directories, the
-/// empty ones alone.
+/// Everything below a directory, with the values in Files that mean something other than a regular
+/// file. Of directories, the empty ones alone.
 inline Files entriesIn(const QString& dir)
 {
     const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
@@ -113,7 +113,7 @@ public:
 
     QByteArray bytes(const QString& name) const { return readFile(path(name)); }
 
-    /// Makes a file, or what stands for something else, and the folders it lies in. Returns its
+    /// Makes a file, or what its value in Files means, and the folders it lies in. Returns its
     /// path.
     QString add(const QString& name, const QByteArray& bytes) const
     {
