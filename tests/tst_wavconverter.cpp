@@ -536,6 +536,9 @@ void tst_WavConverter::chunks_data()
         {"an odd last chunk without pad byte gets a zero one",
          {fmt, data, chunk("note", "abc")},
          {fmt, data, odd}},
+        {"an odd last chunk that claims more than there is, is filled with zeros to an even size",
+         {fmt, data, chunk("LIST", "INFO", 1001)},
+         {fmt, data, chunk("LIST", "INFO" + QByteArray(998, '\0'), 1001)}},
     };
     // An id that is not text ends the search for a `bext`, and so does an odd chunk.
     const Row rowsWithTwoBexts[] = {
