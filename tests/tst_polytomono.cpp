@@ -446,10 +446,10 @@ void tst_PolyToMono::failures_data()
         wavBytes({fmtChunk({.channels = 2, .bits = 16, .blockAlign = 0}), data});
     const QByteArray pad(1, '\0');
 
-    Request taken = {.before = {{u"take.wav"_s, good}, {u"take_02.wav"_s, g_emptyDirectory}}};
+    Request taken = {.before = {{u"take.wav"_s, good}, {u"take_02.wav/notes.txt"_s, "kept"}}};
     taken.ask(u"take_02.wav"_s);
-    add("a directory with the name of the second output leaves the first", taken, ConvertFileOpen,
-        {{u"take_01.wav"_s, first}});
+    add("a directory with the name of the second output keeps its file and leaves the first output",
+        taken, ConvertFileOpen, {{u"take_01.wav"_s, first}});
     Request text = {.before = {{u"take.wav"_s, "text"}, {u"take_01.wav"_s, "old"}},
                     .listed = {{u"take.wav"_s, good}}};
     text.ask(u"take_01.wav"_s);
