@@ -68,15 +68,13 @@ public:
             // Without the signal a write beyond the limit fails as on a full disk.
             m_kept = std::signal(SIGXFSZ, SIG_IGN);
             m_limit.emplace(RLIMIT_FSIZE, bytes);
+            m_isReady = m_limit->isSet();
             return;
         }
         const QByteArray size =
             "size=" + QByteArray::number(quint64(std::max<rlim_t>(bytes, g_page)));
         m_isMounted = mount("tmpfs", m_path.constData(), "tmpfs", 0, size.constData()) == 0;
-        if (m_isMounted && bytes == 0) {
-            m_full = open(m_path.constData(), O_TMPFILE | O_WRONLY, 0600);
-            m_isMounted = write(m_full, QByteArray(g_page, 'x').constData(), g_page) == g_page;
-        }
+        m_isReady = m_isMounted && (bytes > 0 || fillPage());
     }
     ~SmallDisk()
     {
@@ -84,19 +82,27 @@ public:
             m_limit.reset();
             std::signal(SIGXFSZ, m_kept);
         }
-        close(m_full);
+        if (m_full >= 0)
+            close(m_full);
         if (m_isMounted)
             umount(m_path.constData());
     }
     Q_DISABLE_COPY_MOVE(SmallDisk)
 
-    bool isReady() const { return m_isMounted || (m_limit && m_limit->isSet()); }
+    bool isReady() const { return m_isReady; }
 
 private:
+    bool fillPage()
+    {
+        m_full = open(m_path.constData(), O_TMPFILE | O_WRONLY, 0600);
+        return m_full >= 0 && write(m_full, QByteArray(g_page, 'x').constData(), g_page) == g_page;
+    }
+
     QByteArray m_path;
     std::optional<SoftLimit> m_limit;
     void (*m_kept)(int) = SIG_DFL;
     bool m_isMounted = false;
+    bool m_isReady = false;
     int m_full = -1;
 };
 
