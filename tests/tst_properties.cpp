@@ -19,6 +19,7 @@ class tst_Properties : public QObject
 
 private slots:
     void initTestCase();
+    void cleanup();
 
     void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
     void splitCombineAndSplitKeepEverySampleByte();
@@ -251,6 +252,12 @@ void tst_Properties::addFormatRows()
 void tst_Properties::initTestCase()
 {
     qInfo("SPLICORA_SEED=%u, %d cases of each format", baseSeed(), casesOfFormat());
+}
+
+void tst_Properties::cleanup()
+{
+    if (QTest::currentTestFailed())
+        qInfo("SPLICORA_SEED=%u repeats it", baseSeed());
 }
 
 void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
