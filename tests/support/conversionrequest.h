@@ -254,8 +254,9 @@ public:
                              .arg(run.result)
                              .arg(m_request.result));
         for (const SeenBox& box : run.boxes) {
-            if (!isAsUsual(box))
-                found.append(QStringLiteral("the box looks unusual: ") + box.text);
+            const QString oddities = box.oddities(&m_window);
+            if (!oddities.isEmpty())
+                found.append(QStringLiteral("a box looks unusual: ") + box.text + oddities);
         }
         found.append(changes());
         found.removeAll(QString());
@@ -263,16 +264,6 @@ public:
     }
 
 private:
-    bool isAsUsual(const SeenBox& box) const
-    {
-        const bool asks = box.text.endsWith(g_overwrite);
-        return box.title == QStringLiteral("Splicora")
-               && box.icon == (asks ? QMessageBox::Question : QMessageBox::Warning)
-               && box.buttons == (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok)
-               && box.hasDefaultButton != asks // the toolkit takes a lone Ok for the default
-               && box.parent == &m_window;
-    }
-
     /// Everything that the directory is to hold after the request.
     Files expectedEntries() const
     {

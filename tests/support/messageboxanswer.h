@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "tests/support/texts.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QList>
@@ -22,6 +24,30 @@ struct SeenBox
     QMessageBox::StandardButtons buttons;
     bool hasDefaultButton = false;
     const QWidget* parent = nullptr;
+
+    /// How the box differs from the usual one of its text on this parent, in brackets. Empty when
+    /// it does not.
+    QString oddities(const QWidget* usualParent) const
+    {
+        const auto says = [this](const QString& any) { return text.contains(any); };
+        const bool asks = says(g_overwrite) || says(g_clickYes);
+        const bool informs = says(g_noDirectory) || says(g_noWavFiles) || says(g_noFiles);
+        QString found;
+        if (title != QStringLiteral("Splicora"))
+            found += QStringLiteral(" [titled \"%1\"]").arg(title);
+        if (icon
+            != (asks      ? QMessageBox::Question
+                : informs ? QMessageBox::Information
+                          : QMessageBox::Warning))
+            found += QStringLiteral(" [icon %1]").arg(icon);
+        if (buttons != (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok))
+            found += QStringLiteral(" [buttons %1]").arg(int(buttons));
+        if (hasDefaultButton == asks) // the toolkit takes a lone Ok for the default
+            found += QStringLiteral(" [another default button]");
+        if (parent != usualParent)
+            found += QStringLiteral(" [on another window]");
+        return found;
+    }
 };
 
 /// Answers the message boxes that appear during its life, in order, with a click on the real

@@ -57,7 +57,7 @@ struct WindowDesk
         act();
         QStringList texts;
         for (const SeenBox& box : answer.boxes())
-            texts.append(box.text + oddities(box));
+            texts.append(box.text + box.oddities(&window));
         return texts;
     }
 
@@ -133,28 +133,6 @@ struct WindowDesk
     QTableWidget* const sources = sourceTable(&window);
 
 private:
-    QString oddities(const SeenBox& box) const
-    {
-        const auto says = [&box](const QString& text) { return box.text.contains(text); };
-        const bool asks = box.buttons.testFlag(QMessageBox::Yes);
-        const bool informs = says(g_noDirectory) || says(g_noWavFiles) || says(g_noFiles);
-        QString found;
-        if (box.title != QStringLiteral("Splicora"))
-            found += QStringLiteral(" [titled \"%1\"]").arg(box.title);
-        if (box.icon
-            != (asks      ? QMessageBox::Question
-                : informs ? QMessageBox::Information
-                          : QMessageBox::Warning))
-            found += QStringLiteral(" [icon %1]").arg(box.icon);
-        if (box.buttons != (asks ? QMessageBox::Yes | QMessageBox::Cancel : QMessageBox::Ok))
-            found += QStringLiteral(" [buttons %1]").arg(int(box.buttons));
-        if (box.hasDefaultButton && asks) // the toolkit takes a lone Ok for the default
-            found += QStringLiteral(" [with a default button]");
-        if (box.parent != &window)
-            found += QStringLiteral(" [not on the window]");
-        return found;
-    }
-
     template <typename Is>
     QString channels(Is is) const
     {
