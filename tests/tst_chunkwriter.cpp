@@ -18,33 +18,6 @@ using namespace Qt::Literals::StringLiterals;
 using Writer = qint64 (*)(QDataStream& s);
 Q_DECLARE_METATYPE(Writer)
 
-class tst_ChunkWriter : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void writeRiffHeader_data();
-    void writeRiffHeader();
-    void writeRiffHeaderWhenStartIsOutOfReach();
-    void writeChunkHeader_data();
-    void writeChunkHeader();
-    void writeFmtBody_data();
-    void writeFmtBody();
-
-    void bextBody_data();
-    void bextBody();
-    void writeBextChunk();
-    void bextDateIsReadBeforeTheTime();
-
-    void deviceRefusesWrite_data() { addWriters(); }
-    void deviceRefusesWrite();
-    void streamFailedBefore_data() { addWriters(); }
-    void streamFailedBefore();
-
-private:
-    static void addWriters();
-};
-
 namespace {
 
 using Status = QDataStream::Status;
@@ -82,228 +55,244 @@ extern "C" int gettimeofday(struct timeval* found, void* /*zone*/) noexcept
     return 0;
 }
 
-void tst_ChunkWriter::writeRiffHeader_data()
+class tst_ChunkWriter : public QObject
 {
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<qint64>("position");
-    QTest::addColumn<quint32>("riffSize");
-    QTest::addColumn<QByteArray>("after");
+    Q_OBJECT
 
-    const QByteArray old = QByteArray(12, '-') + "half written";
-    QTest::newRow("empty file") << QByteArray() << qint64(0) << quint32(0)
-                                << QByteArray("RIFF" + le32(0) + "WAVE");
-    QTest::newRow("at the end of a half-written file")
-        << old << qint64(old.size()) << quint32(0x01020304)
-        << QByteArray("RIFF\x04\x03\x02\x01WAVEhalf written");
-    QTest::newRow("in the middle of a half-written file")
-        << old << qint64(17) << quint32(0) << QByteArray("RIFF" + le32(0) + "WAVEhalf written");
-    QTest::newRow("largest size") << old << qint64(0) << quint32(0xffffffff)
-                                  << QByteArray("RIFF\xff\xff\xff\xffWAVEhalf written");
-}
+private slots:
+    void writeRiffHeader_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<qint64>("position");
+        QTest::addColumn<quint32>("riffSize");
+        QTest::addColumn<QByteArray>("after");
 
-void tst_ChunkWriter::writeRiffHeader()
-{
-    QFETCH(QByteArray, before);
-    QFETCH(qint64, position);
-    QFETCH(quint32, riffSize);
-    FileStream output(before, QIODevice::ReadWrite);
-    output.file.seek(position);
+        const QByteArray old = QByteArray(12, '-') + "half written";
+        QTest::newRow("empty file")
+            << QByteArray() << qint64(0) << quint32(0) << QByteArray("RIFF" + le32(0) + "WAVE");
+        QTest::newRow("at the end of a half-written file")
+            << old << qint64(old.size()) << quint32(0x01020304)
+            << QByteArray("RIFF\x04\x03\x02\x01WAVEhalf written");
+        QTest::newRow("in the middle of a half-written file")
+            << old << qint64(17) << quint32(0) << QByteArray("RIFF" + le32(0) + "WAVEhalf written");
+        QTest::newRow("largest size") << old << qint64(0) << quint32(0xffffffff)
+                                      << QByteArray("RIFF\xff\xff\xff\xffWAVEhalf written");
+    }
 
-    QCOMPARE(::writeRiffHeader(output.stream, riffSize), 12);
-    QCOMPARE(output.file.pos(), 12);
-    QTEST(output.bytes(), "after");
-}
+    void writeRiffHeader()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(qint64, position);
+        QFETCH(quint32, riffSize);
+        FileStream output(before, QIODevice::ReadWrite);
+        output.file.seek(position);
 
-void tst_ChunkWriter::writeRiffHeaderWhenStartIsOutOfReach()
-{
-    FaultyStream output("half written");
-    output.device.seek(4);
-    output.device.refusedSeek = 0;
+        QCOMPARE(::writeRiffHeader(output.stream, riffSize), 12);
+        QCOMPARE(output.file.pos(), 12);
+        QTEST(output.bytes(), "after");
+    }
 
-    QCOMPARE(::writeRiffHeader(output.stream, 40), -1);
-    QCOMPARE(output.device.data(), "half written"_ba);
-    QCOMPARE(output.device.pos(), 4);
-}
+    void writeRiffHeaderWhenStartIsOutOfReach()
+    {
+        FaultyStream output("half written");
+        output.device.seek(4);
+        output.device.refusedSeek = 0;
 
-void tst_ChunkWriter::writeChunkHeader_data()
-{
-    QTest::addColumn<QByteArray>("id");
-    QTest::addColumn<quint32>("size");
-    QTest::addColumn<QByteArray>("written");
+        QCOMPARE(::writeRiffHeader(output.stream, 40), -1);
+        QCOMPARE(output.device.data(), "half written"_ba);
+        QCOMPARE(output.device.pos(), 4);
+    }
 
-    QTest::newRow("ordinary header")
-        << "data"_ba << quint32(0x01020304) << "data\x04\x03\x02\x01"_ba;
-    QTest::newRow("odd size as it is") << "LIST"_ba << quint32(3) << QByteArray("LIST" + le32(3));
-    QTest::newRow("largest size") << "junk"_ba << quint32(0xffffffff) << "junk\xff\xff\xff\xff"_ba;
-    QTest::newRow("name that is not text")
-        << "\x01\x80\xff\n"_ba << quint32(0) << QByteArray("\x01\x80\xff\n" + le32(0));
-}
+    void writeChunkHeader_data()
+    {
+        QTest::addColumn<QByteArray>("id");
+        QTest::addColumn<quint32>("size");
+        QTest::addColumn<QByteArray>("written");
 
-void tst_ChunkWriter::writeChunkHeader()
-{
-    QFETCH(QByteArray, id);
-    QFETCH(quint32, size);
-    QFETCH(QByteArray, written);
-    FileStream output("0123456789ABCDEF", QIODevice::ReadWrite);
-    output.file.seek(5);
+        QTest::newRow("ordinary header")
+            << "data"_ba << quint32(0x01020304) << "data\x04\x03\x02\x01"_ba;
+        QTest::newRow("odd size as it is")
+            << "LIST"_ba << quint32(3) << QByteArray("LIST" + le32(3));
+        QTest::newRow("largest size")
+            << "junk"_ba << quint32(0xffffffff) << "junk\xff\xff\xff\xff"_ba;
+        QTest::newRow("name that is not text")
+            << "\x01\x80\xff\n"_ba << quint32(0) << QByteArray("\x01\x80\xff\n" + le32(0));
+    }
 
-    const ChunkHeader header = {{id[0], id[1], id[2], id[3]}, size};
-    QCOMPARE(::writeChunkHeader(output.stream, header), 8);
-    QCOMPARE(output.file.pos(), 13);
-    QCOMPARE(output.bytes(), "01234" + written + "DEF");
-}
+    void writeChunkHeader()
+    {
+        QFETCH(QByteArray, id);
+        QFETCH(quint32, size);
+        QFETCH(QByteArray, written);
+        FileStream output("0123456789ABCDEF", QIODevice::ReadWrite);
+        output.file.seek(5);
 
-void tst_ChunkWriter::writeFmtBody_data()
-{
-    QTest::addColumn<quint16>("tag");
-    QTest::addColumn<quint16>("channels");
-    QTest::addColumn<quint32>("rate");
-    QTest::addColumn<quint32>("byteRate");
-    QTest::addColumn<quint16>("blockAlign");
-    QTest::addColumn<quint16>("bits");
+        const ChunkHeader header = {{id[0], id[1], id[2], id[3]}, size};
+        QCOMPARE(::writeChunkHeader(output.stream, header), 8);
+        QCOMPARE(output.file.pos(), 13);
+        QCOMPARE(output.bytes(), "01234" + written + "DEF");
+    }
 
-    QTest::newRow("16-bit mono") << quint16(1) << quint16(1) << quint32(48000) << quint32(96000)
-                                 << quint16(2) << quint16(16);
-    QTest::newRow("extensible tag, every field with its own bytes")
-        << quint16(0xfffe) << quint16(0x0102) << quint32(0x03040506) << quint32(0x0708090a)
-        << quint16(0x0b0c) << quint16(0x0d0e);
-    QTest::newRow("largest values") << quint16(0xffff) << quint16(0xffff) << quint32(0xffffffff)
-                                    << quint32(0xffffffff) << quint16(0xffff) << quint16(0xffff);
-    QTest::newRow("zeros") << quint16(0) << quint16(0) << quint32(0) << quint32(0) << quint16(0)
-                           << quint16(0);
-}
+    void writeFmtBody_data()
+    {
+        QTest::addColumn<quint16>("tag");
+        QTest::addColumn<quint16>("channels");
+        QTest::addColumn<quint32>("rate");
+        QTest::addColumn<quint32>("byteRate");
+        QTest::addColumn<quint16>("blockAlign");
+        QTest::addColumn<quint16>("bits");
 
-void tst_ChunkWriter::writeFmtBody()
-{
-    QFETCH(quint16, tag);
-    QFETCH(quint16, channels);
-    QFETCH(quint32, rate);
-    QFETCH(quint32, byteRate);
-    QFETCH(quint16, blockAlign);
-    QFETCH(quint16, bits);
-    FileStream output("01234", QIODevice::ReadWrite);
-    output.file.seek(5);
+        QTest::newRow("16-bit mono") << quint16(1) << quint16(1) << quint32(48000) << quint32(96000)
+                                     << quint16(2) << quint16(16);
+        QTest::newRow("extensible tag, every field with its own bytes")
+            << quint16(0xfffe) << quint16(0x0102) << quint32(0x03040506) << quint32(0x0708090a)
+            << quint16(0x0b0c) << quint16(0x0d0e);
+        QTest::newRow("largest values")
+            << quint16(0xffff) << quint16(0xffff) << quint32(0xffffffff) << quint32(0xffffffff)
+            << quint16(0xffff) << quint16(0xffff);
+        QTest::newRow("zeros") << quint16(0) << quint16(0) << quint32(0) << quint32(0) << quint16(0)
+                               << quint16(0);
+    }
 
-    const FmtChunk fmt = fmtRecord(tag, channels, rate, byteRate, blockAlign, bits);
-    QCOMPARE(::writeFmtBody(output.stream, fmt), 16);
-    QCOMPARE(output.file.pos(), 21);
-    QCOMPARE(output.bytes(), "01234" + le16(tag) + le16(channels) + le32(rate) + le32(byteRate)
-                                 + le16(blockAlign) + le16(bits));
-}
+    void writeFmtBody()
+    {
+        QFETCH(quint16, tag);
+        QFETCH(quint16, channels);
+        QFETCH(quint32, rate);
+        QFETCH(quint32, byteRate);
+        QFETCH(quint16, blockAlign);
+        QFETCH(quint16, bits);
+        FileStream output("01234", QIODevice::ReadWrite);
+        output.file.seek(5);
 
-void tst_ChunkWriter::bextBody_data()
-{
-    QTest::addColumn<QDate>("day");
-    QTest::addColumn<QTime>("clock");
-    QTest::addColumn<QByteArray>("date");
-    QTest::addColumn<QByteArray>("time");
+        const FmtChunk fmt = fmtRecord(tag, channels, rate, byteRate, blockAlign, bits);
+        QCOMPARE(::writeFmtBody(output.stream, fmt), 16);
+        QCOMPARE(output.file.pos(), 21);
+        QCOMPARE(output.bytes(), "01234" + le16(tag) + le16(channels) + le32(rate) + le32(byteRate)
+                                     + le16(blockAlign) + le16(bits));
+    }
 
-    const auto row = [](const char* name, const QDate& day, const QTime& clock, const char* date,
-                        const char* time) {
-        QTest::newRow(name) << day << clock << QByteArray(date) << QByteArray(time);
-    };
-    row("9 March 2025, 7:05:03 in the morning", {2025, 3, 9}, {7, 5, 3}, "2025-03-09", "07:05:03");
-    row("afternoon on the 24-hour clock", {2026, 12, 31}, {19, 5, 3}, "2026-12-31", "19:05:03");
-    row("midnight", {2026, 1, 1}, {0, 0, 0}, "2026-01-01", "00:00:00");
-    row("last millisecond of a day", {2024, 2, 29}, {23, 59, 59, 999}, "2024-02-29", "23:59:59");
-}
+    void bextBody_data()
+    {
+        QTest::addColumn<QDate>("day");
+        QTest::addColumn<QTime>("clock");
+        QTest::addColumn<QByteArray>("date");
+        QTest::addColumn<QByteArray>("time");
 
-void tst_ChunkWriter::bextBody()
-{
-    QFETCH(QDate, day);
-    QFETCH(QTime, clock);
-    QFETCH(QByteArray, date);
-    QFETCH(QByteArray, time);
-    const QByteArray body = ::bextBody(day, clock);
-    QCOMPARE(body.size(), 858);
-    QCOMPARE(body.mid(320, 10), date);
-    QCOMPARE(body.mid(330, 8), time);
-    QCOMPARE(body, bextBytes(date.constData(), time.constData()).mid(8));
-}
+        const auto row = [](const char* name, const QDate& day, const QTime& clock,
+                            const char* date, const char* time) {
+            QTest::newRow(name) << day << clock << QByteArray(date) << QByteArray(time);
+        };
+        row("9 March 2025, 7:05:03 in the morning", {2025, 3, 9}, {7, 5, 3}, "2025-03-09",
+            "07:05:03");
+        row("afternoon on the 24-hour clock", {2026, 12, 31}, {19, 5, 3}, "2026-12-31", "19:05:03");
+        row("midnight", {2026, 1, 1}, {0, 0, 0}, "2026-01-01", "00:00:00");
+        row("last millisecond of a day", {2024, 2, 29}, {23, 59, 59, 999}, "2024-02-29",
+            "23:59:59");
+    }
 
-void tst_ChunkWriter::writeBextChunk()
-{
-    const QByteArray before = wavBytes({}) + QByteArray(4, '-');
-    FileStream output(before, QIODevice::ReadWrite);
-    output.file.seek(12);
+    void bextBody()
+    {
+        QFETCH(QDate, day);
+        QFETCH(QTime, clock);
+        QFETCH(QByteArray, date);
+        QFETCH(QByteArray, time);
+        const QByteArray body = ::bextBody(day, clock);
+        QCOMPARE(body.size(), 858);
+        QCOMPARE(body.mid(320, 10), date);
+        QCOMPARE(body.mid(330, 8), time);
+        QCOMPARE(body, bextBytes(date.constData(), time.constData()).mid(8));
+    }
 
-    QCOMPARE(::writeBextChunk(output.stream), g_bextChunkSize);
-    QCOMPARE(output.file.pos(), g_outputStart);
-    QCOMPARE(withoutDate(output.bytes()), wavBytes({}) + bextWithoutDate());
-}
+    void writeBextChunk()
+    {
+        const QByteArray before = wavBytes({}) + QByteArray(4, '-');
+        FileStream output(before, QIODevice::ReadWrite);
+        output.file.seek(12);
 
-/// Read the other way round, a chunk of a recording at midnight could be a day ahead.
-void tst_ChunkWriter::bextDateIsReadBeforeTheTime()
-{
-    g_clock = {0};
-    if (QDateTime::currentMSecsSinceEpoch() != 0)
-        QSKIP("The toolkit reads the clock by another call here.");
-    for (const int day : {9, 11}) {
-        const QDateTime midnight(QDate(2025, 3, day + 1), QTime(0, 0));
-        g_clock = {midnight.toSecsSinceEpoch() - 1, midnight.toSecsSinceEpoch()};
-        FileStream output({}, QIODevice::ReadWrite);
         QCOMPARE(::writeBextChunk(output.stream), g_bextChunkSize);
-        QVERIFY(g_clock.isEmpty());
-        const QByteArray date = "2025-03-" + QByteArray::number(day).rightJustified(2, '0');
-        QCOMPARE(output.bytes().mid(8 + 320, 18), date + "00:00:00");
+        QCOMPARE(output.file.pos(), g_outputStart);
+        QCOMPARE(withoutDate(output.bytes()), wavBytes({}) + bextWithoutDate());
     }
-}
 
-void tst_ChunkWriter::addWriters()
-{
-    QTest::addColumn<Writer>("writes");
-    QTest::addColumn<qint64>("bytes");
+    /// Read the other way round, a chunk of a recording at midnight could be a day ahead.
+    void bextDateIsReadBeforeTheTime()
+    {
+        g_clock = {0};
+        if (QDateTime::currentMSecsSinceEpoch() != 0)
+            QSKIP("The toolkit reads the clock by another call here.");
+        for (const int day : {9, 11}) {
+            const QDateTime midnight(QDate(2025, 3, day + 1), QTime(0, 0));
+            g_clock = {midnight.toSecsSinceEpoch() - 1, midnight.toSecsSinceEpoch()};
+            FileStream output({}, QIODevice::ReadWrite);
+            QCOMPARE(::writeBextChunk(output.stream), g_bextChunkSize);
+            QVERIFY(g_clock.isEmpty());
+            const QByteArray date = "2025-03-" + QByteArray::number(day).rightJustified(2, '0');
+            QCOMPARE(output.bytes().mid(8 + 320, 18), date + "00:00:00");
+        }
+    }
 
-    QTest::newRow("RIFF header") << Writer([](QDataStream& s) { return ::writeRiffHeader(s, 40); })
-                                 << qint64(12);
-    QTest::newRow("chunk header") << Writer([](QDataStream& s) {
-        return ::writeChunkHeader(s, {{'d', 'a', 't', 'a'}, 4});
-    }) << qint64(8);
-    QTest::newRow("fmt body") << Writer([](QDataStream& s) {
-        return ::writeFmtBody(s, fmtRecord(1, 1, 48000, 96000, 2, 16));
-    }) << qint64(16);
-    QTest::newRow("bext chunk") << Writer([](QDataStream& s) { return ::writeBextChunk(s); })
-                                << qint64(g_bextChunkSize);
-    QTest::newRow("cue chunk without points")
-        << Writer([](QDataStream& s) { return writeCueChunk(s, {}); }) << qint64(4);
-    QTest::newRow("cue chunk with a point") << Writer([](QDataStream& s) {
-        return writeCueChunk(s, {{}, 1, {{1, 2, {'d', 'a', 't', 'a'}, 0, 0, 3}}});
-    }) << qint64(28);
-}
+    void deviceRefusesWrite_data() { addWriters(); }
 
-/// On a device that has room for each number of bytes up to those that the writer needs.
-void tst_ChunkWriter::deviceRefusesWrite()
-{
-    QFETCH(Writer, writes);
-    QFETCH(qint64, bytes);
-    FaultyStream whole;
-    whole.device.capacity = bytes;
-    QCOMPARE(writes(whole.stream), bytes);
-    QCOMPARE(whole.device.data().size(), bytes);
+    /// On a device that has room for each number of bytes up to those that the writer needs.
+    void deviceRefusesWrite()
+    {
+        QFETCH(Writer, writes);
+        QFETCH(qint64, bytes);
+        FaultyStream whole;
+        whole.device.capacity = bytes;
+        QCOMPARE(writes(whole.stream), bytes);
+        QCOMPARE(whole.device.data().size(), bytes);
 
-    for (qint64 capacity = 0; capacity < bytes; ++capacity) {
-        FaultyStream output;
-        output.device.capacity = capacity;
-        QCOMPARE(writes(output.stream), -1);
+        for (qint64 capacity = 0; capacity < bytes; ++capacity) {
+            FaultyStream output;
+            output.device.capacity = capacity;
+            QCOMPARE(writes(output.stream), -1);
+            QCOMPARE(output.stream.status(), Status::WriteFailed);
+            QVERIFY(whole.device.data().startsWith(output.device.data()));
+        }
+    }
+
+    void streamFailedBefore_data() { addWriters(); }
+
+    /// A write that did not go through makes every later writer of the stream fail.
+    void streamFailedBefore()
+    {
+        QFETCH(Writer, writes);
+        FaultyStream output("old");
+        output.device.seek(3);
+        output.device.capacity = 3;
+        output.stream << quint32(1);
         QCOMPARE(output.stream.status(), Status::WriteFailed);
-        QVERIFY(whole.device.data().startsWith(output.device.data()));
+
+        output.device.capacity = FaultyBuffer::never;
+        QCOMPARE(writes(output.stream), -1);
+        QCOMPARE(output.device.data(), "old"_ba);
     }
-}
 
-/// A write that did not go through makes every later writer of the stream fail.
-void tst_ChunkWriter::streamFailedBefore()
-{
-    QFETCH(Writer, writes);
-    FaultyStream output("old");
-    output.device.seek(3);
-    output.device.capacity = 3;
-    output.stream << quint32(1);
-    QCOMPARE(output.stream.status(), Status::WriteFailed);
+private:
+    static void addWriters()
+    {
+        QTest::addColumn<Writer>("writes");
+        QTest::addColumn<qint64>("bytes");
 
-    output.device.capacity = FaultyBuffer::never;
-    QCOMPARE(writes(output.stream), -1);
-    QCOMPARE(output.device.data(), "old"_ba);
-}
+        QTest::newRow("RIFF header")
+            << Writer([](QDataStream& s) { return ::writeRiffHeader(s, 40); }) << qint64(12);
+        QTest::newRow("chunk header") << Writer([](QDataStream& s) {
+            return ::writeChunkHeader(s, {{'d', 'a', 't', 'a'}, 4});
+        }) << qint64(8);
+        QTest::newRow("fmt body") << Writer([](QDataStream& s) {
+            return ::writeFmtBody(s, fmtRecord(1, 1, 48000, 96000, 2, 16));
+        }) << qint64(16);
+        QTest::newRow("bext chunk") << Writer([](QDataStream& s) { return ::writeBextChunk(s); })
+                                    << qint64(g_bextChunkSize);
+        QTest::newRow("cue chunk without points")
+            << Writer([](QDataStream& s) { return writeCueChunk(s, {}); }) << qint64(4);
+        QTest::newRow("cue chunk with a point") << Writer([](QDataStream& s) {
+            return writeCueChunk(s, {{}, 1, {{1, 2, {'d', 'a', 't', 'a'}, 0, 0, 3}}});
+        }) << qint64(28);
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_ChunkWriter)
 #include "tst_chunkwriter.moc"

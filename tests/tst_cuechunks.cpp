@@ -12,25 +12,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-class tst_CueChunks : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void read_data();
-    void read();
-    void readReplacesEarlierPoints();
-    void readOnUnreadableChunkName();
-    void readOnFailedStream();
-
-    void write_data();
-    void write();
-    void writeFewerPointsThanCounted();
-
-    void roundTrip_data();
-    void roundTrip();
-};
-
 namespace {
 
 using Status = QDataStream::Status;
@@ -71,179 +52,188 @@ QByteArray pointBytes(const CueChunk& cue)
 
 } // namespace
 
-void tst_CueChunks::read_data()
+class tst_CueChunks : public QObject
 {
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<quint32>("pointCount");
-    QTest::addColumn<QByteArray>("points");
-    QTest::addColumn<qint64>("position");
+    Q_OBJECT
 
-    const auto accepted = [](const char* name, const QByteArray& body, quint32 count,
-                             const QByteArray& points) {
-        QTest::newRow(name) << body << true << count << points << qint64(4 + points.size());
-    };
-    const auto refused = [](const char* name, const QByteArray& body, quint32 count,
-                            const QByteArray& points, qint64 position) {
-        QTest::newRow(name) << body << false << count << points << position;
-    };
+private slots:
+    void read_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<quint32>("pointCount");
+        QTest::addColumn<QByteArray>("points");
+        QTest::addColumn<qint64>("position");
 
-    const QByteArray first = g_first.bytes();
-    const QByteArray second = g_second.bytes();
-    accepted("no points", le32(0), 0, {});
-    accepted("no points counted, though one follows", le32(0) + first, 0, {});
-    accepted("one point", le32(1) + first, 1, first);
-    accepted("one point counted, though two follow", le32(1) + first + second, 1, first);
-    accepted("two points", le32(2) + first + second, 2, first + second);
+        const auto accepted = [](const char* name, const QByteArray& body, quint32 count,
+                                 const QByteArray& points) {
+            QTest::newRow(name) << body << true << count << points << qint64(4 + points.size());
+        };
+        const auto refused = [](const char* name, const QByteArray& body, quint32 count,
+                                const QByteArray& points, qint64 position) {
+            QTest::newRow(name) << body << false << count << points << position;
+        };
 
-    refused("identifier 0", le32(1) + Point{0}.bytes(), 1, {}, 8);
-    refused("identifier 0 in the second point", le32(2) + first + Point{0}.bytes(), 2, first, 32);
-    refused("chunk name of a wave list", le32(1) + Point{1, 0, "slnt"}.bytes(), 1, {}, 16);
-    refused("chunk name in upper case", le32(1) + Point{1, 0, "DATA"}.bytes(), 1, {}, 16);
-    refused("chunk start other than 0", le32(1) + Point{1, 0, "data", 1}.bytes(), 1, {}, 28);
-    refused("block start other than 0", le32(1) + Point{1, 0, "data", 0, 1}.bytes(), 1, {}, 28);
-    refused("block start of 2^31", le32(1) + Point{1, 0, "data", 0, 0x80000000}.bytes(), 1, {}, 28);
-    refused("bad second point ends before a good third",
-            le32(3) + first + Point{2, 0, "data", 9}.bytes() + second, 3, first, 52);
+        const QByteArray first = g_first.bytes();
+        const QByteArray second = g_second.bytes();
+        accepted("no points", le32(0), 0, {});
+        accepted("no points counted, though one follows", le32(0) + first, 0, {});
+        accepted("one point", le32(1) + first, 1, first);
+        accepted("one point counted, though two follow", le32(1) + first + second, 1, first);
+        accepted("two points", le32(2) + first + second, 2, first + second);
 
-    refused("one point more counted than there is", le32(3) + first + second, 3, first + second,
-            52);
-    refused("2^32-1 points counted", le32(0xffffffff) + first + second, 0xffffffff, first + second,
-            52);
-    refused("2^31 points counted and none there", le32(0x80000000), 0x80000000, {}, 4);
-    refused("last field of a point cut", le32(1) + first.left(23), 1, {}, 27);
-    refused("chunk name of a point cut", le32(1) + first.left(10), 1, {}, 14);
-    refused("second point cut after its identifier", le32(2) + first + second.left(4), 2, first,
-            32);
-    // A number that is cut short reads as 0.
-    QTest::newRow("count cut after three bytes")
-        << QByteArray(3, '\1') << true << quint32(0) << QByteArray() << qint64(3);
-    QTest::newRow("empty body") << QByteArray() << true << quint32(0) << QByteArray() << qint64(0);
-}
+        refused("identifier 0", le32(1) + Point{0}.bytes(), 1, {}, 8);
+        refused("identifier 0 in the second point", le32(2) + first + Point{0}.bytes(), 2, first,
+                32);
+        refused("chunk name of a wave list", le32(1) + Point{1, 0, "slnt"}.bytes(), 1, {}, 16);
+        refused("chunk name in upper case", le32(1) + Point{1, 0, "DATA"}.bytes(), 1, {}, 16);
+        refused("chunk start other than 0", le32(1) + Point{1, 0, "data", 1}.bytes(), 1, {}, 28);
+        refused("block start other than 0", le32(1) + Point{1, 0, "data", 0, 1}.bytes(), 1, {}, 28);
+        refused("block start of 2^31", le32(1) + Point{1, 0, "data", 0, 0x80000000}.bytes(), 1, {},
+                28);
+        refused("bad second point ends before a good third",
+                le32(3) + first + Point{2, 0, "data", 9}.bytes() + second, 3, first, 52);
 
-void tst_CueChunks::read()
-{
-    QFETCH(QByteArray, body);
-    FileStream source(body);
+        refused("one point more counted than there is", le32(3) + first + second, 3, first + second,
+                52);
+        refused("2^32-1 points counted", le32(0xffffffff) + first + second, 0xffffffff,
+                first + second, 52);
+        refused("2^31 points counted and none there", le32(0x80000000), 0x80000000, {}, 4);
+        refused("last field of a point cut", le32(1) + first.left(23), 1, {}, 27);
+        refused("chunk name of a point cut", le32(1) + first.left(10), 1, {}, 14);
+        refused("second point cut after its identifier", le32(2) + first + second.left(4), 2, first,
+                32);
+        // A number that is cut short reads as 0.
+        QTest::newRow("count cut after three bytes")
+            << QByteArray(3, '\1') << true << quint32(0) << QByteArray() << qint64(3);
+        QTest::newRow("empty body")
+            << QByteArray() << true << quint32(0) << QByteArray() << qint64(0);
+    }
 
-    CueChunk cue = {{{'c', 'u', 'e', ' '}, 4711}, 99, {}};
-    QTEST(readCueChunk(source.stream, &cue), "accepted");
-    QTEST(cue.pointCount, "pointCount");
-    QTEST(pointBytes(cue), "points");
-    QTEST(source.file.pos(), "position");
-    QCOMPARE(QByteArray(cue.header.id, 4), "cue "_ba); // the header is the caller's
-    QCOMPARE(cue.header.size, 4711u);
-}
+    void read()
+    {
+        QFETCH(QByteArray, body);
+        FileStream source(body);
 
-void tst_CueChunks::readReplacesEarlierPoints()
-{
-    FileStream source(le32(2) + g_first.bytes() + g_second.bytes() + le32(1) + g_third.bytes());
-    CueChunk cue = {};
-    QVERIFY(readCueChunk(source.stream, &cue));
-    QVERIFY(readCueChunk(source.stream, &cue));
-    QCOMPARE(cue.pointCount, 1u);
-    QCOMPARE(pointBytes(cue), g_third.bytes());
-}
+        CueChunk cue = {{{'c', 'u', 'e', ' '}, 4711}, 99, {}};
+        QTEST(readCueChunk(source.stream, &cue), "accepted");
+        QTEST(cue.pointCount, "pointCount");
+        QTEST(pointBytes(cue), "points");
+        QTEST(source.file.pos(), "position");
+        QCOMPARE(QByteArray(cue.header.id, 4), "cue "_ba); // the header is the caller's
+        QCOMPARE(cue.header.size, 4711u);
+    }
 
-void tst_CueChunks::readOnUnreadableChunkName()
-{
-    FaultyStream source(le32(1) + g_first.bytes());
-    source.device.unreadableFrom = 12;
-    CueChunk cue = {};
-    QVERIFY(!readCueChunk(source.stream, &cue));
-    QVERIFY(cue.points.isEmpty());
-    QCOMPARE(source.device.pos(), 12);
-    QCOMPARE(source.stream.status(), Status::ReadCorruptData);
-}
+    void readReplacesEarlierPoints()
+    {
+        FileStream source(le32(2) + g_first.bytes() + g_second.bytes() + le32(1) + g_third.bytes());
+        CueChunk cue = {};
+        QVERIFY(readCueChunk(source.stream, &cue));
+        QVERIFY(readCueChunk(source.stream, &cue));
+        QCOMPARE(cue.pointCount, 1u);
+        QCOMPARE(pointBytes(cue), g_third.bytes());
+    }
 
-void tst_CueChunks::readOnFailedStream()
-{
-    FileStream source(le32(2) + g_first.bytes() + g_second.bytes());
-    source.file.seek(source.file.size());
-    quint32 beyond = 0;
-    source.stream >> beyond;
-    QCOMPARE(source.stream.status(), Status::ReadPastEnd);
+    void readOnUnreadableChunkName()
+    {
+        FaultyStream source(le32(1) + g_first.bytes());
+        source.device.unreadableFrom = 12;
+        CueChunk cue = {};
+        QVERIFY(!readCueChunk(source.stream, &cue));
+        QVERIFY(cue.points.isEmpty());
+        QCOMPARE(source.device.pos(), 12);
+        QCOMPARE(source.stream.status(), Status::ReadCorruptData);
+    }
 
-    source.file.seek(0);
-    CueChunk cue = {};
-    QVERIFY(!readCueChunk(source.stream, &cue));
-    QVERIFY(cue.points.isEmpty());
-}
+    void readOnFailedStream()
+    {
+        FileStream source(le32(2) + g_first.bytes() + g_second.bytes());
+        source.file.seek(source.file.size());
+        quint32 beyond = 0;
+        source.stream >> beyond;
+        QCOMPARE(source.stream.status(), Status::ReadPastEnd);
 
-void tst_CueChunks::write_data()
-{
-    QTest::addColumn<quint32>("pointCount");
-    QTest::addColumn<QList<Point>>("points");
-    QTest::addColumn<QByteArray>("written");
+        source.file.seek(0);
+        CueChunk cue = {};
+        QVERIFY(!readCueChunk(source.stream, &cue));
+        QVERIFY(cue.points.isEmpty());
+    }
 
-    const QList<Point> none;
-    QTest::newRow("no points") << quint32(0) << none << le32(0);
-    QTest::newRow("points at hand but none counted")
-        << quint32(0) << QList<Point>{g_first} << le32(0);
-    QTest::newRow("one point") << quint32(1) << QList<Point>{g_first}
-                               << QByteArray(
-                                      "\x01\0\0\0" // one point
-                                      "\x01\0\0\0\x04\x03\x02\x01" // identifier, position
-                                      "data\0\0\0\0\0\0\0\0" // chunk name, chunk start, block start
-                                      "\x08\x07\x06\x05", // sample offset
-                                      28);
-    QTest::newRow("three points in order")
-        << quint32(3) << QList<Point>{g_third, g_first, g_second}
-        << QByteArray(le32(3) + g_third.bytes() + g_first.bytes() + g_second.bytes());
-    QTest::newRow("fewer counted than at hand")
-        << quint32(1) << QList<Point>{g_third, g_first} << QByteArray(le32(1) + g_third.bytes());
-    const Point playlist = {0, 1, "\x80ls ", 2, 3, 4};
-    QTest::newRow("point that the reader would refuse")
-        << quint32(1) << QList<Point>{playlist} << QByteArray(le32(1) + playlist.bytes());
-}
+    void write_data()
+    {
+        QTest::addColumn<quint32>("pointCount");
+        QTest::addColumn<QList<Point>>("points");
+        QTest::addColumn<QByteArray>("written");
 
-void tst_CueChunks::write()
-{
-    QFETCH(quint32, pointCount);
-    QFETCH(QList<Point>, points);
-    QFETCH(QByteArray, written);
-    FileStream output("cue -", QIODevice::ReadWrite);
-    output.file.seek(5);
+        const QList<Point> none;
+        QTest::newRow("no points") << quint32(0) << none << le32(0);
+        QTest::newRow("points at hand but none counted")
+            << quint32(0) << QList<Point>{g_first} << le32(0);
+        QTest::newRow("one point")
+            << quint32(1) << QList<Point>{g_first}
+            << QByteArray("\x01\0\0\0" // one point
+                          "\x01\0\0\0\x04\x03\x02\x01" // identifier, position
+                          "data\0\0\0\0\0\0\0\0" // chunk name, chunk start, block start
+                          "\x08\x07\x06\x05", // sample offset
+                          28);
+        QTest::newRow("three points in order")
+            << quint32(3) << QList<Point>{g_third, g_first, g_second}
+            << QByteArray(le32(3) + g_third.bytes() + g_first.bytes() + g_second.bytes());
+        QTest::newRow("fewer counted than at hand") << quint32(1) << QList<Point>{g_third, g_first}
+                                                    << QByteArray(le32(1) + g_third.bytes());
+        const Point playlist = {0, 1, "\x80ls ", 2, 3, 4};
+        QTest::newRow("point that the reader would refuse")
+            << quint32(1) << QList<Point>{playlist} << QByteArray(le32(1) + playlist.bytes());
+    }
 
-    CueChunk cue = {{}, pointCount, {}};
-    for (const Point& point : points)
-        cue.points.append(point.record());
-    QCOMPARE(writeCueChunk(output.stream, cue), written.size());
-    QCOMPARE(output.file.pos(), 5 + written.size());
-    QCOMPARE(output.bytes(), "cue -" + written);
-}
+    void write()
+    {
+        QFETCH(quint32, pointCount);
+        QFETCH(QList<Point>, points);
+        QFETCH(QByteArray, written);
+        FileStream output("cue -", QIODevice::ReadWrite);
+        output.file.seek(5);
 
-void tst_CueChunks::writeFewerPointsThanCounted()
-{
-    FileStream output("cue -", QIODevice::ReadWrite);
-    output.file.seek(5);
-    QCOMPARE(writeCueChunk(output.stream, {{}, 2, {g_first.record()}}), -1);
-    QCOMPARE(output.bytes(), "cue -"_ba);
-}
+        CueChunk cue = {{}, pointCount, {}};
+        for (const Point& point : points)
+            cue.points.append(point.record());
+        QCOMPARE(writeCueChunk(output.stream, cue), written.size());
+        QCOMPARE(output.file.pos(), 5 + written.size());
+        QCOMPARE(output.bytes(), "cue -" + written);
+    }
 
-void tst_CueChunks::roundTrip_data()
-{
-    QTest::addColumn<QByteArray>("body");
+    void writeFewerPointsThanCounted()
+    {
+        FileStream output("cue -", QIODevice::ReadWrite);
+        output.file.seek(5);
+        QCOMPARE(writeCueChunk(output.stream, {{}, 2, {g_first.record()}}), -1);
+        QCOMPARE(output.bytes(), "cue -"_ba);
+    }
 
-    QByteArray many = le32(1000);
-    for (quint32 i = 1; i <= 1000; ++i)
-        many += Point{i, i * 3, "data", 0, 0, i * 5}.bytes();
-    QTest::newRow("no points") << le32(0);
-    QTest::newRow("two points") << QByteArray(le32(2) + g_second.bytes() + g_first.bytes());
-    QTest::newRow("thousand points") << many;
-}
+    void roundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("body");
 
-void tst_CueChunks::roundTrip()
-{
-    QFETCH(QByteArray, body);
-    FileStream source(body);
-    CueChunk cue = {};
-    QVERIFY(readCueChunk(source.stream, &cue));
+        QByteArray many = le32(1000);
+        for (quint32 i = 1; i <= 1000; ++i)
+            many += Point{i, i * 3, "data", 0, 0, i * 5}.bytes();
+        QTest::newRow("no points") << le32(0);
+        QTest::newRow("two points") << QByteArray(le32(2) + g_second.bytes() + g_first.bytes());
+        QTest::newRow("thousand points") << many;
+    }
 
-    FileStream output({}, QIODevice::ReadWrite);
-    QCOMPARE(writeCueChunk(output.stream, cue), body.size());
-    QCOMPARE(output.bytes(), body);
-}
+    void roundTrip()
+    {
+        QFETCH(QByteArray, body);
+        FileStream source(body);
+        CueChunk cue = {};
+        QVERIFY(readCueChunk(source.stream, &cue));
+
+        FileStream output({}, QIODevice::ReadWrite);
+        QCOMPARE(writeCueChunk(output.stream, cue), body.size());
+        QCOMPARE(output.bytes(), body);
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_CueChunks)
 #include "tst_cuechunks.moc"

@@ -22,30 +22,6 @@ using namespace Qt::Literals::StringLiterals;
 /// Conversions that never end by themselves run in a process of their own: this executable, started
 /// again with what to convert. The test watches it from outside and ends it.
 
-class tst_EndlessSources : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-    void splitNeverEnds_data();
-    void splitNeverEnds();
-    void splitEndsWithTheLastWindow();
-    void splitGoesOnBesideAnotherWindow();
-    void combineEndsByCancel_data();
-    void combineEndsByCancel();
-
-private:
-    void startChild(const QStringList& arguments);
-    void checkThatItLoops();
-    void writeEndless(const QString& path);
-
-    qsizetype countOf(const char* line);
-
-    QProcess m_child;
-    QByteArray m_said;
-};
-
 namespace {
 
 constexpr int g_waitMs = 60000; // a hang of the test itself, nothing that is measured
@@ -166,164 +142,176 @@ qint64 processorTicks(qint64 processId)
 
 } // namespace
 
-void tst_EndlessSources::cleanup()
+class tst_EndlessSources : public QObject
 {
-    m_child.kill();
-    m_child.waitForFinished(g_waitMs);
-}
+    Q_OBJECT
 
-void tst_EndlessSources::startChild(const QStringList& arguments)
-{
-    m_said.clear();
-    m_child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_child.start(QCoreApplication::applicationFilePath(), arguments);
-    QVERIFY(m_child.waitForStarted(g_waitMs));
-}
-
-/// How often the child has said @p line so far.
-qsizetype tst_EndlessSources::countOf(const char* line)
-{
-    m_said += m_child.readAllStandardOutput();
-    return m_said.count(line);
-}
-
-/// The child reports rounds without progress again and again, and keeps using the processor.
-void tst_EndlessSources::checkThatItLoops()
-{
-    qint64 ticks = -1;
-    for (int sample = 0; sample < 4; ++sample) {
-        const qsizetype lines = countOf("stands still\n");
-        QTRY_VERIFY_WITH_TIMEOUT(countOf("stands still\n") > lines, g_waitMs);
-        QTRY_VERIFY_WITH_TIMEOUT(processorTicks(m_child.processId()) > ticks, g_waitMs);
-        ticks = processorTicks(m_child.processId());
+private slots:
+    void cleanup()
+    {
+        m_child.kill();
+        m_child.waitForFinished(g_waitMs);
     }
-    QCOMPARE(m_child.state(), QProcess::Running);
-}
 
-void tst_EndlessSources::splitNeverEnds_data()
-{
-    QTest::addColumn<QByteArray>("source");
-    QTest::addColumn<QString>("cancels");
+    void splitNeverEnds_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QString>("cancels");
 
-    const Format stereo = {.channels = 2};
-    const QByteArray few = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 1000)});
-    const QByteArray huge = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 0xFFFFFFFF)});
-    const QByteArray none = wavBytes({fmtChunk(stereo), dataChunk({}, 4)});
-    QTest::newRow("data that claims more than the file holds") << few << u"wait"_s;
-    QTest::newRow("data that claims more than the file holds, with clicks on Cancel")
-        << few << u"cancel"_s;
-    QTest::newRow("data that claims 2^32 - 1 bytes") << huge << u"wait"_s;
-    QTest::newRow("data that claims a frame and has nothing") << none << u"cancel"_s;
-}
+        const Format stereo = {.channels = 2};
+        const QByteArray few = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 1000)});
+        const QByteArray huge = wavBytes({fmtChunk(stereo), dataChunk("aA1!bB2@", 0xFFFFFFFF)});
+        const QByteArray none = wavBytes({fmtChunk(stereo), dataChunk({}, 4)});
+        QTest::newRow("data that claims more than the file holds") << few << u"wait"_s;
+        QTest::newRow("data that claims more than the file holds, with clicks on Cancel")
+            << few << u"cancel"_s;
+        QTest::newRow("data that claims 2^32 - 1 bytes") << huge << u"wait"_s;
+        QTest::newRow("data that claims a frame and has nothing") << none << u"cancel"_s;
+    }
 
-void tst_EndlessSources::splitNeverEnds()
-{
-    QFETCH(QByteArray, source);
-    QFETCH(QString, cancels);
-    const TempDir dir;
-    const QString path = dir.path(u"take.wav"_s);
-    QVERIFY(writeFile(path, source));
+    void splitNeverEnds()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QString, cancels);
+        const TempDir dir;
+        const QString path = dir.path(u"take.wav"_s);
+        QVERIFY(writeFile(path, source));
 
-    startChild({u"split"_s, cancels, path});
-    if (cancels == u"cancel")
-        QTRY_COMPARE_WITH_TIMEOUT(countOf("clicks Cancel\n"), 1, g_waitMs);
-    checkThatItLoops();
-    m_child.kill();
-    QVERIFY(m_child.waitForFinished(g_waitMs));
+        startChild({u"split"_s, cancels, path});
+        if (cancels == u"cancel")
+            QTRY_COMPARE_WITH_TIMEOUT(countOf("clicks Cancel\n"), 1, g_waitMs);
+        checkThatItLoops();
+        m_child.kill();
+        QVERIFY(m_child.waitForFinished(g_waitMs));
 
-    QCOMPARE(m_child.exitStatus(), QProcess::CrashExit);
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
-             QStringList({u"take.wav"_s, u"take_01.wav"_s}));
-    QCOMPARE(readFile(path), source);
-}
+        QCOMPARE(m_child.exitStatus(), QProcess::CrashExit);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+                 QStringList({u"take.wav"_s, u"take_01.wav"_s}));
+        QCOMPARE(readFile(path), source);
+    }
 
-/// A file of which the split finds the end never.
-void tst_EndlessSources::writeEndless(const QString& path)
-{
-    QVERIFY(writeFile(path, wavBytes({fmtChunk({.channels = 2}), dataChunk("aA1!bB2@", 1000)})));
-}
+    /// Nobody could end the program any more.
+    void splitEndsWithTheLastWindow()
+    {
+        const TempDir dir;
+        const QString path = dir.path(u"take.wav"_s);
+        writeEndless(path);
+        startChild({u"split"_s, u"close"_s, path});
+        QVERIFY(m_child.waitForFinished(g_waitMs));
 
-/// Nobody could end the program any more.
-void tst_EndlessSources::splitEndsWithTheLastWindow()
-{
-    const TempDir dir;
-    const QString path = dir.path(u"take.wav"_s);
-    writeEndless(path);
-    startChild({u"split"_s, u"close"_s, path});
-    QVERIFY(m_child.waitForFinished(g_waitMs));
+        QCOMPARE(countOf("closes the window\n"), 1);
+        QCOMPARE(countOf("shows 0 box(es)\n"), 1);
+        QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{u"take.wav"_s});
+    }
 
-    QCOMPARE(countOf("closes the window\n"), 1);
-    QCOMPARE(countOf("shows 0 box(es)\n"), 1);
-    QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{u"take.wav"_s});
-}
+    void splitGoesOnBesideAnotherWindow()
+    {
+        const TempDir dir;
+        const QString path = dir.path(u"take.wav"_s);
+        writeEndless(path);
+        startChild({u"split"_s, u"another"_s, path});
+        QTRY_COMPARE_WITH_TIMEOUT(countOf("closes the window\n"), 1, g_waitMs);
+        checkThatItLoops();
+    }
 
-void tst_EndlessSources::splitGoesOnBesideAnotherWindow()
-{
-    const TempDir dir;
-    const QString path = dir.path(u"take.wav"_s);
-    writeEndless(path);
-    startChild({u"split"_s, u"another"_s, path});
-    QTRY_COMPARE_WITH_TIMEOUT(countOf("closes the window\n"), 1, g_waitMs);
-    checkThatItLoops();
-}
+    void combineEndsByCancel_data()
+    {
+        QTest::addColumn<QByteArray>("reference");
+        QTest::addColumn<QByteArray>("second");
+        QTest::addColumn<QString>("secondName");
 
-void tst_EndlessSources::combineEndsByCancel_data()
-{
-    QTest::addColumn<QByteArray>("reference");
-    QTest::addColumn<QByteArray>("second");
-    QTest::addColumn<QString>("secondName");
+        const Format mono = {.bits = 16};
+        const auto claiming = [&mono](qint64 size) {
+            return wavBytes({fmtChunk(mono), dataChunk("aAbBcCdD", size)});
+        };
+        const QByteArray whole = claiming(8);
+        QTest::newRow("reference data that claims more than the files hold")
+            << claiming(1000) << claiming(1000) << u"take_02.wav"_s;
+        QTest::newRow("reference data that claims 2^31 bytes")
+            << claiming(0x80000000) << whole << u"take_02.wav"_s;
+        QTest::newRow("reference data that claims 2^32 - 1 bytes")
+            << claiming(0xFFFFFFFF) << whole << u"take_02.wav"_s;
+        QTest::newRow("a last channel file that ends early")
+            << whole << wavBytes({fmtChunk(mono), dataChunk("aAbB")}) << u"take_02.wav"_s;
+        QTest::newRow("the reference number again at the end of the reference")
+            << whole << whole << u"again_01.wav"_s;
+        // The progress is then at its maximum, the RIFF size, in each round.
+        const QByteArray shortened =
+            wavBytes({fmtChunk(mono), dataChunk("aAbBcCdDeEfF")}).chopped(8);
+        QTest::newRow("sources that lost their last 8 bytes")
+            << shortened << shortened << u"take_02.wav"_s;
+    }
 
-    const Format mono = {.bits = 16};
-    const auto claiming = [&mono](qint64 size) {
-        return wavBytes({fmtChunk(mono), dataChunk("aAbBcCdD", size)});
-    };
-    const QByteArray whole = claiming(8);
-    QTest::newRow("reference data that claims more than the files hold")
-        << claiming(1000) << claiming(1000) << u"take_02.wav"_s;
-    QTest::newRow("reference data that claims 2^31 bytes")
-        << claiming(0x80000000) << whole << u"take_02.wav"_s;
-    QTest::newRow("reference data that claims 2^32 - 1 bytes")
-        << claiming(0xFFFFFFFF) << whole << u"take_02.wav"_s;
-    QTest::newRow("a last channel file that ends early")
-        << whole << wavBytes({fmtChunk(mono), dataChunk("aAbB")}) << u"take_02.wav"_s;
-    QTest::newRow("the reference number again at the end of the reference")
-        << whole << whole << u"again_01.wav"_s;
-    // The progress is then at its maximum, the RIFF size, in each round.
-    const QByteArray shortened = wavBytes({fmtChunk(mono), dataChunk("aAbBcCdDeEfF")}).chopped(8);
-    QTest::newRow("sources that lost their last 8 bytes")
-        << shortened << shortened << u"take_02.wav"_s;
-}
+    void combineEndsByCancel()
+    {
+        QFETCH(QByteArray, reference);
+        QFETCH(QByteArray, second);
+        QFETCH(QString, secondName);
+        const TempDir dir;
+        const QStringList paths = {dir.path(u"take_01.wav"_s), dir.path(secondName)};
+        QVERIFY(writeFile(paths[0], reference));
+        QVERIFY(writeFile(paths[1], second));
 
-void tst_EndlessSources::combineEndsByCancel()
-{
-    QFETCH(QByteArray, reference);
-    QFETCH(QByteArray, second);
-    QFETCH(QString, secondName);
-    const TempDir dir;
-    const QStringList paths = {dir.path(u"take_01.wav"_s), dir.path(secondName)};
-    QVERIFY(writeFile(paths[0], reference));
-    QVERIFY(writeFile(paths[1], second));
+        startChild({u"combine"_s, u"wait"_s, paths[0], paths[1]});
+        checkThatItLoops();
+        QVERIFY(QFile::exists(dir.path(u"take_combined.wav"_s)));
+        m_child.kill();
+        QVERIFY(m_child.waitForFinished(g_waitMs));
+        QVERIFY(QFile::remove(dir.path(u"take_combined.wav"_s)));
 
-    startChild({u"combine"_s, u"wait"_s, paths[0], paths[1]});
-    checkThatItLoops();
-    QVERIFY(QFile::exists(dir.path(u"take_combined.wav"_s)));
-    m_child.kill();
-    QVERIFY(m_child.waitForFinished(g_waitMs));
-    QVERIFY(QFile::remove(dir.path(u"take_combined.wav"_s)));
+        startChild({u"combine"_s, u"cancel"_s, paths[0], paths[1]});
+        QVERIFY(m_child.waitForFinished(g_waitMs));
 
-    startChild({u"combine"_s, u"cancel"_s, paths[0], paths[1]});
-    QVERIFY(m_child.waitForFinished(g_waitMs));
+        QCOMPARE(m_said + m_child.readAllStandardOutput(),
+                 QByteArray("stands still\nclicks Cancel\nshows 0 box(es)\n"));
+        QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
+        QVERIFY(!QFile::exists(dir.path(u"take_combined.wav"_s)));
+        QCOMPARE(readFile(paths[0]), reference);
+        QCOMPARE(readFile(paths[1]), second);
+    }
 
-    QCOMPARE(m_said + m_child.readAllStandardOutput(),
-             QByteArray("stands still\nclicks Cancel\nshows 0 box(es)\n"));
-    QCOMPARE(m_child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_child.exitCode(), int(ConvertCancelled));
-    QVERIFY(!QFile::exists(dir.path(u"take_combined.wav"_s)));
-    QCOMPARE(readFile(paths[0]), reference);
-    QCOMPARE(readFile(paths[1]), second);
-}
+private:
+    void startChild(const QStringList& arguments)
+    {
+        m_said.clear();
+        m_child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_child.start(QCoreApplication::applicationFilePath(), arguments);
+        QVERIFY(m_child.waitForStarted(g_waitMs));
+    }
+
+    /// The child reports rounds without progress again and again, and keeps using the processor.
+    void checkThatItLoops()
+    {
+        qint64 ticks = -1;
+        for (int sample = 0; sample < 4; ++sample) {
+            const qsizetype lines = countOf("stands still\n");
+            QTRY_VERIFY_WITH_TIMEOUT(countOf("stands still\n") > lines, g_waitMs);
+            QTRY_VERIFY_WITH_TIMEOUT(processorTicks(m_child.processId()) > ticks, g_waitMs);
+            ticks = processorTicks(m_child.processId());
+        }
+        QCOMPARE(m_child.state(), QProcess::Running);
+    }
+
+    /// A file of which the split finds the end never.
+    void writeEndless(const QString& path)
+    {
+        QVERIFY(
+            writeFile(path, wavBytes({fmtChunk({.channels = 2}), dataChunk("aA1!bB2@", 1000)})));
+    }
+
+    /// How often the child has said @p line so far.
+    qsizetype countOf(const char* line)
+    {
+        m_said += m_child.readAllStandardOutput();
+        return m_said.count(line);
+    }
+
+    QProcess m_child;
+    QByteArray m_said;
+};
 
 int main(int argc, char* argv[])
 {

@@ -25,35 +25,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-/// What conversions make of media whose reads fail or stop short.
-class tst_FailingMedia : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-    void everyFailureEndsInABoxOrInTheRightFiles_data();
-    void everyFailureEndsInABoxOrInTheRightFiles();
-    void combineWhoseReadFails_data();
-    void combineWhoseReadFails();
-    void outputThatCannotBeRemovedIsReported_data() { addConversionRows(); }
-    void outputThatCannotBeRemovedIsReported();
-    void emptyOutputReplacedIsNotRemoved();
-    void failingStatNeverTruncatesALinkedSource_data();
-    void failingStatNeverTruncatesALinkedSource();
-    void identityThatChangesDoesNoHarm_data() { addConversionRows(); }
-    void identityThatChangesDoesNoHarm();
-    void sourceOfChangingIdentityIsRefused_data();
-    void sourceOfChangingIdentityIsRefused();
-    void shortCallsAreGoneOnWith_data();
-    void shortCallsAreGoneOnWith();
-
-private:
-    // The toolkit's words for a position that the medium refuses, and for a pipe
-    const ExpectedMessages m_refusedSeeks{u"QFile::at: Cannot set file position"_s};
-    const ExpectedMessages m_seeksInPipes{u"QIODevice::seek (QFile, "_s};
-};
-
 namespace {
 
 /// Which of the system's calls for a file, counted from 1, fail.
@@ -294,284 +265,301 @@ Files filesBelow(const Files& entries, const QString& folder)
 
 } // namespace
 
-void tst_FailingMedia::cleanup()
+/// What conversions make of media whose reads fail or stop short.
+class tst_FailingMedia : public QObject
 {
-    g_defects = {};
-}
+    Q_OBJECT
 
-void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("call");
-    QTest::addColumn<int>("times");
-    QTest::addColumn<QString>("place");
-    QTest::addColumn<bool>("outputsExist");
-    QTest::addColumn<Layout>("layout");
-    const std::pair<Call, const char*> calls[] = {
-        {Open, "open"}, {Read, "read"}, {Write, "write"},
-        {Seek, "seek"}, {Stat, "stat"}, {Close, "close"},
-    };
-    const std::pair<Layout, const char*> otherSources[] = {
-        {{40000, 600000, {chunk("bext", sampleBytes(40000)), chunk("tail", "1234")}},
-         " of a source that has a bext after its samples"},
-        {{40000, 600000, {}}, " of a source that ends with its samples"},
-        {{40000, 600000, {"abcde"}}, " of a source that ends in a cut header"},
-    };
-    for (const auto& [conversion, name] : g_conversions) {
-        for (const auto& [call, callName] : calls) {
-            for (const int times : {1, 2, INT_MAX}) {
-                // The toolkit passes over the first failed read or seek after bytes that it has.
-                if (times == 2 && call != Read && call != Seek)
-                    continue;
-                const auto add = [&](const char* what, const QString& place,
-                                     bool outputsExist = false, const Layout& layout = {}) {
-                    QTest::addRow("%s, each %s%s fails %s", name, callName, what,
-                                  times == 1   ? "once"
-                                  : times == 2 ? "twice"
-                                               : "from then on")
-                        << conversion << int(call) << times << place << outputsExist << layout;
-                };
-                add("", u""_s);
-                if (call != Write)
-                    add(" of a source", u"in"_s);
-                if (call != Read) {
-                    add(" of a new output", u"out"_s);
-                    add(" of an output that exists", u"out"_s, true);
-                }
-                for (const auto& [layout, which] : otherSources) {
-                    if (call == Seek || (call == Read && layout.after.size() == 2))
-                        add(which, u"in"_s, false, layout);
+private slots:
+    void cleanup() { g_defects = {}; }
+
+    void everyFailureEndsInABoxOrInTheRightFiles_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<int>("call");
+        QTest::addColumn<int>("times");
+        QTest::addColumn<QString>("place");
+        QTest::addColumn<bool>("outputsExist");
+        QTest::addColumn<Layout>("layout");
+        const std::pair<Call, const char*> calls[] = {
+            {Open, "open"}, {Read, "read"}, {Write, "write"},
+            {Seek, "seek"}, {Stat, "stat"}, {Close, "close"},
+        };
+        const std::pair<Layout, const char*> otherSources[] = {
+            {{40000, 600000, {chunk("bext", sampleBytes(40000)), chunk("tail", "1234")}},
+             " of a source that has a bext after its samples"},
+            {{40000, 600000, {}}, " of a source that ends with its samples"},
+            {{40000, 600000, {"abcde"}}, " of a source that ends in a cut header"},
+        };
+        for (const auto& [conversion, name] : g_conversions) {
+            for (const auto& [call, callName] : calls) {
+                for (const int times : {1, 2, INT_MAX}) {
+                    // The toolkit passes over the first failed read or seek after bytes that it
+                    // has.
+                    if (times == 2 && call != Read && call != Seek)
+                        continue;
+                    const auto add = [&](const char* what, const QString& place,
+                                         bool outputsExist = false, const Layout& layout = {}) {
+                        QTest::addRow("%s, each %s%s fails %s", name, callName, what,
+                                      times == 1   ? "once"
+                                      : times == 2 ? "twice"
+                                                   : "from then on")
+                            << conversion << int(call) << times << place << outputsExist << layout;
+                    };
+                    add("", u""_s);
+                    if (call != Write)
+                        add(" of a source", u"in"_s);
+                    if (call != Read) {
+                        add(" of a new output", u"out"_s);
+                        add(" of an output that exists", u"out"_s, true);
+                    }
+                    for (const auto& [layout, which] : otherSources) {
+                        if (call == Seek || (call == Read && layout.after.size() == 2))
+                            add(which, u"in"_s, false, layout);
+                    }
                 }
             }
         }
     }
-}
 
-/// The conversion runs once for each call that it makes, of sources and outputs alike.
-void tst_FailingMedia::everyFailureEndsInABoxOrInTheRightFiles()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, call);
-    QFETCH(const int, times);
-    QFETCH(const QString, place);
-    QFETCH(const bool, outputsExist);
-    QFETCH(const Layout, layout);
+    /// The conversion runs once for each call that it makes, of sources and outputs alike.
+    void everyFailureEndsInABoxOrInTheRightFiles()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const int, call);
+        QFETCH(const int, times);
+        QFETCH(const QString, place);
+        QFETCH(const bool, outputsExist);
+        QFETCH(const Layout, layout);
 
-    const QByteArray earlier = "an earlier file";
-    const bool isCopy = conversion == Conversion::PlainToBwf;
-    const bool isCut = layout.after == QByteArrayList{"abcde"};
-    Request request = separated(conversion, layout);
-    for (const QString& name : request.outputs.keys()) {
-        if (outputsExist) {
-            request.before[name] = earlier;
-            request.ask(name);
+        const QByteArray earlier = "an earlier file";
+        const bool isCopy = conversion == Conversion::PlainToBwf;
+        const bool isCut = layout.after == QByteArrayList{"abcde"};
+        Request request = separated(conversion, layout);
+        for (const QString& name : request.outputs.keys()) {
+            if (outputsExist) {
+                request.before[name] = earlier;
+                request.ask(name);
+            }
+        }
+        if (isCut) {
+            request.fail(ConvertDataRead);
+            if (isCopy)
+                request.outputs[request.output()] = wavBytes({bextWithoutDate()}, 0);
+        }
+        const Files sources = filesBelow(request.before, u"in"_s);
+        const Files valid = filesBelow(request.outputs, u"out"_s);
+        Workplace work(request);
+        QCOMPARE(work.problems({}, place), QString());
+        const int calls = work.met().calls[size_t(call)].calls;
+        QVERIFY(calls > 0);
+        for (int failed = 1; failed <= calls; ++failed) {
+            work.emptyOutputDirectory();
+            const ConversionRun run = work.run(failing(Call(call), failed, times), place);
+            const Files entries = work.entries();
+            const Files outputs = filesBelow(entries, u"out"_s);
+            QStringList reported = run.texts();
+            const qsizetype questions =
+                reported.removeIf([](const QString& text) { return text.endsWith(g_overwrite); });
+            const QString which = u"call %1 of %2: "_s.arg(failed).arg(calls) + reported.join(u'|');
+            QVERIFY2(filesBelow(entries, u"in"_s) == sources, qPrintable(which));
+            const bool isReported = !reported.isEmpty();
+            const bool isRight = !isCut && outputs == valid;
+            if (!isCopy) {
+                QVERIFY2((run.result == ConvertOk) == !isReported, qPrintable(which));
+                QVERIFY2(isReported || isRight, qPrintable(which));
+            }
+            const bool isWritten = call == Write || (call == Close && place == u"out"_s);
+            if (isWritten) {
+                QVERIFY2(
+                    reported == QStringList{errorText(ConvertDataWrite)}
+                        || (call == Write && reported == QStringList{errorText(ConvertDataCopy)}),
+                    qPrintable(which));
+                if (!isCopy)
+                    QVERIFY2(outputs.size() < valid.size(), qPrintable(which));
+            }
+            // The last stats are of a finished file, which they must not deny.
+            if (call == Stat && times == 1 && place == u"out"_s && !outputsExist
+                && failed > calls - 3)
+                QVERIFY2(!isReported && isRight, qPrintable(which));
+            int changed = 0;
+            for (auto file = outputs.cbegin(); file != outputs.cend(); ++file) {
+                changed += file.value() != earlier;
+                if (file.value() == valid.value(file.key()) || file.value() == earlier)
+                    continue;
+                // A failed split leaves its output up to the first chunk, and a plain copy what it
+                // has written.
+                const bool isStart =
+                    conversion == Conversion::Split && !isWritten && file->size() <= g_outputStart;
+                const bool isUnfinishedCopy =
+                    isCopy && (isReported || file->mid(4, 4) == le32(0) || file->isEmpty());
+                QVERIFY2(isStart || isUnfinishedCopy, qPrintable(which + u": "_s + file.key()));
+            }
+            if (outputsExist) {
+                QVERIFY2(changed <= questions,
+                         qPrintable(which + u": overwritten without a question"_s));
+            }
         }
     }
-    if (isCut) {
-        request.fail(ConvertDataRead);
-        if (isCopy)
-            request.outputs[request.output()] = wavBytes({bextWithoutDate()}, 0);
-    }
-    const Files sources = filesBelow(request.before, u"in"_s);
-    const Files valid = filesBelow(request.outputs, u"out"_s);
-    Workplace work(request);
-    QCOMPARE(work.problems({}, place), QString());
-    const int calls = work.met().calls[size_t(call)].calls;
-    QVERIFY(calls > 0);
-    for (int failed = 1; failed <= calls; ++failed) {
-        work.emptyOutputDirectory();
-        const ConversionRun run = work.run(failing(Call(call), failed, times), place);
-        const Files entries = work.entries();
-        const Files outputs = filesBelow(entries, u"out"_s);
-        QStringList reported = run.texts();
-        const qsizetype questions =
-            reported.removeIf([](const QString& text) { return text.endsWith(g_overwrite); });
-        const QString which = u"call %1 of %2: "_s.arg(failed).arg(calls) + reported.join(u'|');
-        QVERIFY2(filesBelow(entries, u"in"_s) == sources, qPrintable(which));
-        const bool isReported = !reported.isEmpty();
-        const bool isRight = !isCut && outputs == valid;
-        if (!isCopy) {
-            QVERIFY2((run.result == ConvertOk) == !isReported, qPrintable(which));
-            QVERIFY2(isReported || isRight, qPrintable(which));
-        }
-        const bool isWritten = call == Write || (call == Close && place == u"out"_s);
-        if (isWritten) {
-            QVERIFY2(reported == QStringList{errorText(ConvertDataWrite)}
-                         || (call == Write && reported == QStringList{errorText(ConvertDataCopy)}),
-                     qPrintable(which));
-            if (!isCopy)
-                QVERIFY2(outputs.size() < valid.size(), qPrintable(which));
-        }
-        // The last stats are of a finished file, which they must not deny.
-        if (call == Stat && times == 1 && place == u"out"_s && !outputsExist && failed > calls - 3)
-            QVERIFY2(!isReported && isRight, qPrintable(which));
-        int changed = 0;
-        for (auto file = outputs.cbegin(); file != outputs.cend(); ++file) {
-            changed += file.value() != earlier;
-            if (file.value() == valid.value(file.key()) || file.value() == earlier)
-                continue;
-            // A failed split leaves its output up to the first chunk, and a plain copy what it has
-            // written.
-            const bool isStart =
-                conversion == Conversion::Split && !isWritten && file->size() <= g_outputStart;
-            const bool isUnfinishedCopy =
-                isCopy && (isReported || file->mid(4, 4) == le32(0) || file->isEmpty());
-            QVERIFY2(isStart || isUnfinishedCopy, qPrintable(which + u": "_s + file.key()));
-        }
-        if (outputsExist) {
-            QVERIFY2(changed <= questions,
-                     qPrintable(which + u": overwritten without a question"_s));
+
+    void combineWhoseReadFails_data()
+    {
+        QTest::addColumn<int>("file");
+        QTest::addColumn<int>("block");
+        QTest::addColumn<bool>("isOnce");
+        for (const int file : {1, 2, 3}) {
+            for (const int block : {1, 2, 3}) {
+                QTest::addRow("file %d, block %d, once", file, block) << file << block << true;
+                QTest::addRow("file %d, block %d, for good", file, block) << file << block << false;
+            }
         }
     }
-}
 
-void tst_FailingMedia::combineWhoseReadFails_data()
-{
-    QTest::addColumn<int>("file");
-    QTest::addColumn<int>("block");
-    QTest::addColumn<bool>("isOnce");
-    for (const int file : {1, 2, 3}) {
-        for (const int block : {1, 2, 3}) {
-            QTest::addRow("file %d, block %d, once", file, block) << file << block << true;
-            QTest::addRow("file %d, block %d, for good", file, block) << file << block << false;
-        }
+    /// What the reference holds back of its first block before the read that fails is read on after
+    /// it: that failure is seen only when it stays.
+    void combineWhoseReadFails()
+    {
+        QFETCH(const int, file);
+        QFETCH(const int, block);
+        QFETCH(const bool, isOnce);
+
+        static const Request valid = separated(Conversion::Combine, g_longLayout);
+        Request request = valid;
+        if (file > 1 || block > 1 || !isOnce)
+            request.fail(ConvertFileRead);
+        Defects defects = failing(Read, 1, isOnce ? 1 : INT_MAX);
+        defects.firstReadByte =
+            g_sampleStart + g_chunkHeaderSize + g_longLayout.noteBytes + (block - 1) * g_blockBytes;
+        Workplace work(request);
+        QCOMPARE(work.problems(defects, request.sources[file - 1]), QString());
+        QVERIFY(work.met().calls[Read].calls > 0);
     }
-}
 
-/// What the reference holds back of its first block before the read that fails is read on after
-/// it: that failure is seen only when it stays.
-void tst_FailingMedia::combineWhoseReadFails()
-{
-    QFETCH(const int, file);
-    QFETCH(const int, block);
-    QFETCH(const bool, isOnce);
+    void outputThatCannotBeRemovedIsReported_data() { addConversionRows(); }
 
-    static const Request valid = separated(Conversion::Combine, g_longLayout);
-    Request request = valid;
-    if (file > 1 || block > 1 || !isOnce)
-        request.fail(ConvertFileRead);
-    Defects defects = failing(Read, 1, isOnce ? 1 : INT_MAX);
-    defects.firstReadByte =
-        g_sampleStart + g_chunkHeaderSize + g_longLayout.noteBytes + (block - 1) * g_blockBytes;
-    Workplace work(request);
-    QCOMPARE(work.problems(defects, request.sources[file - 1]), QString());
-    QVERIFY(work.met().calls[Read].calls > 0);
-}
+    void outputThatCannotBeRemovedIsReported()
+    {
+        QFETCH(const Conversion, conversion);
 
-void tst_FailingMedia::outputThatCannotBeRemovedIsReported()
-{
-    QFETCH(const Conversion, conversion);
-
-    Request request = separated(conversion);
-    const bool isCopy = conversion == Conversion::PlainToBwf; // keeps it
-    const QByteArray written = request.outputs.first().first(g_outputStart + g_fmtChunkSize + 8);
-    request.fail(isCopy ? ConvertDataCopy : ConvertDataWrite);
-    request.outputs[request.output()] = QByteArray(written).replace(4, 4, le32(0));
-    Defects defects = failing(Write, 2, INT_MAX);
-    defects.calls[Remove] = {1, INT_MAX};
-    Workplace work(request);
-    QCOMPARE(work.problems(defects, u"out"_s), QString());
-    QCOMPARE(work.met().calls[Remove].calls, isCopy ? 0 : 1);
-}
-
-/// The combine removes what it has not begun to write, but no file of another program.
-void tst_FailingMedia::emptyOutputReplacedIsNotRemoved()
-{
-    Request request = separated(Conversion::Combine);
-    request.before[u"other"_s] = "of another program";
-    request.change(request.source(), "no RIFF header");
-    request.fail(ConvertIllegalFormat);
-    request.outputs[request.output()] = request.before[u"other"_s];
-    request.removed.append(u"other"_s);
-    Workplace work(request);
-    const auto replace = [&] {
-        QCOMPARE(::rename(encoded(work.path(u"other"_s)).c_str(),
-                          encoded(work.path(request.output())).c_str()),
-                 0);
-    };
-    QCOMPARE(work.problems({.atFirstRead = replace}, u"in"_s), QString());
-}
-
-void tst_FailingMedia::failingStatNeverTruncatesALinkedSource_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("times");
-    for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, each stat fails once", name) << conversion << 1;
-        QTest::addRow("%s, each stat fails from then on", name) << conversion << INT_MAX;
-    }
-}
-
-void tst_FailingMedia::failingStatNeverTruncatesALinkedSource()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, times);
-
-    Request request = laidOut(conversion, {});
-    request.before[request.output()] = g_sameAs + request.source().toUtf8();
-    request.ask(request.output());
-    request.fail(ConvertFileOpen);
-    Workplace work(request);
-    QCOMPARE(work.problems({}), QString());
-    const int calls = work.met().calls[Stat].calls;
-    QVERIFY(calls > 0);
-    for (int failed = 1; failed <= calls; ++failed) {
-        QCOMPARE(work.run(failing(Stat, failed, times)).result, request.result);
-        QCOMPARE(work.changes(), QString());
-    }
-}
-
-/// Servers may give other inodes at each stat, and clocks of cards jump.
-void tst_FailingMedia::identityThatChangesDoesNoHarm()
-{
-    QFETCH(const Conversion, conversion);
-
-    Workplace work(separated(conversion));
-    QCOMPARE(work.problems({.changeIdentity = true}), QString());
-    QVERIFY(work.met().stats > 0);
-}
-
-void tst_FailingMedia::sourceOfChangingIdentityIsRefused_data()
-{
-    QTest::addColumn<Request>("request");
-    for (const auto& [conversion, name] : g_conversions) {
         Request request = separated(conversion);
+        const bool isCopy = conversion == Conversion::PlainToBwf; // keeps it
+        const QByteArray written =
+            request.outputs.first().first(g_outputStart + g_fmtChunkSize + 8);
+        request.fail(isCopy ? ConvertDataCopy : ConvertDataWrite);
+        request.outputs[request.output()] = QByteArray(written).replace(4, 4, le32(0));
+        Defects defects = failing(Write, 2, INT_MAX);
+        defects.calls[Remove] = {1, INT_MAX};
+        Workplace work(request);
+        QCOMPARE(work.problems(defects, u"out"_s), QString());
+        QCOMPARE(work.met().calls[Remove].calls, isCopy ? 0 : 1);
+    }
+
+    /// The combine removes what it has not begun to write, but no file of another program.
+    void emptyOutputReplacedIsNotRemoved()
+    {
+        Request request = separated(Conversion::Combine);
+        request.before[u"other"_s] = "of another program";
+        request.change(request.source(), "no RIFF header");
+        request.fail(ConvertIllegalFormat);
+        request.outputs[request.output()] = request.before[u"other"_s];
+        request.removed.append(u"other"_s);
+        Workplace work(request);
+        const auto replace = [&] {
+            QCOMPARE(::rename(encoded(work.path(u"other"_s)).c_str(),
+                              encoded(work.path(request.output())).c_str()),
+                     0);
+        };
+        QCOMPARE(work.problems({.atFirstRead = replace}, u"in"_s), QString());
+    }
+
+    void failingStatNeverTruncatesALinkedSource_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<int>("times");
+        for (const auto& [conversion, name] : g_conversions) {
+            QTest::addRow("%s, each stat fails once", name) << conversion << 1;
+            QTest::addRow("%s, each stat fails from then on", name) << conversion << INT_MAX;
+        }
+    }
+
+    void failingStatNeverTruncatesALinkedSource()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const int, times);
+
+        Request request = laidOut(conversion, {});
+        request.before[request.output()] = g_sameAs + request.source().toUtf8();
         request.ask(request.output());
         request.fail(ConvertFileOpen);
-        request.before[request.output()] = g_linkTo + "../" + request.source().toUtf8();
-        QTest::addRow("%s onto a link to a source", name) << request;
-        request.before[request.output()] = request.before[request.source()];
-        request.sources.append(request.output());
-        QTest::addRow("%s onto a source", name) << request;
+        Workplace work(request);
+        QCOMPARE(work.problems({}), QString());
+        const int calls = work.met().calls[Stat].calls;
+        QVERIFY(calls > 0);
+        for (int failed = 1; failed <= calls; ++failed) {
+            QCOMPARE(work.run(failing(Stat, failed, times)).result, request.result);
+            QCOMPARE(work.changes(), QString());
+        }
     }
-}
 
-void tst_FailingMedia::sourceOfChangingIdentityIsRefused()
-{
-    QFETCH(const Request, request);
-    QCOMPARE(Workplace(request).problems({.changeIdentity = true}), QString());
-}
+    void identityThatChangesDoesNoHarm_data() { addConversionRows(); }
 
-void tst_FailingMedia::shortCallsAreGoneOnWith_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("longest"); // bytes that a call moves at most
-    for (const auto& [conversion, name] : g_conversions) {
-        for (const int longest : {1, 1000, int(g_buffer - 1), 65535, int(g_blockBytes - 1)})
-            QTest::addRow("%s, %d bytes", name, longest) << conversion << longest;
+    /// Servers may give other inodes at each stat, and clocks of cards jump.
+    void identityThatChangesDoesNoHarm()
+    {
+        QFETCH(const Conversion, conversion);
+
+        Workplace work(separated(conversion));
+        QCOMPARE(work.problems({.changeIdentity = true}), QString());
+        QVERIFY(work.met().stats > 0);
     }
-}
 
-/// As over a network: a call moves less than was asked for in the middle of a file.
-void tst_FailingMedia::shortCallsAreGoneOnWith()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, longest);
+    void sourceOfChangingIdentityIsRefused_data()
+    {
+        QTest::addColumn<Request>("request");
+        for (const auto& [conversion, name] : g_conversions) {
+            Request request = separated(conversion);
+            request.ask(request.output());
+            request.fail(ConvertFileOpen);
+            request.before[request.output()] = g_linkTo + "../" + request.source().toUtf8();
+            QTest::addRow("%s onto a link to a source", name) << request;
+            request.before[request.output()] = request.before[request.source()];
+            request.sources.append(request.output());
+            QTest::addRow("%s onto a source", name) << request;
+        }
+    }
 
-    Workplace work(separated(conversion, longest == 1 ? Layout() : g_longLayout));
-    QCOMPARE(work.problems({.longestRead = size_t(longest), .longestWrite = size_t(longest)}),
-             QString());
-}
+    void sourceOfChangingIdentityIsRefused()
+    {
+        QFETCH(const Request, request);
+        QCOMPARE(Workplace(request).problems({.changeIdentity = true}), QString());
+    }
+
+    void shortCallsAreGoneOnWith_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<int>("longest"); // bytes that a call moves at most
+        for (const auto& [conversion, name] : g_conversions) {
+            for (const int longest : {1, 1000, int(g_buffer - 1), 65535, int(g_blockBytes - 1)})
+                QTest::addRow("%s, %d bytes", name, longest) << conversion << longest;
+        }
+    }
+
+    /// As over a network: a call moves less than was asked for in the middle of a file.
+    void shortCallsAreGoneOnWith()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const int, longest);
+
+        Workplace work(separated(conversion, longest == 1 ? Layout() : g_longLayout));
+        QCOMPARE(work.problems({.longestRead = size_t(longest), .longestWrite = size_t(longest)}),
+                 QString());
+    }
+
+private:
+    // The toolkit's words for a position that the medium refuses, and for a pipe
+    const ExpectedMessages m_refusedSeeks{u"QFile::at: Cannot set file position"_s};
+    const ExpectedMessages m_seeksInPipes{u"QIODevice::seek (QFile, "_s};
+};
 
 SPLICORA_TEST_MAIN(tst_FailingMedia)
 #include "tst_failingmedia.moc"

@@ -17,21 +17,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-/// How much memory a conversion needs beside the window, and what happens when there is none.
-class tst_Memory : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void memoryDoesNotGrowWithTheFiles_data();
-    void memoryDoesNotGrowWithTheFiles();
-    void copiedChunksHoldNothing();
-    void largestCopyAsksForItsMemory();
-    void missingMemoryIsReported_data();
-    void missingMemoryIsReported();
-};
-
 namespace {
 
 /// The size of the last array that a conversion asked for.
@@ -154,98 +139,106 @@ qint64 bytesFor(Conversion conversion, int blocks)
 
 } // namespace
 
-/// Fonts and the like are loaded once, by the first dialog.
-void tst_Memory::initTestCase()
+/// How much memory a conversion needs beside the window, and what happens when there is none.
+class tst_Memory : public QObject
 {
-    const TempDir dir;
-    const QString path = dir.path(u"take.wav"_s);
-    QVERIFY(writeSource(path, {}, 1));
-    QCOMPARE(runConversion(Conversion::Split, Sources({path})).result, int(ConvertOk));
-    if (!areBytesCounted())
-        qInfo("No bytes are counted under this checker of memory.");
-}
+    Q_OBJECT
 
-void tst_Memory::memoryDoesNotGrowWithTheFiles_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("blocks");
-    QTest::newRow("a split holds an input and an output buffer") << Conversion::Split << 2;
-    QTest::newRow("a combine holds two inputs and the output") << Conversion::Combine << 4;
-}
+private slots:
+    /// Fonts and the like are loaded once, by the first dialog.
+    void initTestCase()
+    {
+        const TempDir dir;
+        const QString path = dir.path(u"take.wav"_s);
+        QVERIFY(writeSource(path, {}, 1));
+        QCOMPARE(runConversion(Conversion::Split, Sources({path})).result, int(ConvertOk));
+        if (!areBytesCounted())
+            qInfo("No bytes are counted under this checker of memory.");
+    }
 
-void tst_Memory::memoryDoesNotGrowWithTheFiles()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, blocks);
+    void memoryDoesNotGrowWithTheFiles_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<int>("blocks");
+        QTest::newRow("a split holds an input and an output buffer") << Conversion::Split << 2;
+        QTest::newRow("a combine holds two inputs and the output") << Conversion::Combine << 4;
+    }
 
-    const qint64 ofShort = bytesFor(conversion, 2);
-    const qint64 ofLong = bytesFor(conversion, 32);
-    QVERIFY(ofShort >= 0 && ofLong >= 0);
-    const QByteArray seen = QByteArray::number(ofShort) + " and " + QByteArray::number(ofLong);
-    QVERIFY2(qAbs(ofLong - ofShort) < g_blockBytes / 8, seen.constData());
-    // The dialog, its pixels and the files' own buffers take less than a block.
-    QVERIFY2(ofLong < (blocks + 1) * g_blockBytes, seen.constData());
-}
+    void memoryDoesNotGrowWithTheFiles()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const int, blocks);
 
-/// A copied chunk leaves nothing behind, however many there are. The leak checker cannot see it: a
-/// copy that fails may keep its buffer.
-void tst_Memory::copiedChunksHoldNothing()
-{
-    const TempDir dir;
-    QByteArrayList chunks = {fmtChunk({}), dataChunk("ab")};
-    for (int i = 0; i < 100; ++i)
-        chunks.append(chunk("note", "four"));
-    const Sources sources({dir.add(u"take.wav"_s, wavBytes(chunks))});
-    CWavConverter converter(nullptr, sources.list());
-    const int before = g_heldArrays;
-    converter.plainToBwf();
-    QCOMPARE(g_heldArrays, before);
-}
+        const qint64 ofShort = bytesFor(conversion, 2);
+        const qint64 ofLong = bytesFor(conversion, 32);
+        QVERIFY(ofShort >= 0 && ofLong >= 0);
+        const QByteArray seen = QByteArray::number(ofShort) + " and " + QByteArray::number(ofLong);
+        QVERIFY2(qAbs(ofLong - ofShort) < g_blockBytes / 8, seen.constData());
+        // The dialog, its pixels and the files' own buffers take less than a block.
+        QVERIFY2(ofLong < (blocks + 1) * g_blockBytes, seen.constData());
+    }
 
-void tst_Memory::largestCopyAsksForItsMemory()
-{
-    const TempDir dir;
-    const Sources sources({dir.add(
-        u"take.wav"_s, wavBytes({fmtChunk({}), dataChunk("ab"), chunk("note", "a", 0x7FFFFFFF)}))});
-    g_arrayWithoutMemory = 3; // after the bodies of fmt and data
-    const ConversionRun run = runConversion(Conversion::PlainToBwf, sources, {QMessageBox::Ok});
-    QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
-    QCOMPARE(run.texts(), QStringList{errorText(ConvertDataCopy)});
-    QCOMPARE(g_lastArray, size_t(0x7FFFFFFF));
-}
+    /// A copied chunk leaves nothing behind, however many there are. The leak checker cannot see
+    /// it: a copy that fails may keep its buffer.
+    void copiedChunksHoldNothing()
+    {
+        const TempDir dir;
+        QByteArrayList chunks = {fmtChunk({}), dataChunk("ab")};
+        for (int i = 0; i < 100; ++i)
+            chunks.append(chunk("note", "four"));
+        const Sources sources({dir.add(u"take.wav"_s, wavBytes(chunks))});
+        CWavConverter converter(nullptr, sources.list());
+        const int before = g_heldArrays;
+        converter.plainToBwf();
+        QCOMPARE(g_heldArrays, before);
+    }
 
-void tst_Memory::missingMemoryIsReported_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<int>("array");
-    QTest::addColumn<int>("code");
+    void largestCopyAsksForItsMemory()
+    {
+        const TempDir dir;
+        const Sources sources({dir.add(u"take.wav"_s, wavBytes({fmtChunk({}), dataChunk("ab"),
+                                                                chunk("note", "a", 0x7FFFFFFF)}))});
+        g_arrayWithoutMemory = 3; // after the bodies of fmt and data
+        const ConversionRun run = runConversion(Conversion::PlainToBwf, sources, {QMessageBox::Ok});
+        QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
+        QCOMPARE(run.texts(), QStringList{errorText(ConvertDataCopy)});
+        QCOMPARE(g_lastArray, size_t(0x7FFFFFFF));
+    }
 
-    const Conversion split = Conversion::Split;
-    const Conversion combine = Conversion::Combine;
-    QTest::newRow("split, the body of a copied chunk") << split << 1 << int(ConvertDataCopy);
-    QTest::newRow("split, the input buffer") << split << 2 << int(ConvertNoMemory);
-    QTest::newRow("split, the output buffer") << split << 3 << int(ConvertNoMemory);
-    QTest::newRow("combine, the body of a copied chunk") << combine << 1 << int(ConvertDataCopy);
-    QTest::newRow("combine, the list of input buffers") << combine << 2 << int(ConvertNoMemory);
-    QTest::newRow("combine, the first input buffer") << combine << 3 << int(ConvertNoMemory);
-    QTest::newRow("combine, the second input buffer") << combine << 4 << int(ConvertNoMemory);
-    QTest::newRow("combine, the output buffer") << combine << 5 << int(ConvertNoMemory);
-}
+    void missingMemoryIsReported_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<int>("array");
+        QTest::addColumn<int>("code");
 
-void tst_Memory::missingMemoryIsReported()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const int, array);
-    QFETCH(const int, code);
+        const Conversion split = Conversion::Split;
+        const Conversion combine = Conversion::Combine;
+        QTest::newRow("split, the body of a copied chunk") << split << 1 << int(ConvertDataCopy);
+        QTest::newRow("split, the input buffer") << split << 2 << int(ConvertNoMemory);
+        QTest::newRow("split, the output buffer") << split << 3 << int(ConvertNoMemory);
+        QTest::newRow("combine, the body of a copied chunk")
+            << combine << 1 << int(ConvertDataCopy);
+        QTest::newRow("combine, the list of input buffers") << combine << 2 << int(ConvertNoMemory);
+        QTest::newRow("combine, the first input buffer") << combine << 3 << int(ConvertNoMemory);
+        QTest::newRow("combine, the second input buffer") << combine << 4 << int(ConvertNoMemory);
+        QTest::newRow("combine, the output buffer") << combine << 5 << int(ConvertNoMemory);
+    }
 
-    Request request = takeOf(conversion, {g_fmtHere, chunk("note", "abcd"), g_dataHere});
-    request.fail(code);
-    PreparedRequest prepared(request);
-    g_arrayWithoutMemory = array;
-    const ConversionRun run = prepared.run();
-    QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
-    QCOMPARE(prepared.problemsAfter(run), QString());
-}
+    void missingMemoryIsReported()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const int, array);
+        QFETCH(const int, code);
+
+        Request request = takeOf(conversion, {g_fmtHere, chunk("note", "abcd"), g_dataHere});
+        request.fail(code);
+        PreparedRequest prepared(request);
+        g_arrayWithoutMemory = array;
+        const ConversionRun run = prepared.run();
+        QCOMPARE(std::exchange(g_arrayWithoutMemory, 0), 0);
+        QCOMPARE(prepared.problemsAfter(run), QString());
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_Memory)
 #include "tst_memory.moc"

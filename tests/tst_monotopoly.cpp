@@ -10,50 +10,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-class tst_MonoToPoly : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void everyWidthAndCount_data();
-    void everyWidthAndCount() { checkCombine(); }
-    void blocks_data();
-    void blocks() { checkCombine(); }
-    void lastFileThatEndsEarlyIsWaitedFor_data();
-    void lastFileThatEndsEarlyIsWaitedFor();
-    void channelFiles_data();
-    void channelFiles() { checkCombine(); }
-    void namesWithoutDirectory_data();
-    void namesWithoutDirectory();
-    void chunks_data();
-    void chunks() { checkCombine(); }
-    void inconsistentHeaders_data();
-    void inconsistentHeaders() { checkCombine(); }
-    void riffSizesThatPass_data();
-    void riffSizesThatPass() { checkCombine(); }
-    void failures_data();
-    void failures();
-    void dataSizesThatWrap_data();
-    void dataSizesThatWrap();
-    void missingChannelFileEndsAfterTheWholePass();
-    void channelFileReplacedBetweenTwoBlocks();
-    void channelFileMissingForOneBlock();
-    void failureRemovesTheOverwrittenFile();
-    void outputThatIsASource_data();
-    void outputThatIsASource();
-    void shownValues_data();
-    void shownValues();
-    void cancel_data();
-    void cancel();
-    void cancelAfterTheDataComesTooLate();
-
-private:
-    static void addCombineColumns();
-    static void addTake(const char* name, const QByteArrayList& channels,
-                        const QByteArray& expected);
-    void checkCombine();
-};
-
 namespace {
 
 /// The take's channel files take_01.wav, take_02.wav and so on.
@@ -116,780 +72,815 @@ QByteArray threeBlocks()
 
 } // namespace
 
-void tst_MonoToPoly::addCombineColumns()
+class tst_MonoToPoly : public QObject
 {
-    QTest::addColumn<Files>("files");
-    QTest::addColumn<QStringList>("list");
-    QTest::addColumn<QString>("outputName");
-    QTest::addColumn<QByteArray>("expected");
-}
+    Q_OBJECT
 
-/// A row in which take_01.wav, take_02.wav and so on are combined in this order.
-void tst_MonoToPoly::addTake(const char* name, const QByteArrayList& channels,
-                             const QByteArray& expected)
-{
-    const Files files = takeFiles(channels);
-    QTest::newRow(name) << files << QStringList(files.keys()) << u"take_combined.wav"_s << expected;
-}
+private slots:
+    void everyWidthAndCount_data()
+    {
+        addCombineColumns();
+        const QList<Format> formats = {{.bits = 8, .rate = 8000},
+                                       {.bits = 16, .rate = 44100},
+                                       {.bits = 24, .rate = 96000},
+                                       {.bits = 32, .rate = 192000, .tag = 3}};
+        for (const Format& format : formats) {
+            for (int count = 1; count <= 8; ++count) {
+                const int frames = 10;
+                QByteArrayList samples;
+                QByteArrayList channels;
+                for (int k = 0; k < count; ++k) {
+                    samples.append(sampleBytes(frames * format.frameBytes(), k));
+                    channels.append(recording(format, samples.last()));
+                }
+                const auto name = QByteArray::number(count) + " source(s) of "
+                                  + QByteArray::number(format.bits) + " bit";
+                addTake(name.constData(), channels,
+                        outputBytes({fmtChunk(wide(format, count)),
+                                     dataChunk(interleaved(samples, format.frameBytes()))}));
+            }
+        }
 
-void tst_MonoToPoly::checkCombine()
-{
-    QFETCH(Files, files);
-    QFETCH(QStringList, list);
-    QFETCH(QString, outputName);
-    QFETCH(QByteArray, expected);
-    QCOMPARE(problemsOf({.conversion = Conversion::Combine,
-                         .before = files,
-                         .sources = list,
-                         .outputs = {{outputName, expected}}}),
-             QString());
-}
+        const Format mono = {.bits = 24};
+        const QByteArray left = sampleBytes(6, 1);
+        const QByteArray right = sampleBytes(6, 2);
+        addTake("two 24-bit sources have channel count 2, block align 6 and double byte rate",
+                {recording(mono, left), recording(mono, right)},
+                outputBytes({chunk("fmt ", le16(1) + le16(2) + le32(48000) + le32(2 * 48000 * 3)
+                                               + le16(6) + le16(24)),
+                             dataChunk(interleaved({left, right}, 3))}));
+    }
 
-void tst_MonoToPoly::everyWidthAndCount_data()
-{
-    addCombineColumns();
-    const QList<Format> formats = {{.bits = 8, .rate = 8000},
-                                   {.bits = 16, .rate = 44100},
-                                   {.bits = 24, .rate = 96000},
-                                   {.bits = 32, .rate = 192000, .tag = 3}};
-    for (const Format& format : formats) {
-        for (int count = 1; count <= 8; ++count) {
-            const int frames = 10;
+    void everyWidthAndCount() { checkCombine(); }
+
+    void blocks_data()
+    {
+        addCombineColumns();
+        struct Size
+        {
+            const char* name;
+            int count;
+            int bits;
+            qsizetype bytes;
+        };
+        const QList<Size> sizes = {
+            {"16 bit, exactly one block", 2, 16, g_blockBytes},
+            {"16 bit, one frame more than a block", 2, 16, g_blockBytes + 2},
+            {"24 bit, a block ends after its last whole frame", 2, 24, g_blockBytes - 2 + 3},
+            {"24 bit, three blocks of three sources, odd in all", 3, 24, 1100001},
+            {"32 bit, two blocks of eight sources", 8, 32, 600000},
+            {"8 bit, two blocks of seven sources, odd in all", 7, 8, g_blockBytes + 1},
+            {"40 bit, a block align that does not divide a block", 2, 40, 1048575},
+            {"56 bit, a block align that does not divide a block", 2, 56, g_blockBytes - 2 + 7},
+        };
+        for (const Size& size : sizes) {
+            const Format format = {.bits = size.bits};
             QByteArrayList samples;
             QByteArrayList channels;
-            for (int k = 0; k < count; ++k) {
-                samples.append(sampleBytes(frames * format.frameBytes(), k));
+            for (int k = 0; k < size.count; ++k) {
+                samples.append(sampleBytes(size.bytes, k));
                 channels.append(recording(format, samples.last()));
             }
-            const auto name = QByteArray::number(count) + " source(s) of "
-                              + QByteArray::number(format.bits) + " bit";
-            addTake(name.constData(), channels,
-                    outputBytes({fmtChunk(wide(format, count)),
-                                 dataChunk(interleaved(samples, format.frameBytes()))}));
+            const qsizetype written = size.count * size.bytes;
+            const QByteArray pad(written % 2, '\0');
+            addTake(size.name, channels,
+                    outputBytes({fmtChunk(wide(format, size.count)),
+                                 dataChunk(interleaved(samples, format.frameBytes()) + pad)}));
         }
-    }
 
-    const Format mono = {.bits = 24};
-    const QByteArray left = sampleBytes(6, 1);
-    const QByteArray right = sampleBytes(6, 2);
-    addTake("two 24-bit sources have channel count 2, block align 6 and double byte rate",
-            {recording(mono, left), recording(mono, right)},
-            outputBytes({chunk("fmt ", le16(1) + le16(2) + le32(48000) + le32(2 * 48000 * 3)
-                                           + le16(6) + le16(24)),
-                         dataChunk(interleaved({left, right}, 3))}));
-}
+        const Format bits8 = {.bits = 8};
+        addTake("an odd product gets a pad byte that counts in the data size",
+                {recording(bits8, "abc"), recording(bits8, "123"), recording(bits8, "xyz")},
+                outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1xb2yc3z\0", 10))}));
+        addTake("odd sources with an even product get no pad byte",
+                {recording(bits8, "abc"), recording(bits8, "123")},
+                outputBytes({fmtChunk(wide(bits8, 2)), dataChunk("a1b2c3")}));
 
-void tst_MonoToPoly::blocks_data()
-{
-    addCombineColumns();
-    struct Size
-    {
-        const char* name;
-        int count;
-        int bits;
-        qsizetype bytes;
-    };
-    const QList<Size> sizes = {
-        {"16 bit, exactly one block", 2, 16, g_blockBytes},
-        {"16 bit, one frame more than a block", 2, 16, g_blockBytes + 2},
-        {"24 bit, a block ends after its last whole frame", 2, 24, g_blockBytes - 2 + 3},
-        {"24 bit, three blocks of three sources, odd in all", 3, 24, 1100001},
-        {"32 bit, two blocks of eight sources", 8, 32, 600000},
-        {"8 bit, two blocks of seven sources, odd in all", 7, 8, g_blockBytes + 1},
-        {"40 bit, a block align that does not divide a block", 2, 40, 1048575},
-        {"56 bit, a block align that does not divide a block", 2, 56, g_blockBytes - 2 + 7},
-    };
-    for (const Size& size : sizes) {
-        const Format format = {.bits = size.bits};
-        QByteArrayList samples;
-        QByteArrayList channels;
-        for (int k = 0; k < size.count; ++k) {
-            samples.append(sampleBytes(size.bytes, k));
-            channels.append(recording(format, samples.last()));
-        }
-        const qsizetype written = size.count * size.bytes;
-        const QByteArray pad(written % 2, '\0');
-        addTake(size.name, channels,
-                outputBytes({fmtChunk(wide(format, size.count)),
-                             dataChunk(interleaved(samples, format.frameBytes()) + pad)}));
-    }
-
-    const Format bits8 = {.bits = 8};
-    addTake("an odd product gets a pad byte that counts in the data size",
-            {recording(bits8, "abc"), recording(bits8, "123"), recording(bits8, "xyz")},
-            outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1xb2yc3z\0", 10))}));
-    addTake("odd sources with an even product get no pad byte",
-            {recording(bits8, "abc"), recording(bits8, "123")},
-            outputBytes({fmtChunk(wide(bits8, 2)), dataChunk("a1b2c3")}));
-
-    const Format bits16 = {.bits = 16};
-    addTake("a cut last frame comes out as zeros",
+        const Format bits16 = {.bits = 16};
+        addTake(
+            "a cut last frame comes out as zeros",
             {recording(bits16, "aAbBc"), recording(bits16, "1!2@3")},
             outputBytes({fmtChunk(wide(bits16, 2)), dataChunk(QByteArray("aA1!bB2@\0\0", 10))}));
-    addTake("a cut last frame comes out as zeros before the pad byte",
+        addTake(
+            "a cut last frame comes out as zeros before the pad byte",
             {recording(bits16, "aAb"), recording(bits16, "1!2"), recording(bits16, "xXy")},
             outputBytes({fmtChunk(wide(bits16, 3)), dataChunk(QByteArray("aA1!xX\0\0\0\0", 10))}));
 
-    const Format bits24 = {.bits = 24};
-    const QByteArray left = sampleBytes(g_blockBytes + 2, 1);
-    const QByteArray right = sampleBytes(g_blockBytes + 2, 2);
-    const qsizetype first = g_blockBytes - 2; // whole frames of 3 bytes
-    const QByteArray firstFrames = interleaved({left.left(first), right.left(first)}, 3);
-    addTake("a cut last frame of a second block is what the first block left there",
-            {recording(bits24, left), recording(bits24, right)},
-            outputBytes({fmtChunk(wide(bits24, 2)),
-                         dataChunk(firstFrames + left.mid(first, 3) + right.mid(first, 3)
-                                   + firstFrames.mid(6, 2))}));
+        const Format bits24 = {.bits = 24};
+        const QByteArray left = sampleBytes(g_blockBytes + 2, 1);
+        const QByteArray right = sampleBytes(g_blockBytes + 2, 2);
+        const qsizetype first = g_blockBytes - 2; // whole frames of 3 bytes
+        const QByteArray firstFrames = interleaved({left.left(first), right.left(first)}, 3);
+        addTake("a cut last frame of a second block is what the first block left there",
+                {recording(bits24, left), recording(bits24, right)},
+                outputBytes({fmtChunk(wide(bits24, 2)),
+                             dataChunk(firstFrames + left.mid(first, 3) + right.mid(first, 3)
+                                       + firstFrames.mid(6, 2))}));
 
-    addTake("a channel file that ends early goes on as zeros",
+        addTake(
+            "a channel file that ends early goes on as zeros",
             {recording(bits8, "abcd"), recording(bits8, "12"), recording(bits8, "wxyz")},
             outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1wb2xc\0yd\0z", 12))}));
 
-    // Files that were cut after the listing: their headers still claim all samples.
-    const qsizetype size = g_blockBytes + 4;
-    const QByteArrayList whole = {sampleBytes(size, 1), sampleBytes(size, 2), sampleBytes(size, 3)};
-    const std::pair<qsizetype, const char*> cuts[] = {{100, "its first block"},
-                                                      {g_blockBytes + 1, "a later block"}};
-    for (const auto& [length, block] : cuts) {
-        for (const qsizetype cut : {0, 1}) {
-            QByteArrayList channels = whole;
-            channels[cut] = channels[cut].left(length).leftJustified(size, '\0');
-            QByteArrayList files;
-            for (qsizetype k = 0; k < whole.size(); ++k) {
-                files.append(wavBytes(
-                    {fmtChunk(bits8), dataChunk(whole[k].left(k == cut ? length : size), size)}));
-            }
-            addTake(qPrintable(u"the %1 file ends in %2 and goes on as silence"_s.arg(
+        // Files that were cut after the listing: their headers still claim all samples.
+        const qsizetype size = g_blockBytes + 4;
+        const QByteArrayList whole = {sampleBytes(size, 1), sampleBytes(size, 2),
+                                      sampleBytes(size, 3)};
+        const std::pair<qsizetype, const char*> cuts[] = {{100, "its first block"},
+                                                          {g_blockBytes + 1, "a later block"}};
+        for (const auto& [length, block] : cuts) {
+            for (const qsizetype cut : {0, 1}) {
+                QByteArrayList channels = whole;
+                channels[cut] = channels[cut].left(length).leftJustified(size, '\0');
+                QByteArrayList files;
+                for (qsizetype k = 0; k < whole.size(); ++k) {
+                    files.append(
+                        wavBytes({fmtChunk(bits8),
+                                  dataChunk(whole[k].left(k == cut ? length : size), size)}));
+                }
+                addTake(
+                    qPrintable(u"the %1 file ends in %2 and goes on as silence"_s.arg(
                         cut == 0 ? u"first"_s : u"middle"_s, QString::fromLatin1(block))),
                     files,
                     outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(interleaved(channels, 1))}));
+            }
         }
     }
-}
 
-void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor_data()
-{
-    QTest::addColumn<int>("length"); // samples that the last file still has
-    QTest::newRow("in its first block") << 100;
-    QTest::newRow("in a later block") << int(g_blockBytes + 1);
-}
+    void blocks() { checkCombine(); }
 
-/// The count of the last read decides what is left, so that the combine ends with a Cancel.
-void tst_MonoToPoly::lastFileThatEndsEarlyIsWaitedFor()
-{
-    QFETCH(const int, length);
-    const QByteArray whole = recording({.bits = 8}, sampleBytes(g_blockBytes + 100));
-    const int end = g_sampleStart + length;
-    PreparedRequest prepared(combineOf({whole, whole, whole.left(end)}, ConvertCancelled));
-    const CancelClicker clicker([end](QProgressDialog& dialog) { return dialog.value() == end; });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(clicker.wasClicked());
-}
-
-void tst_MonoToPoly::channelFiles_data()
-{
-    addCombineColumns();
-    const Format format = {.bits = 8};
-    const auto file = [&format](const QByteArray& samples) { return recording(format, samples); };
-    const auto combined = [&format](const QByteArray& data, int count) {
-        return outputBytes({fmtChunk(wide(format, count)), dataChunk(data)});
-    };
-    struct Row
+    void lastFileThatEndsEarlyIsWaitedFor_data()
     {
-        const char* name;
-        Files samples; ///< of each file
-        QStringList list;
-        QByteArray data; ///< of the output
-        QString output = u"take_combined.wav"_s;
-    };
-    const Row rows[] = {
-        {"list order, not number order, sets the channels",
-         {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
-         {u"take_02.wav"_s, u"take_01.wav"_s},
-         "baba"},
-        {"numbers with gaps and out of order",
-         {{u"take_02.wav"_s, "bb"}, {u"take_05.wav"_s, "ee"}, {u"take_08.wav"_s, "hh"}},
-         {u"take_05.wav"_s, u"take_08.wav"_s, u"take_02.wav"_s},
-         "ehbehb"},
-        {"a source of another directory and name is read beside the first",
-         {{u"rec/a_01.wav"_s, "aa"}, {u"rec/a_02.wav"_s, "bb"}, {u"other/b_02.wav"_s, "xx"}},
-         {u"rec/a_01.wav"_s, u"other/b_02.wav"_s},
-         "abab",
-         u"rec/a_combined.wav"_s},
-        {"a first name with one digit stands for channel file 0",
-         {{u"take_00.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}, {u"take_3.wav"_s, "xx"}},
-         {u"take_3.wav"_s, u"take_02.wav"_s},
-         "abab"},
-        {"a two-digit number gets its literal 0 in front",
-         {{u"take_012.wav"_s, "aa"}, {u"take_12.wav"_s, "xx"}, {u"take_02.wav"_s, "bb"}},
-         {u"take_12.wav"_s, u"take_02.wav"_s},
-         "abab"},
-        {"a later name without digits stands for channel file 0",
-         {{u"take_00.wav"_s, "bb"}, {u"take_01.wav"_s, "aa"}, {u"take_left.wav"_s, "xx"}},
-         {u"take_01.wav"_s, u"take_left.wav"_s},
-         "abab"},
-        {"only the last underscore of a name counts",
-         {{u"a_02_01.wav"_s, "aa"}, {u"a_02_02.wav"_s, "bb"}},
-         {u"a_02_01.wav"_s, u"a_02_02.wav"_s},
-         "abab",
-         u"a_02_combined.wav"_s},
-        {"an underscore of the directory counts when the name has none",
-         {{u"day_05/take.wav"_s, "xx"},
-          {u"day_05.wav"_s, "aa"},
-          {u"day_02.wav"_s, "bb"},
-          {u"night_02.wav"_s, "yy"}},
-         {u"day_05/take.wav"_s, u"night_02.wav"_s},
-         "abab",
-         u"day_combined.wav"_s},
-        {"places in a path stay as they are",
-         {{u"%2 and %1/100%2_01.wav"_s, "aa"}, {u"%2 and %1/100%2_02.wav"_s, "bb"}},
-         {u"%2 and %1/100%2_01.wav"_s, u"%2 and %1/100%2_02.wav"_s},
-         "abab",
-         u"%2 and %1/100%2_combined.wav"_s},
-        {"a number that comes twice is read twice",
-         {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
-         {u"take_01.wav"_s, u"take_02.wav"_s, u"take_02.wav"_s},
-         "abbabb"},
-    };
-    for (const Row& row : rows) {
-        Files files = row.samples;
-        for (QByteArray& samples : files)
-            samples = file(samples);
-        QTest::newRow(row.name) << files << row.list << row.output
-                                << combined(row.data, int(row.list.size()));
+        QTest::addColumn<int>("length"); // samples that the last file still has
+        QTest::newRow("in its first block") << 100;
+        QTest::newRow("in a later block") << int(g_blockBytes + 1);
     }
 
-    // Every source of the reference number reads on in the reference itself.
-    QTest::newRow("the reference number again takes the bytes after the data")
-        << Files{{u"take_01.wav"_s,
-                  wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
-                 {u"other/b_01.wav"_s, file("xxxxxxxx")}}
-        << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
-        << outputBytes(
-               {fmtChunk(wide(format, 2)), dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))});
-    // After its own block the reference has four samples left, which its second reading takes.
-    const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
-    const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
-    const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
-    const QByteArray silence(4, '\0');
-    QTest::newRow("the others go on block by block, whatever the reference number again takes")
-        << Files{{u"take_01.wav"_s, file(left)}, {u"take_02.wav"_s, file(right)}}
-        << QStringList{u"take_01.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}
-        << u"take_combined.wav"_s
-        << combined(interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
-                        + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1),
-                    3);
-    QTest::newRow("the walk goes on after what the reference number again has taken")
-        << Files{{u"take_01.wav"_s,
-                  wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
-        << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
-        << outputBytes({fmtChunk(wide(format, 2)), dataChunk("acbd"), chunk("note", "left")});
-}
+    /// The count of the last read decides what is left, so that the combine ends with a Cancel.
+    void lastFileThatEndsEarlyIsWaitedFor()
+    {
+        QFETCH(const int, length);
+        const QByteArray whole = recording({.bits = 8}, sampleBytes(g_blockBytes + 100));
+        const int end = g_sampleStart + length;
+        PreparedRequest prepared(combineOf({whole, whole, whole.left(end)}, ConvertCancelled));
+        const CancelClicker clicker(
+            [end](QProgressDialog& dialog) { return dialog.value() == end; });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(clicker.wasClicked());
+    }
 
-void tst_MonoToPoly::namesWithoutDirectory_data()
-{
-    QTest::addColumn<QString>("first");
-    QTest::addColumn<QString>("reference");
-    QTest::addColumn<QString>("output");
+    void channelFiles_data()
+    {
+        addCombineColumns();
+        const Format format = {.bits = 8};
+        const auto file = [&format](const QByteArray& samples) {
+            return recording(format, samples);
+        };
+        const auto combined = [&format](const QByteArray& data, int count) {
+            return outputBytes({fmtChunk(wide(format, count)), dataChunk(data)});
+        };
+        struct Row
+        {
+            const char* name;
+            Files samples; ///< of each file
+            QStringList list;
+            QByteArray data; ///< of the output
+            QString output = u"take_combined.wav"_s;
+        };
+        const Row rows[] = {
+            {"list order, not number order, sets the channels",
+             {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
+             {u"take_02.wav"_s, u"take_01.wav"_s},
+             "baba"},
+            {"numbers with gaps and out of order",
+             {{u"take_02.wav"_s, "bb"}, {u"take_05.wav"_s, "ee"}, {u"take_08.wav"_s, "hh"}},
+             {u"take_05.wav"_s, u"take_08.wav"_s, u"take_02.wav"_s},
+             "ehbehb"},
+            {"a source of another directory and name is read beside the first",
+             {{u"rec/a_01.wav"_s, "aa"}, {u"rec/a_02.wav"_s, "bb"}, {u"other/b_02.wav"_s, "xx"}},
+             {u"rec/a_01.wav"_s, u"other/b_02.wav"_s},
+             "abab",
+             u"rec/a_combined.wav"_s},
+            {"a first name with one digit stands for channel file 0",
+             {{u"take_00.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}, {u"take_3.wav"_s, "xx"}},
+             {u"take_3.wav"_s, u"take_02.wav"_s},
+             "abab"},
+            {"a two-digit number gets its literal 0 in front",
+             {{u"take_012.wav"_s, "aa"}, {u"take_12.wav"_s, "xx"}, {u"take_02.wav"_s, "bb"}},
+             {u"take_12.wav"_s, u"take_02.wav"_s},
+             "abab"},
+            {"a later name without digits stands for channel file 0",
+             {{u"take_00.wav"_s, "bb"}, {u"take_01.wav"_s, "aa"}, {u"take_left.wav"_s, "xx"}},
+             {u"take_01.wav"_s, u"take_left.wav"_s},
+             "abab"},
+            {"only the last underscore of a name counts",
+             {{u"a_02_01.wav"_s, "aa"}, {u"a_02_02.wav"_s, "bb"}},
+             {u"a_02_01.wav"_s, u"a_02_02.wav"_s},
+             "abab",
+             u"a_02_combined.wav"_s},
+            {"an underscore of the directory counts when the name has none",
+             {{u"day_05/take.wav"_s, "xx"},
+              {u"day_05.wav"_s, "aa"},
+              {u"day_02.wav"_s, "bb"},
+              {u"night_02.wav"_s, "yy"}},
+             {u"day_05/take.wav"_s, u"night_02.wav"_s},
+             "abab",
+             u"day_combined.wav"_s},
+            {"places in a path stay as they are",
+             {{u"%2 and %1/100%2_01.wav"_s, "aa"}, {u"%2 and %1/100%2_02.wav"_s, "bb"}},
+             {u"%2 and %1/100%2_01.wav"_s, u"%2 and %1/100%2_02.wav"_s},
+             "abab",
+             u"%2 and %1/100%2_combined.wav"_s},
+            {"a number that comes twice is read twice",
+             {{u"take_01.wav"_s, "aa"}, {u"take_02.wav"_s, "bb"}},
+             {u"take_01.wav"_s, u"take_02.wav"_s, u"take_02.wav"_s},
+             "abbabb"},
+        };
+        for (const Row& row : rows) {
+            Files files = row.samples;
+            for (QByteArray& samples : files)
+                samples = file(samples);
+            QTest::newRow(row.name)
+                << files << row.list << row.output << combined(row.data, int(row.list.size()));
+        }
 
-    QTest::newRow("a name without underscore is the stem")
-        << u"take.wav"_s << u"take.wav_00.wav"_s << u"take.wav_combined.wav"_s;
-    QTest::newRow("a name without underscore starts with its number")
-        << u"07take.wav"_s << u"07take.wav_07.wav"_s << u"07take.wav_combined.wav"_s;
-    QTest::newRow("a name without directory is read in the current one")
-        << u"take_01.wav"_s << u"take_01.wav"_s << u"take_combined.wav"_s;
-}
+        // Every source of the reference number reads on in the reference itself.
+        QTest::newRow("the reference number again takes the bytes after the data")
+            << Files{{u"take_01.wav"_s,
+                      wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
+                     {u"other/b_01.wav"_s, file("xxxxxxxx")}}
+            << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
+            << outputBytes(
+                   {fmtChunk(wide(format, 2)), dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))});
+        // After its own block the reference has four samples left, which its second reading takes.
+        const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
+        const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
+        const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
+        const QByteArray silence(4, '\0');
+        QTest::newRow("the others go on block by block, whatever the reference number again takes")
+            << Files{{u"take_01.wav"_s, file(left)}, {u"take_02.wav"_s, file(right)}}
+            << QStringList{u"take_01.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}
+            << u"take_combined.wav"_s
+            << combined(interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
+                            + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1),
+                        3);
+        QTest::newRow("the walk goes on after what the reference number again has taken")
+            << Files{{u"take_01.wav"_s,
+                      wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
+            << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
+            << outputBytes({fmtChunk(wide(format, 2)), dataChunk("acbd"), chunk("note", "left")});
+    }
 
-void tst_MonoToPoly::namesWithoutDirectory()
-{
-    QFETCH(QString, first);
-    QFETCH(QString, reference);
-    QFETCH(QString, output);
-    const Format format = {.bits = 8};
-    Files files = {{first, recording(format, "xxxx")}};
-    files.insert(reference, recording(format, "abcd"));
-    const TempDir dir(files);
-    const CurrentDirectory current(dir.path());
+    void channelFiles() { checkCombine(); }
 
-    const ConversionRun run = runConversion(Conversion::Combine, Sources({first}));
+    void namesWithoutDirectory_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("reference");
+        QTest::addColumn<QString>("output");
 
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(withoutDate(readFile(dir.path(output))),
-             outputBytes({fmtChunk(format), dataChunk("abcd")}, (8 + 16) + (8 + 4)));
-}
+        QTest::newRow("a name without underscore is the stem")
+            << u"take.wav"_s << u"take.wav_00.wav"_s << u"take.wav_combined.wav"_s;
+        QTest::newRow("a name without underscore starts with its number")
+            << u"07take.wav"_s << u"07take.wav_07.wav"_s << u"07take.wav_combined.wav"_s;
+        QTest::newRow("a name without directory is read in the current one")
+            << u"take_01.wav"_s << u"take_01.wav"_s << u"take_combined.wav"_s;
+    }
 
-void tst_MonoToPoly::chunks_data()
-{
-    addCombineColumns();
-    const Format format = {.bits = 8};
-    const QByteArray fmt = fmtChunk(format);
-    const QByteArray fmtOut = fmtChunk(wide(format, 2));
-    const QByteArray data = dataChunk("abcd");
-    const QByteArray second = recording(format, "1234");
-    const QByteArray dataOut = dataChunk("a1b2c3d4");
-    const QByteArray bext = chunk("bext", sampleBytes(610, 7));
+    void namesWithoutDirectory()
+    {
+        QFETCH(QString, first);
+        QFETCH(QString, reference);
+        QFETCH(QString, output);
+        const Format format = {.bits = 8};
+        Files files = {{first, recording(format, "xxxx")}};
+        files.insert(reference, recording(format, "abcd"));
+        const TempDir dir(files);
+        const CurrentDirectory current(dir.path());
 
-    addTake("a fmt chunk of 18 bytes adds 18 and comes out with 16",
-            {wavBytes({fmtChunk(format, QByteArray(2, '\0')), data}),
-             wavBytes({fmtChunk(format, QByteArray(2, '\0')), dataChunk("1234")})},
-            outputBytes({fmtOut, dataOut}, (8 + 18) + (8 + 8)));
-    const Format extensible = {.bits = 8, .tag = 0xFFFE};
-    addTake("an extensible fmt chunk of 40 bytes adds 40 and keeps its tag",
-            {wavBytes({fmtChunk(extensible, sampleBytes(24)), data}),
-             wavBytes({fmtChunk(extensible, sampleBytes(24)), dataChunk("1234")})},
-            outputBytes({fmtChunk(wide(extensible, 2)), dataOut}, (8 + 40) + (8 + 8)));
+        const ConversionRun run = runConversion(Conversion::Combine, Sources({first}));
 
-    addTake("an odd fmt chunk adds its odd size",
-            {wavBytes({fmtChunk(format, "x"), data}),
-             wavBytes({fmtChunk(format, "x"), dataChunk("1234")})},
-            outputBytes({fmtOut, dataOut}, (8 + 17) + (8 + 8)));
-    addTake("a bext chunk of another source is not used",
-            {wavBytes({fmt, data}), wavBytes({fmt, dataChunk("1234"), bext})},
-            outputBytes({fmtOut, dataOut}));
+        QCOMPARE(run.result, int(ConvertOk));
+        QCOMPARE(withoutDate(readFile(dir.path(output))),
+                 outputBytes({fmtChunk(format), dataChunk("abcd")}, (8 + 16) + (8 + 4)));
+    }
 
-    addTake("a chunk directly after odd data is found",
-            {wavBytes({fmt, dataChunk("abc"), chunk("note", "left")}),
-             wavBytes({fmt, dataChunk("123"), chunk("note", "----")})},
-            outputBytes({fmtOut, dataChunk("a1b2c3"), chunk("note", "left")}));
-    // The id is "\0not"; 'e' and the first size byte make the size 0x0465.
-    addTake("a pad byte after odd data shifts the next header by one",
-            {wavBytes({fmt, paddedChunk("data", "abc"), chunk("note", "left")}),
-             recording(format, "123")},
-            outputBytes(
-                {fmtOut, dataChunk("a1b2c3"),
-                 chunk("\0not", QByteArray("\0left", 5) + QByteArray(1126 - 5, '\0'), 0x0465)}));
-    // The "d" of "data" is copied as the pad byte, so that "ata\x10" and "rest" follow.
-    addTake("an odd chunk without pad byte takes the first letter of the data id",
-            {wavBytes({fmt, chunk("note", "abc"),
-                       dataChunk('\0' + QByteArray("rest") + le32(7) + "1234567")}),
-             second},
-            outputBytes({fmtOut, chunk("note", "abcd", 3), chunk("ata\x10", {}),
-                         paddedChunk("rest", "1234567")}));
+    void chunks_data()
+    {
+        addCombineColumns();
+        const Format format = {.bits = 8};
+        const QByteArray fmt = fmtChunk(format);
+        const QByteArray fmtOut = fmtChunk(wide(format, 2));
+        const QByteArray data = dataChunk("abcd");
+        const QByteArray second = recording(format, "1234");
+        const QByteArray dataOut = dataChunk("a1b2c3d4");
+        const QByteArray bext = chunk("bext", sampleBytes(610, 7));
 
-    addTake("each of two data chunks is interleaved",
-            {wavBytes({fmt, data, dataChunk("ef")}),
-             wavBytes({fmt, dataChunk("1234"), dataChunk("56")})},
-            outputBytes({fmtOut, dataOut, dataChunk("e5f6")}));
-    const QByteArray fmt16 = fmtChunk({.bits = 16});
-    addTake("the buffers of a second data chunk are fresh",
-            {wavBytes({fmt16, dataChunk("aAbB"), dataChunk("cCd")}),
-             wavBytes({fmt16, dataChunk("1!2@"), dataChunk("3#4")})},
-            outputBytes({fmtChunk(wide({.bits = 16}, 2)), dataChunk("aA1!bB2@"),
-                         dataChunk(QByteArray("cC3#\0\0", 6))}));
-    QTest::newRow("an empty data chunk asks for no channel file")
-        << Files{{u"take_01.wav"_s, recording(format, {})},
-                 {u"other/take_02.wav"_s, recording(format, {})}}
-        << QStringList{u"take_01.wav"_s, u"other/take_02.wav"_s} << u"take_combined.wav"_s
-        << outputBytes({fmtOut, dataChunk({})});
-    addTake("the others are read at the byte position of the reference",
-            {wavBytes({fmt, data}), wavBytes({fmt, chunk("note", "5678"), dataChunk("1234")})},
-            outputBytes({fmtOut, dataChunk("a5b6c7d8")}));
+        addTake("a fmt chunk of 18 bytes adds 18 and comes out with 16",
+                {wavBytes({fmtChunk(format, QByteArray(2, '\0')), data}),
+                 wavBytes({fmtChunk(format, QByteArray(2, '\0')), dataChunk("1234")})},
+                outputBytes({fmtOut, dataOut}, (8 + 18) + (8 + 8)));
+        const Format extensible = {.bits = 8, .tag = 0xFFFE};
+        addTake("an extensible fmt chunk of 40 bytes adds 40 and keeps its tag",
+                {wavBytes({fmtChunk(extensible, sampleBytes(24)), data}),
+                 wavBytes({fmtChunk(extensible, sampleBytes(24)), dataChunk("1234")})},
+                outputBytes({fmtChunk(wide(extensible, 2)), dataOut}, (8 + 40) + (8 + 8)));
 
-    // The skip is refused, so the body is read as the header of a chunk of 48000 bytes.
-    addTake("a fmt chunk that claims 2^31 bytes is not skipped",
-            {wavBytes({data, chunk("fmt ", format.body(), 0x80000000)}),
-             wavBytes({dataChunk("1234"), fmt})},
-            outputBytes({dataOut, fmtOut,
-                         chunk("\1\0\1\0", format.body().mid(8) + QByteArray(48000 - 8, '\0'))},
-                        (8 + 8) + (8 + 0x80000000) + (8 + 48000)));
+        addTake("an odd fmt chunk adds its odd size",
+                {wavBytes({fmtChunk(format, "x"), data}),
+                 wavBytes({fmtChunk(format, "x"), dataChunk("1234")})},
+                outputBytes({fmtOut, dataOut}, (8 + 17) + (8 + 8)));
+        addTake("a bext chunk of another source is not used",
+                {wavBytes({fmt, data}), wavBytes({fmt, dataChunk("1234"), bext})},
+                outputBytes({fmtOut, dataOut}));
 
-    const QByteArrayList oddNotes = {fmt, data, chunk("note", "ax", 1), chunk("nod!", {})};
-    addTake("a search that ends at a byte that is no text leaves the walk alone",
+        addTake("a chunk directly after odd data is found",
+                {wavBytes({fmt, dataChunk("abc"), chunk("note", "left")}),
+                 wavBytes({fmt, dataChunk("123"), chunk("note", "----")})},
+                outputBytes({fmtOut, dataChunk("a1b2c3"), chunk("note", "left")}));
+        // The id is "\0not"; 'e' and the first size byte make the size 0x0465.
+        addTake("a pad byte after odd data shifts the next header by one",
+                {wavBytes({fmt, paddedChunk("data", "abc"), chunk("note", "left")}),
+                 recording(format, "123")},
+                outputBytes({fmtOut, dataChunk("a1b2c3"),
+                             chunk("\0not", QByteArray("\0left", 5) + QByteArray(1126 - 5, '\0'),
+                                   0x0465)}));
+        // The "d" of "data" is copied as the pad byte, so that "ata\x10" and "rest" follow.
+        addTake("an odd chunk without pad byte takes the first letter of the data id",
+                {wavBytes({fmt, chunk("note", "abc"),
+                           dataChunk('\0' + QByteArray("rest") + le32(7) + "1234567")}),
+                 second},
+                outputBytes({fmtOut, chunk("note", "abcd", 3), chunk("ata\x10", {}),
+                             paddedChunk("rest", "1234567")}));
+
+        addTake("each of two data chunks is interleaved",
+                {wavBytes({fmt, data, dataChunk("ef")}),
+                 wavBytes({fmt, dataChunk("1234"), dataChunk("56")})},
+                outputBytes({fmtOut, dataOut, dataChunk("e5f6")}));
+        const QByteArray fmt16 = fmtChunk({.bits = 16});
+        addTake("the buffers of a second data chunk are fresh",
+                {wavBytes({fmt16, dataChunk("aAbB"), dataChunk("cCd")}),
+                 wavBytes({fmt16, dataChunk("1!2@"), dataChunk("3#4")})},
+                outputBytes({fmtChunk(wide({.bits = 16}, 2)), dataChunk("aA1!bB2@"),
+                             dataChunk(QByteArray("cC3#\0\0", 6))}));
+        QTest::newRow("an empty data chunk asks for no channel file")
+            << Files{{u"take_01.wav"_s, recording(format, {})},
+                     {u"other/take_02.wav"_s, recording(format, {})}}
+            << QStringList{u"take_01.wav"_s, u"other/take_02.wav"_s} << u"take_combined.wav"_s
+            << outputBytes({fmtOut, dataChunk({})});
+        addTake("the others are read at the byte position of the reference",
+                {wavBytes({fmt, data}), wavBytes({fmt, chunk("note", "5678"), dataChunk("1234")})},
+                outputBytes({fmtOut, dataChunk("a5b6c7d8")}));
+
+        // The skip is refused, so the body is read as the header of a chunk of 48000 bytes.
+        addTake("a fmt chunk that claims 2^31 bytes is not skipped",
+                {wavBytes({data, chunk("fmt ", format.body(), 0x80000000)}),
+                 wavBytes({dataChunk("1234"), fmt})},
+                outputBytes({dataOut, fmtOut,
+                             chunk("\1\0\1\0", format.body().mid(8) + QByteArray(48000 - 8, '\0'))},
+                            (8 + 8) + (8 + 0x80000000) + (8 + 48000)));
+
+        const QByteArrayList oddNotes = {fmt, data, chunk("note", "ax", 1), chunk("nod!", {})};
+        addTake(
+            "a search that ends at a byte that is no text leaves the walk alone",
             {wavBytes(oddNotes + QByteArrayList{chunk("tail", QByteArray(24, 't') + "\x01xyz")}),
              second},
             outputBytes({fmtOut, dataOut, chunk("note", "ax", 1), chunk("nod!", {}),
                          chunk("tail", QByteArray(24, 't') + "\x01xyz")}));
-}
-
-void tst_MonoToPoly::inconsistentHeaders_data()
-{
-    addCombineColumns();
-    const auto addPair = [](const char* name, const Format& format, const Format& expected,
-                            const QByteArray& left, const QByteArray& right,
-                            const QByteArray& data) {
-        addTake(name, {recording(format, left), recording(format, right)},
-                outputBytes({fmtChunk(expected), dataChunk(data)}));
-    };
-    const QByteArray zeros(64, '\0');
-
-    const Format align1 = {.bits = 32, .blockAlign = 1};
-    const Format align1Out = {.channels = 2, .bits = 32, .blockAlign = 2};
-    addPair("four bytes per sample in a block align of 1 leave half of the first source", align1,
-            align1Out, "abcdefgh", "12345678", "abef" + zeros.left(12));
-    const Format narrow = {.bits = 16, .blockAlign = 1};
-    addPair("two bytes per sample in a block align of 1", narrow,
-            {.channels = 2, .bits = 16, .blockAlign = 2}, "abcdefgh", "12345678",
-            framesOf({"abcdefgh", "12345678"}, 2, 1, 8));
-    const Format align2 = {.bits = 32, .blockAlign = 2};
-    const Format align2Out = {.channels = 2, .bits = 32, .blockAlign = 4};
-    addPair("four bytes per sample in a block align of 2 leave the first source", align2, align2Out,
-            "abcdefgh", "12345678", "abcdefgh" + zeros.left(8));
-
-    const QByteArray left = sampleBytes(g_blockBytes + 8, 1);
-    const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
-    const auto secondBlock = [](const QByteArray& samples) {
-        return samples.mid(g_blockBytes) + samples.mid(8, g_blockBytes - 8);
-    };
-    addPair("samples that run past a whole block are zero there", align1, align1Out, left, right,
-            framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 4, 1, g_blockBytes)
-                + framesOf({secondBlock(left), secondBlock(right)}, 4, 1, 8));
-    const Format align3 = {.bits = 56, .blockAlign = 3};
-    const QByteArray exactLeft = left.left(g_blockBytes - 2);
-    const QByteArray exactRight = right.left(g_blockBytes - 2);
-    addPair("seven bytes per sample in a block align of 3 end within the buffers", align3,
-            {.channels = 2, .bits = 56, .blockAlign = 6}, exactLeft, exactRight,
-            framesOf({exactLeft, exactRight}, 7, 3, g_blockBytes - 2));
-
-    addPair("three bytes per sample in a block align of 4 start again with each block",
-            {.bits = 24, .blockAlign = 4}, {.channels = 2, .bits = 24, .blockAlign = 8}, left,
-            right,
-            framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 3, 4, g_blockBytes)
-                + framesOf({secondBlock(left), secondBlock(right)}, 3, 4, 8));
-    addPair("a block align above the bytes per sample leaves gaps of zeros",
-            {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8}, "aAbBcCdD",
-            "1!2@3#4$", "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
-    addPair("12 bits count as one byte", {.bits = 12, .blockAlign = 2},
-            {.channels = 2, .bits = 12, .blockAlign = 4}, "aAbB", "1!2@",
-            "a1" + zeros.left(2) + "A!" + zeros.left(2));
-    addPair("below 8 bits there is no sample byte", {.bits = 4, .blockAlign = 1},
-            {.channels = 2, .bits = 4, .blockAlign = 2}, "abcd", "1234", zeros.left(8));
-    addPair("a block align above the data size moves no frame", {.bits = 16, .blockAlign = 100},
-            {.channels = 2, .bits = 16, .blockAlign = 200}, "aAbB", "1!2@", zeros.left(8));
-
-    addPair("stereo sources give their first half in half of the frames",
-            {.channels = 2, .bits = 16}, {.channels = 4, .bits = 16}, "aAbBcCdD", "1!2@3#4$",
-            "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
-    const QByteArray longLeft = left.left(g_blockBytes - 2) + "abcdefghijkl";
-    const QByteArray longRight = right.left(g_blockBytes - 2) + "123456789!@#";
-    addPair("stereo 24-bit sources start again with each block", {.channels = 2, .bits = 24},
-            {.channels = 4, .bits = 24}, longLeft, longRight,
-            framesOf({exactLeft, exactRight}, 3, 6, g_blockBytes - 2) + "abc123" + zeros.left(6)
-                + "def456" + zeros.left(6));
-
-    addPair("widened header fields wrap",
-            {.channels = 40000, .bits = 16, .blockAlign = 40000, .byteRate = 0x90000000},
-            {.channels = 14464, .bits = 16, .blockAlign = 14464, .byteRate = 0x20000000},
-            "aA" + QByteArray(39998, 'x'), "1!" + QByteArray(39998, 'x'),
-            "aA1!" + QByteArray(79996, '\0'));
-}
-
-void tst_MonoToPoly::riffSizesThatPass_data()
-{
-    addCombineColumns();
-    struct Claim
-    {
-        const char* name;
-        int count;
-        quint32 riffSize;
-    };
-    const QList<Claim> claims = {
-        {"eight times 268435455 is the last product below the limit", 8, 268435455},
-        {"one source of 2^31 - 1", 1, 0x7FFFFFFF},
-        {"two times 2^31 wraps to zero", 2, 0x80000000},
-        {"four times 2^30 wraps to zero", 4, 0x40000000},
-        {"three times 0x60000000 wraps past zero into the positive range", 3, 0x60000000},
-        {"a RIFF size of 0", 2, 0},
-    };
-    const Format format = {.bits = 8};
-    for (const Claim& claim : claims) {
-        QByteArrayList samples;
-        QByteArrayList channels;
-        for (int k = 0; k < claim.count; ++k) {
-            samples.append(sampleBytes(4, k));
-            channels.append(
-                wavBytes({fmtChunk(format), dataChunk(samples.last())}, claim.riffSize));
-        }
-        addTake(
-            claim.name, channels,
-            outputBytes({fmtChunk(wide(format, claim.count)), dataChunk(interleaved(samples, 1))}));
     }
-}
 
-void tst_MonoToPoly::failures_data()
-{
-    QTest::addColumn<Files>("files");
-    QTest::addColumn<QStringList>("list");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("text");
+    void chunks() { checkCombine(); }
 
-    const Format format = {.bits = 8};
-    const QByteArray fmt = fmtChunk(format);
-    const QByteArray data = dataChunk("abcd");
-    const QByteArray second = recording(format, "1234");
-    const QString first = u"take_01.wav"_s;
-    const QString other = u"take_02.wav"_s;
-    const QStringList both = {first, other};
+    void inconsistentHeaders_data()
+    {
+        addCombineColumns();
+        const auto addPair = [](const char* name, const Format& format, const Format& expected,
+                                const QByteArray& left, const QByteArray& right,
+                                const QByteArray& data) {
+            addTake(name, {recording(format, left), recording(format, right)},
+                    outputBytes({fmtChunk(expected), dataChunk(data)}));
+        };
+        const QByteArray zeros(64, '\0');
 
-    const QString cannotOpen = errorText(ConvertFileOpen);
-    QTest::newRow("no file under the rebuilt name of the first source")
-        << Files{{u"take_3.wav"_s, second}} << QStringList{u"take_3.wav"_s} << int(ConvertFileOpen)
-        << cannotOpen;
-    QTest::newRow("a source between others is gone")
-        << Files{{first, second}, {u"take_03.wav"_s, second}}
-        << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
-    QTest::newRow("a source between others is gone, and the one after it holds no samples")
-        << Files{{first, second}, {u"take_03.wav"_s, "short"}}
-        << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
-    QTest::newRow("the rebuilt name is not in the first source's directory")
-        << Files{{u"rec/a_01.wav"_s, second}, {u"other/b_02.wav"_s, second}}
-        << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << int(ConvertFileOpen)
-        << cannotOpen;
+        const Format align1 = {.bits = 32, .blockAlign = 1};
+        const Format align1Out = {.channels = 2, .bits = 32, .blockAlign = 2};
+        addPair("four bytes per sample in a block align of 1 leave half of the first source",
+                align1, align1Out, "abcdefgh", "12345678", "abef" + zeros.left(12));
+        const Format narrow = {.bits = 16, .blockAlign = 1};
+        addPair("two bytes per sample in a block align of 1", narrow,
+                {.channels = 2, .bits = 16, .blockAlign = 2}, "abcdefgh", "12345678",
+                framesOf({"abcdefgh", "12345678"}, 2, 1, 8));
+        const Format align2 = {.bits = 32, .blockAlign = 2};
+        const Format align2Out = {.channels = 2, .bits = 32, .blockAlign = 4};
+        addPair("four bytes per sample in a block align of 2 leave the first source", align2,
+                align2Out, "abcdefgh", "12345678", "abcdefgh" + zeros.left(8));
 
-    const auto addReference = [&](const char* name, const QByteArray& reference, int code) {
-        QTest::newRow(name) << Files{{first, reference}, {other, second}} << both << code
-                            << errorText(code);
-    };
+        const QByteArray left = sampleBytes(g_blockBytes + 8, 1);
+        const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
+        const auto secondBlock = [](const QByteArray& samples) {
+            return samples.mid(g_blockBytes) + samples.mid(8, g_blockBytes - 8);
+        };
+        addPair("samples that run past a whole block are zero there", align1, align1Out, left,
+                right,
+                framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 4, 1, g_blockBytes)
+                    + framesOf({secondBlock(left), secondBlock(right)}, 4, 1, 8));
+        const Format align3 = {.bits = 56, .blockAlign = 3};
+        const QByteArray exactLeft = left.left(g_blockBytes - 2);
+        const QByteArray exactRight = right.left(g_blockBytes - 2);
+        addPair("seven bytes per sample in a block align of 3 end within the buffers", align3,
+                {.channels = 2, .bits = 56, .blockAlign = 6}, exactLeft, exactRight,
+                framesOf({exactLeft, exactRight}, 7, 3, g_blockBytes - 2));
 
-    addReference("a pad byte after odd data at the end",
-                 wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead);
-    // Without pad bytes the search ends on the last four letters, which look like a cut header.
-    addReference("a search that ends in a cut header spoils the walk",
-                 wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
-                           chunk("tail", QByteArray(28, 't'))}),
-                 ConvertDataRead);
+        addPair("three bytes per sample in a block align of 4 start again with each block",
+                {.bits = 24, .blockAlign = 4}, {.channels = 2, .bits = 24, .blockAlign = 8}, left,
+                right,
+                framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 3, 4, g_blockBytes)
+                    + framesOf({secondBlock(left), secondBlock(right)}, 3, 4, 8));
+        addPair("a block align above the bytes per sample leaves gaps of zeros",
+                {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8},
+                "aAbBcCdD", "1!2@3#4$", "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
+        addPair("12 bits count as one byte", {.bits = 12, .blockAlign = 2},
+                {.channels = 2, .bits = 12, .blockAlign = 4}, "aAbB", "1!2@",
+                "a1" + zeros.left(2) + "A!" + zeros.left(2));
+        addPair("below 8 bits there is no sample byte", {.bits = 4, .blockAlign = 1},
+                {.channels = 2, .bits = 4, .blockAlign = 2}, "abcd", "1234", zeros.left(8));
+        addPair("a block align above the data size moves no frame", {.bits = 16, .blockAlign = 100},
+                {.channels = 2, .bits = 16, .blockAlign = 200}, "aAbB", "1!2@", zeros.left(8));
 
-    const auto addRiffSize = [&](const char* name, int count, quint32 riffSize) {
-        const QByteArray source = wavBytes({fmt, data}, riffSize);
-        const Files files = takeFiles(QByteArrayList(count, source));
-        QTest::newRow(name) << files << QStringList(files.keys()) << int(ConvertFileRestriction)
-                            << errorText(ConvertFileRestriction);
-    };
-    addRiffSize("eight times 268435456 is 2^31", 8, 268435456);
-    addRiffSize("two times 2^30 is 2^31", 2, 0x40000000);
-    addRiffSize("one source of 2^31", 1, 0x80000000);
-    addRiffSize("two times 0xC0000000 wraps to 2^31", 2, 0xC0000000);
-}
+        addPair("stereo sources give their first half in half of the frames",
+                {.channels = 2, .bits = 16}, {.channels = 4, .bits = 16}, "aAbBcCdD", "1!2@3#4$",
+                "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
+        const QByteArray longLeft = left.left(g_blockBytes - 2) + "abcdefghijkl";
+        const QByteArray longRight = right.left(g_blockBytes - 2) + "123456789!@#";
+        addPair("stereo 24-bit sources start again with each block", {.channels = 2, .bits = 24},
+                {.channels = 4, .bits = 24}, longLeft, longRight,
+                framesOf({exactLeft, exactRight}, 3, 6, g_blockBytes - 2) + "abc123" + zeros.left(6)
+                    + "def456" + zeros.left(6));
 
-void tst_MonoToPoly::failures()
-{
-    QFETCH(Files, files);
-    QFETCH(QStringList, list);
-    QFETCH(int, code);
-    QFETCH(QString, text);
-    Files listed;
-    for (const QString& name : list)
-        listed[name] = recording({.bits = 8}, "1234");
-    QCOMPARE(problemsOf({.conversion = Conversion::Combine,
-                         .before = files,
-                         .sources = list,
-                         .listed = listed,
-                         .result = code,
-                         .boxes = {text}}),
-             QString());
-}
+        addPair("widened header fields wrap",
+                {.channels = 40000, .bits = 16, .blockAlign = 40000, .byteRate = 0x90000000},
+                {.channels = 14464, .bits = 16, .blockAlign = 14464, .byteRate = 0x20000000},
+                "aA" + QByteArray(39998, 'x'), "1!" + QByteArray(39998, 'x'),
+                "aA1!" + QByteArray(79996, '\0'));
+    }
 
-void tst_MonoToPoly::dataSizesThatWrap_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<quint32>("sourceSize");
-    QTest::addColumn<quint32>("outputSize");
+    void inconsistentHeaders() { checkCombine(); }
 
-    QTest::newRow("two times 2^31 - 1 is the last product below 2^32")
-        << 2 << 0x7FFFFFFFu << 0xFFFFFFFEu;
-    QTest::newRow("two times 2^31 is 0") << 2 << 0x80000000u << 0u;
-    QTest::newRow("two times 0x80000002 is 4") << 2 << 0x80000002u << 4u;
-    QTest::newRow("three times 0xAAAAAAAB is 1 and a pad byte") << 3 << 0xAAAAAAABu << 2u;
-    QTest::newRow("three times 0x55555555 is rounded up to 0") << 3 << 0x55555555u << 0u;
-}
+    void riffSizesThatPass_data()
+    {
+        addCombineColumns();
+        struct Claim
+        {
+            const char* name;
+            int count;
+            quint32 riffSize;
+        };
+        const QList<Claim> claims = {
+            {"eight times 268435455 is the last product below the limit", 8, 268435455},
+            {"one source of 2^31 - 1", 1, 0x7FFFFFFF},
+            {"two times 2^31 wraps to zero", 2, 0x80000000},
+            {"four times 2^30 wraps to zero", 4, 0x40000000},
+            {"three times 0x60000000 wraps past zero into the positive range", 3, 0x60000000},
+            {"a RIFF size of 0", 2, 0},
+        };
+        const Format format = {.bits = 8};
+        for (const Claim& claim : claims) {
+            QByteArrayList samples;
+            QByteArrayList channels;
+            for (int k = 0; k < claim.count; ++k) {
+                samples.append(sampleBytes(4, k));
+                channels.append(
+                    wavBytes({fmtChunk(format), dataChunk(samples.last())}, claim.riffSize));
+            }
+            addTake(claim.name, channels,
+                    outputBytes(
+                        {fmtChunk(wide(format, claim.count)), dataChunk(interleaved(samples, 1))}));
+        }
+    }
 
-/// The files hold much less than they claim, so the header is checked before Cancel is pressed.
-void tst_MonoToPoly::dataSizesThatWrap()
-{
-    QFETCH(int, count);
-    QFETCH(quint32, sourceSize);
-    QFETCH(quint32, outputSize);
-    const QByteArray source =
-        wavBytes({fmtChunk({.bits = 8}), dataChunk(sampleBytes(20000), sourceSize)});
-    const Request request = combineOf(QByteArrayList(count, source), ConvertCancelled);
-    PreparedRequest prepared(request);
-    QByteArray header;
-    const CancelClicker clicker([&](QProgressDialog&) {
-        header = readFile(prepared.path(request.output())).mid(g_outputStart + g_fmtChunkSize, 8);
-        return header.size() == 8;
-    });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(clicker.wasClicked());
-    QCOMPARE(header, "data" + le32(outputSize));
-}
+    void riffSizesThatPass() { checkCombine(); }
 
-void tst_MonoToPoly::missingChannelFileEndsAfterTheWholePass()
-{
-    Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen);
-    request.listed = request.before;
-    request.before.remove(request.sources.last());
-    PreparedRequest prepared(request);
-    const ProgressWatch watch;
-    QCOMPARE(prepared.problems(), QString());
-    QCOMPARE(watch.only().values.mid(0, 4),
-             QList<int>(
-                 {g_outputStart + g_fmtChunkSize, g_blockEnds[0], g_blockEnds[1], g_blockEnds[2]}));
-}
+    void failures_data()
+    {
+        QTest::addColumn<Files>("files");
+        QTest::addColumn<QStringList>("list");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("text");
 
-void tst_MonoToPoly::channelFileReplacedBetweenTwoBlocks()
-{
-    const Format format = {.bits = 16};
-    const QByteArray left = sampleBytes(g_threeBlocks, 1);
-    const QByteArray right = sampleBytes(g_threeBlocks, 2);
-    const QByteArray other = sampleBytes(g_threeBlocks, 3);
-    Request request = combineOf({recording(format, left), recording(format, right)}, ConvertOk);
-    const QString second = request.sources.last();
-    request.outputs = {
-        {second, recording(format, other)},
-        {request.output(),
-         outputBytes({fmtChunk(wide(format, 2)),
-                      dataChunk(interleaved(
-                          {left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2))})}};
-    PreparedRequest prepared(request);
-    const ProgressWatch watch;
-    const Once replacement([&watch] { return watch.value() == g_blockEnds[0]; },
-                           [&] {
-                               QFile::remove(prepared.path(second));
-                               writeFile(prepared.path(second), request.outputs[second]);
-                           });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(replacement.isDone());
-}
+        const Format format = {.bits = 8};
+        const QByteArray fmt = fmtChunk(format);
+        const QByteArray data = dataChunk("abcd");
+        const QByteArray second = recording(format, "1234");
+        const QString first = u"take_01.wav"_s;
+        const QString other = u"take_02.wav"_s;
+        const QStringList both = {first, other};
 
-void tst_MonoToPoly::channelFileMissingForOneBlock()
-{
-    PreparedRequest prepared(combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen));
-    const QString second = prepared.path(u"take_02.wav"_s);
-    const QString elsewhere = prepared.path(u"elsewhere.wav"_s);
-    const ProgressWatch watch;
-    const Once away([&watch] { return watch.value() == g_blockEnds[0]; },
-                    [&] { QFile::rename(second, elsewhere); });
-    const Once back([&watch] { return watch.value() == g_blockEnds[1]; },
-                    [&] { QFile::rename(elsewhere, second); });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(away.isDone());
-    QVERIFY(back.isDone());
-    QVERIFY(watch.only().values.contains(g_blockEnds[2]));
-}
+        const QString cannotOpen = errorText(ConvertFileOpen);
+        QTest::newRow("no file under the rebuilt name of the first source")
+            << Files{{u"take_3.wav"_s, second}} << QStringList{u"take_3.wav"_s}
+            << int(ConvertFileOpen) << cannotOpen;
+        QTest::newRow("a source between others is gone")
+            << Files{{first, second}, {u"take_03.wav"_s, second}}
+            << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
+        QTest::newRow("a source between others is gone, and the one after it holds no samples")
+            << Files{{first, second}, {u"take_03.wav"_s, "short"}}
+            << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
+        QTest::newRow("the rebuilt name is not in the first source's directory")
+            << Files{{u"rec/a_01.wav"_s, second}, {u"other/b_02.wav"_s, second}}
+            << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << int(ConvertFileOpen)
+            << cannotOpen;
 
-void tst_MonoToPoly::failureRemovesTheOverwrittenFile()
-{
-    const QByteArray source = recording({.bits = 8}, "ab");
-    Request request = combineOf({source, source}, ConvertOk);
-    request.listed = request.before;
-    request.before.remove(request.sources.last());
-    request.before[request.output()] = "overwritten";
-    request.ask(request.output());
-    request.fail(ConvertFileOpen);
-    request.removed.append(request.output());
-    QCOMPARE(problemsOf(request), QString());
-}
+        const auto addReference = [&](const char* name, const QByteArray& reference, int code) {
+            QTest::newRow(name) << Files{{first, reference}, {other, second}} << both << code
+                                << errorText(code);
+        };
 
-void tst_MonoToPoly::outputThatIsASource_data()
-{
-    QTest::addColumn<QString>("target");
-    QTest::newRow("a link to another channel file") << u"take_02.wav"_s;
-    QTest::newRow("a link to a listed file that is not read") << u"other/take_02.wav"_s;
-}
+        addReference("a pad byte after odd data at the end",
+                     wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead);
+        // Without pad bytes the search ends on the last four letters, which look like a cut header.
+        addReference("a search that ends in a cut header spoils the walk",
+                     wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
+                               chunk("tail", QByteArray(28, 't'))}),
+                     ConvertDataRead);
 
-void tst_MonoToPoly::outputThatIsASource()
-{
-    QFETCH(QString, target);
-    const Format format = {.bits = 8};
-    Files files = takeFiles({recording(format, "ab"), recording(format, "12")});
-    files.insert(u"other/take_02.wav"_s, recording(format, "xx"));
-    files[u"take_combined.wav"_s] = g_linkTo + target.toUtf8();
-    Request request = {.conversion = Conversion::Combine,
-                       .before = files,
-                       .sources = {u"take_01.wav"_s, u"other/take_02.wav"_s}};
-    request.ask(request.output());
-    request.fail(ConvertFileOpen);
-    QCOMPARE(problemsOf(request), QString());
-}
+        const auto addRiffSize = [&](const char* name, int count, quint32 riffSize) {
+            const QByteArray source = wavBytes({fmt, data}, riffSize);
+            const Files files = takeFiles(QByteArrayList(count, source));
+            QTest::newRow(name) << files << QStringList(files.keys()) << int(ConvertFileRestriction)
+                                << errorText(ConvertFileRestriction);
+        };
+        addRiffSize("eight times 268435456 is 2^31", 8, 268435456);
+        addRiffSize("two times 2^30 is 2^31", 2, 0x40000000);
+        addRiffSize("one source of 2^31", 1, 0x80000000);
+        addRiffSize("two times 0xC0000000 wraps to 2^31", 2, 0xC0000000);
+    }
 
-void tst_MonoToPoly::shownValues_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<qint64>("riffSize"); // -1 for that of the file
-    QTest::addColumn<int>("maximum");
+    void failures()
+    {
+        QFETCH(Files, files);
+        QFETCH(QStringList, list);
+        QFETCH(int, code);
+        QFETCH(QString, text);
+        Files listed;
+        for (const QString& name : list)
+            listed[name] = recording({.bits = 8}, "1234");
+        QCOMPARE(problemsOf({.conversion = Conversion::Combine,
+                             .before = files,
+                             .sources = list,
+                             .listed = listed,
+                             .result = code,
+                             .boxes = {text}}),
+                 QString());
+    }
 
-    QTest::newRow("the running size after the note is more than the range and not shown")
-        << 2 << qint64(-1) << 4 + g_fmtChunkSize + (8 + 1000) + (8 + 4);
-    QTest::newRow("2^31 - 1 is the largest range") << 1 << qint64(0x7FFFFFFF) << 0x7FFFFFFF;
-    // The range is a signed number. One without room takes every value over.
-    QTest::newRow("two files of 2^31") << 2 << qint64(0x80000000) << 0;
-    QTest::newRow("three files of 0xAAAAAAAB") << 3 << qint64(0xAAAAAAAB) << 0;
-    QTest::newRow("four files of 0xC0000000") << 4 << qint64(0xC0000000) << 0;
-}
+    void dataSizesThatWrap_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<quint32>("sourceSize");
+        QTest::addColumn<quint32>("outputSize");
 
-/// The running size after the fmt chunk, the reference's position in the data, the running size
-/// after the note and at last the maximum.
-void tst_MonoToPoly::shownValues()
-{
-    QFETCH(int, count);
-    QFETCH(qint64, riffSize);
-    QFETCH(int, maximum);
-    const QByteArray source = wavBytes(
-        {fmtChunk({.bits = 8}), dataChunk(sampleBytes(1000)), chunk("note", "four")}, riffSize);
-    const Files files = takeFiles(QByteArrayList(count, source));
-    const TempDir dir(files);
-    const ProgressWatch watch;
+        QTest::newRow("two times 2^31 - 1 is the last product below 2^32")
+            << 2 << 0x7FFFFFFFu << 0xFFFFFFFEu;
+        QTest::newRow("two times 2^31 is 0") << 2 << 0x80000000u << 0u;
+        QTest::newRow("two times 0x80000002 is 4") << 2 << 0x80000002u << 4u;
+        QTest::newRow("three times 0xAAAAAAAB is 1 and a pad byte") << 3 << 0xAAAAAAABu << 2u;
+        QTest::newRow("three times 0x55555555 is rounded up to 0") << 3 << 0x55555555u << 0u;
+    }
 
-    const ConversionRun run = runConversion(Conversion::Combine, Sources(dir.paths(files.keys())));
+    /// The files hold much less than they claim, so the header is checked before Cancel is pressed.
+    void dataSizesThatWrap()
+    {
+        QFETCH(int, count);
+        QFETCH(quint32, sourceSize);
+        QFETCH(quint32, outputSize);
+        const QByteArray source =
+            wavBytes({fmtChunk({.bits = 8}), dataChunk(sampleBytes(20000), sourceSize)});
+        const Request request = combineOf(QByteArrayList(count, source), ConvertCancelled);
+        PreparedRequest prepared(request);
+        QByteArray header;
+        const CancelClicker clicker([&](QProgressDialog&) {
+            header =
+                readFile(prepared.path(request.output())).mid(g_outputStart + g_fmtChunkSize, 8);
+            return header.size() == 8;
+        });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(clicker.wasClicked());
+        QCOMPARE(header, "data" + le32(outputSize));
+    }
 
-    QCOMPARE(run.texts(), QStringList());
-    QCOMPARE(run.result, int(ConvertOk));
-    QCOMPARE(watch.only().minimum, 0);
-    QCOMPARE(watch.only().maximum, maximum);
-    const int fmtDone = g_outputStart + g_fmtChunkSize;
-    QList<int> values = {fmtDone, g_sampleStart + 1000};
-    if (riffSize >= 0)
-        values.append(fmtDone + 8 + 1000 * count + (8 + 4));
-    values.append(maximum);
-    QCOMPARE(watch.only().values.mid(0, values.size()), values);
-}
-
-void tst_MonoToPoly::cancel_data()
-{
-    QTest::addColumn<int>("value");
-    QTest::addColumn<bool>("isComplete");
-    QTest::addColumn<bool>("isImpatient"); // lets events through with each value, as after seconds
-
-    QTest::newRow("before the first chunk") << -1 << true << false;
-    QTest::newRow("before the first of three blocks")
-        << g_outputStart + g_fmtChunkSize << true << false;
-    QTest::newRow("before the second of three blocks") << g_blockEnds[0] << true << false;
-    QTest::newRow("before the last of three blocks") << g_blockEnds[1] << true << false;
-    QTest::newRow("in the events of the last block") << g_blockEnds[2] << true << true;
-    QTest::newRow("with a channel file missing") << g_blockEnds[0] << false << false;
-}
-
-void tst_MonoToPoly::cancel()
-{
-    QFETCH(int, value);
-    QFETCH(bool, isComplete);
-    QFETCH(bool, isImpatient);
-    Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertCancelled);
-    if (!isComplete) {
+    void missingChannelFileEndsAfterTheWholePass()
+    {
+        Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen);
         request.listed = request.before;
         request.before.remove(request.sources.last());
+        PreparedRequest prepared(request);
+        const ProgressWatch watch;
+        QCOMPARE(prepared.problems(), QString());
+        QCOMPARE(watch.only().values.mid(0, 4),
+                 QList<int>({g_outputStart + g_fmtChunkSize, g_blockEnds[0], g_blockEnds[1],
+                             g_blockEnds[2]}));
     }
-    PreparedRequest prepared(request);
-    bool hadOutput = false;
-    const CancelClicker clicker([&](QProgressDialog& dialog) {
-        if (isImpatient)
-            makeImpatient(dialog);
-        hadOutput = QFile::exists(prepared.path(request.output()));
-        return dialog.value() == value;
-    });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(clicker.wasClicked());
-    QVERIFY(hadOutput);
-}
 
-void tst_MonoToPoly::cancelAfterTheDataComesTooLate()
-{
-    PreparedRequest prepared(
-        takeOf(Conversion::Combine, {g_fmtHere, g_dataHere, chunk("note", QByteArray(100, 'x'))}));
-    const int dataEnd = g_sampleStart + 40;
-    const CancelClicker clicker([](QProgressDialog& dialog) { return dialog.value() == dataEnd; });
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(clicker.wasClicked());
-}
+    void channelFileReplacedBetweenTwoBlocks()
+    {
+        const Format format = {.bits = 16};
+        const QByteArray left = sampleBytes(g_threeBlocks, 1);
+        const QByteArray right = sampleBytes(g_threeBlocks, 2);
+        const QByteArray other = sampleBytes(g_threeBlocks, 3);
+        Request request = combineOf({recording(format, left), recording(format, right)}, ConvertOk);
+        const QString second = request.sources.last();
+        request.outputs = {
+            {second, recording(format, other)},
+            {request.output(),
+             outputBytes({fmtChunk(wide(format, 2)),
+                          dataChunk(interleaved(
+                              {left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2))})}};
+        PreparedRequest prepared(request);
+        const ProgressWatch watch;
+        const Once replacement([&watch] { return watch.value() == g_blockEnds[0]; },
+                               [&] {
+                                   QFile::remove(prepared.path(second));
+                                   writeFile(prepared.path(second), request.outputs[second]);
+                               });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(replacement.isDone());
+    }
+
+    void channelFileMissingForOneBlock()
+    {
+        PreparedRequest prepared(combineOf({threeBlocks(), threeBlocks()}, ConvertFileOpen));
+        const QString second = prepared.path(u"take_02.wav"_s);
+        const QString elsewhere = prepared.path(u"elsewhere.wav"_s);
+        const ProgressWatch watch;
+        const Once away([&watch] { return watch.value() == g_blockEnds[0]; },
+                        [&] { QFile::rename(second, elsewhere); });
+        const Once back([&watch] { return watch.value() == g_blockEnds[1]; },
+                        [&] { QFile::rename(elsewhere, second); });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(away.isDone());
+        QVERIFY(back.isDone());
+        QVERIFY(watch.only().values.contains(g_blockEnds[2]));
+    }
+
+    void failureRemovesTheOverwrittenFile()
+    {
+        const QByteArray source = recording({.bits = 8}, "ab");
+        Request request = combineOf({source, source}, ConvertOk);
+        request.listed = request.before;
+        request.before.remove(request.sources.last());
+        request.before[request.output()] = "overwritten";
+        request.ask(request.output());
+        request.fail(ConvertFileOpen);
+        request.removed.append(request.output());
+        QCOMPARE(problemsOf(request), QString());
+    }
+
+    void outputThatIsASource_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("a link to another channel file") << u"take_02.wav"_s;
+        QTest::newRow("a link to a listed file that is not read") << u"other/take_02.wav"_s;
+    }
+
+    void outputThatIsASource()
+    {
+        QFETCH(QString, target);
+        const Format format = {.bits = 8};
+        Files files = takeFiles({recording(format, "ab"), recording(format, "12")});
+        files.insert(u"other/take_02.wav"_s, recording(format, "xx"));
+        files[u"take_combined.wav"_s] = g_linkTo + target.toUtf8();
+        Request request = {.conversion = Conversion::Combine,
+                           .before = files,
+                           .sources = {u"take_01.wav"_s, u"other/take_02.wav"_s}};
+        request.ask(request.output());
+        request.fail(ConvertFileOpen);
+        QCOMPARE(problemsOf(request), QString());
+    }
+
+    void shownValues_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<qint64>("riffSize"); // -1 for that of the file
+        QTest::addColumn<int>("maximum");
+
+        QTest::newRow("the running size after the note is more than the range and not shown")
+            << 2 << qint64(-1) << 4 + g_fmtChunkSize + (8 + 1000) + (8 + 4);
+        QTest::newRow("2^31 - 1 is the largest range") << 1 << qint64(0x7FFFFFFF) << 0x7FFFFFFF;
+        // The range is a signed number. One without room takes every value over.
+        QTest::newRow("two files of 2^31") << 2 << qint64(0x80000000) << 0;
+        QTest::newRow("three files of 0xAAAAAAAB") << 3 << qint64(0xAAAAAAAB) << 0;
+        QTest::newRow("four files of 0xC0000000") << 4 << qint64(0xC0000000) << 0;
+    }
+
+    /// The running size after the fmt chunk, the reference's position in the data, the running size
+    /// after the note and at last the maximum.
+    void shownValues()
+    {
+        QFETCH(int, count);
+        QFETCH(qint64, riffSize);
+        QFETCH(int, maximum);
+        const QByteArray source = wavBytes(
+            {fmtChunk({.bits = 8}), dataChunk(sampleBytes(1000)), chunk("note", "four")}, riffSize);
+        const Files files = takeFiles(QByteArrayList(count, source));
+        const TempDir dir(files);
+        const ProgressWatch watch;
+
+        const ConversionRun run =
+            runConversion(Conversion::Combine, Sources(dir.paths(files.keys())));
+
+        QCOMPARE(run.texts(), QStringList());
+        QCOMPARE(run.result, int(ConvertOk));
+        QCOMPARE(watch.only().minimum, 0);
+        QCOMPARE(watch.only().maximum, maximum);
+        const int fmtDone = g_outputStart + g_fmtChunkSize;
+        QList<int> values = {fmtDone, g_sampleStart + 1000};
+        if (riffSize >= 0)
+            values.append(fmtDone + 8 + 1000 * count + (8 + 4));
+        values.append(maximum);
+        QCOMPARE(watch.only().values.mid(0, values.size()), values);
+    }
+
+    void cancel_data()
+    {
+        QTest::addColumn<int>("value");
+        QTest::addColumn<bool>("isComplete");
+        QTest::addColumn<bool>(
+            "isImpatient"); // lets events through with each value, as after seconds
+
+        QTest::newRow("before the first chunk") << -1 << true << false;
+        QTest::newRow("before the first of three blocks")
+            << g_outputStart + g_fmtChunkSize << true << false;
+        QTest::newRow("before the second of three blocks") << g_blockEnds[0] << true << false;
+        QTest::newRow("before the last of three blocks") << g_blockEnds[1] << true << false;
+        QTest::newRow("in the events of the last block") << g_blockEnds[2] << true << true;
+        QTest::newRow("with a channel file missing") << g_blockEnds[0] << false << false;
+    }
+
+    void cancel()
+    {
+        QFETCH(int, value);
+        QFETCH(bool, isComplete);
+        QFETCH(bool, isImpatient);
+        Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertCancelled);
+        if (!isComplete) {
+            request.listed = request.before;
+            request.before.remove(request.sources.last());
+        }
+        PreparedRequest prepared(request);
+        bool hadOutput = false;
+        const CancelClicker clicker([&](QProgressDialog& dialog) {
+            if (isImpatient)
+                makeImpatient(dialog);
+            hadOutput = QFile::exists(prepared.path(request.output()));
+            return dialog.value() == value;
+        });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(clicker.wasClicked());
+        QVERIFY(hadOutput);
+    }
+
+    void cancelAfterTheDataComesTooLate()
+    {
+        PreparedRequest prepared(takeOf(
+            Conversion::Combine, {g_fmtHere, g_dataHere, chunk("note", QByteArray(100, 'x'))}));
+        const int dataEnd = g_sampleStart + 40;
+        const CancelClicker clicker(
+            [](QProgressDialog& dialog) { return dialog.value() == dataEnd; });
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(clicker.wasClicked());
+    }
+
+private:
+    static void addCombineColumns()
+    {
+        QTest::addColumn<Files>("files");
+        QTest::addColumn<QStringList>("list");
+        QTest::addColumn<QString>("outputName");
+        QTest::addColumn<QByteArray>("expected");
+    }
+
+    /// A row in which take_01.wav, take_02.wav and so on are combined in this order.
+    static void addTake(const char* name, const QByteArrayList& channels,
+                        const QByteArray& expected)
+    {
+        const Files files = takeFiles(channels);
+        QTest::newRow(name) << files << QStringList(files.keys()) << u"take_combined.wav"_s
+                            << expected;
+    }
+
+    void checkCombine()
+    {
+        QFETCH(Files, files);
+        QFETCH(QStringList, list);
+        QFETCH(QString, outputName);
+        QFETCH(QByteArray, expected);
+        QCOMPARE(problemsOf({.conversion = Conversion::Combine,
+                             .before = files,
+                             .sources = list,
+                             .outputs = {{outputName, expected}}}),
+                 QString());
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_MonoToPoly)
 #include "tst_monotopoly.moc"

@@ -22,21 +22,6 @@ using namespace Qt::Literals::StringLiterals;
 
 Q_DECLARE_METATYPE(OutputFile::Creation)
 
-class tst_OutputFile : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void cleanup();
-    void create_data();
-    void create();
-    void nothingIsTruncatedUnasked_data();
-    void nothingIsTruncatedUnasked();
-    void outputThatGoesWhileItIsAskedAboutIsMade();
-    void outputGoneBetweenTheLastChecks_data();
-    void outputGoneBetweenTheLastChecks();
-};
-
 namespace {
 
 /// What happens to one path beside the conversion.
@@ -91,150 +76,154 @@ extern "C" int stat(const char* name, struct stat* found) noexcept
     return result;
 }
 
-void tst_OutputFile::cleanup()
+class tst_OutputFile : public QObject
 {
-    g_elsewhere = {};
-}
+    Q_OBJECT
 
-void tst_OutputFile::create_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<OutputFile::Creation>("creation");
-    QTest::addColumn<Files>("before");
-    QTest::addColumn<Files>("made");
+private slots:
+    void cleanup() { g_elsewhere = {}; }
 
-    using Creation = OutputFile::Creation;
-    const auto add = [](const char* row, const QString& name, Creation creation, Files before = {},
-                        const QString& made = {}) {
-        before[u"there.wav"_s] = "there";
-        QTest::newRow(row) << name << creation << before
-                           << (made.isEmpty() ? Files() : Files{{made, {}}});
-    };
-    const Files nowhere = {{u"nowhere.wav"_s, g_linkTo + "made.wav"},
-                           {u"again.wav"_s, g_linkTo + "nowhere.wav"}};
-    add("a new file", u"new.wav"_s, Creation::Created, {}, u"new.wav"_s);
-    add("a file that is there", u"there.wav"_s, Creation::Exists);
-    add("a link to a file that is there", u"link.wav"_s, Creation::Exists,
-        {{u"link.wav"_s, g_linkTo + "there.wav"}});
-    add("the target of a link to nowhere", u"nowhere.wav"_s, Creation::Created, nowhere,
-        u"made.wav"_s);
-    add("the target of a link to a link to nowhere", u"again.wav"_s, Creation::Created, nowhere,
-        u"made.wav"_s);
-    add("the target that the system finds for a link over a linked directory", u"over.wav"_s,
-        Creation::Created,
-        {{u"other/dir"_s, g_emptyDirectory},
-         {u"sub"_s, g_linkTo + "other/dir"},
-         {u"over.wav"_s, g_linkTo + "sub/../made.wav"}},
-        u"other/made.wav"_s);
-    add("a link into a directory that is not there", u"astray.wav"_s, Creation::Failed,
-        {{u"astray.wav"_s, g_linkTo + "gone/made.wav"}});
-    add("a file in a directory that is not there", u"gone/new.wav"_s, Creation::Failed);
-    add("a name with a zero character", u"new.wav"_s + QChar::Null + u".wav"_s, Creation::Failed);
-}
+    void create_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<OutputFile::Creation>("creation");
+        QTest::addColumn<Files>("before");
+        QTest::addColumn<Files>("made");
 
-void tst_OutputFile::create()
-{
-    QFETCH(const QString, name);
-    QFETCH(const Files, before);
-    QFETCH(const Files, made);
-
-    const TempDir dir(before);
-    OutputFile output(dir.path(name));
-    QTEST(output.create(), "creation");
-    Files expected = before;
-    expected.insert(made);
-    QCOMPARE(differences(dir.entries(), expected), QString());
-}
-
-void tst_OutputFile::nothingIsTruncatedUnasked_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<bool>("isForgotten");
-    QTest::addColumn<bool>("isLink");
-    QTest::addColumn<int>("creations"); // that come before it
-    for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, a file that appears when the output is opened", name)
-            << conversion << false << false << 0;
-        QTest::addRow("%s, a file whose absence a share has cached", name)
-            << conversion << true << false << 0;
-        QTest::addRow("%s, a file that appears where a link leads", name)
-            << conversion << false << true << 0;
-        QTest::addRow("%s, a file that appears when the target of a link is opened", name)
-            << conversion << false << true << 1;
+        using Creation = OutputFile::Creation;
+        const auto add = [](const char* row, const QString& name, Creation creation,
+                            Files before = {}, const QString& made = {}) {
+            before[u"there.wav"_s] = "there";
+            QTest::newRow(row) << name << creation << before
+                               << (made.isEmpty() ? Files() : Files{{made, {}}});
+        };
+        const Files nowhere = {{u"nowhere.wav"_s, g_linkTo + "made.wav"},
+                               {u"again.wav"_s, g_linkTo + "nowhere.wav"}};
+        add("a new file", u"new.wav"_s, Creation::Created, {}, u"new.wav"_s);
+        add("a file that is there", u"there.wav"_s, Creation::Exists);
+        add("a link to a file that is there", u"link.wav"_s, Creation::Exists,
+            {{u"link.wav"_s, g_linkTo + "there.wav"}});
+        add("the target of a link to nowhere", u"nowhere.wav"_s, Creation::Created, nowhere,
+            u"made.wav"_s);
+        add("the target of a link to a link to nowhere", u"again.wav"_s, Creation::Created, nowhere,
+            u"made.wav"_s);
+        add("the target that the system finds for a link over a linked directory", u"over.wav"_s,
+            Creation::Created,
+            {{u"other/dir"_s, g_emptyDirectory},
+             {u"sub"_s, g_linkTo + "other/dir"},
+             {u"over.wav"_s, g_linkTo + "sub/../made.wav"}},
+            u"other/made.wav"_s);
+        add("a link into a directory that is not there", u"astray.wav"_s, Creation::Failed,
+            {{u"astray.wav"_s, g_linkTo + "gone/made.wav"}});
+        add("a file in a directory that is not there", u"gone/new.wav"_s, Creation::Failed);
+        add("a name with a zero character", u"new.wav"_s + QChar::Null + u".wav"_s,
+            Creation::Failed);
     }
-}
 
-void tst_OutputFile::nothingIsTruncatedUnasked()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const bool, isForgotten);
-    QFETCH(const bool, isLink);
-    QFETCH(const int, creations);
+    void create()
+    {
+        QFETCH(const QString, name);
+        QFETCH(const Files, before);
+        QFETCH(const Files, made);
 
-    Request request = smallTake(conversion);
-    const QString output = request.output();
-    const QString target = isLink ? u"other.wav"_s : output;
-    const QByteArray take = "somebody else's take";
-    request.ask(output, QMessageBox::Cancel);
-    request.fail(ConvertCancelled);
-    request.outputs[target] = take;
-    if (isLink)
-        request.before[output] = g_linkTo + "other.wav";
-    if (isForgotten)
-        request.before[output] = take;
-    PreparedRequest prepared(request);
-    g_elsewhere.path = QFile::encodeName(prepared.path(output));
-    g_elsewhere.isForgotten = isForgotten;
-    g_elsewhere.creations = creations;
-    if (!isForgotten)
-        g_elsewhere.beforeCreation = [&] { writeFile(prepared.path(target), take); };
-
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(!g_elsewhere.beforeCreation && !g_elsewhere.isForgotten);
-}
-
-void tst_OutputFile::outputThatGoesWhileItIsAskedAboutIsMade()
-{
-    const TempDir dir(Files{{u"take_01.wav"_s, "earlier"}});
-    OutputFile output(dir.path(u"take_01.wav"_s));
-    QCOMPARE(output.create(), OutputFile::Creation::Exists);
-    QVERIFY(QFile::remove(dir.path(u"take_01.wav"_s)));
-    QVERIFY(output.overwrite());
-    QCOMPARE(dir.names(), QStringList{u"take_01.wav"_s});
-}
-
-void tst_OutputFile::outputGoneBetweenTheLastChecks_data()
-{
-    QTest::addColumn<Conversion>("conversion");
-    QTest::addColumn<bool>("isReplaced");
-    for (const auto& [conversion, name] : g_conversions) {
-        QTest::addRow("%s, removed", name) << conversion << false;
-        QTest::addRow("%s, replaced by a directory", name) << conversion << true;
+        const TempDir dir(before);
+        OutputFile output(dir.path(name));
+        QTEST(output.create(), "creation");
+        Files expected = before;
+        expected.insert(made);
+        QCOMPARE(differences(dir.entries(), expected), QString());
     }
-}
 
-/// The type of the finished file is checked first, and then its length.
-void tst_OutputFile::outputGoneBetweenTheLastChecks()
-{
-    QFETCH(const Conversion, conversion);
-    QFETCH(const bool, isReplaced);
+    void nothingIsTruncatedUnasked_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<bool>("isForgotten");
+        QTest::addColumn<bool>("isLink");
+        QTest::addColumn<int>("creations"); // that come before it
+        for (const auto& [conversion, name] : g_conversions) {
+            QTest::addRow("%s, a file that appears when the output is opened", name)
+                << conversion << false << false << 0;
+            QTest::addRow("%s, a file whose absence a share has cached", name)
+                << conversion << true << false << 0;
+            QTest::addRow("%s, a file that appears where a link leads", name)
+                << conversion << false << true << 0;
+            QTest::addRow("%s, a file that appears when the target of a link is opened", name)
+                << conversion << false << true << 1;
+        }
+    }
 
-    Request request = smallTake(conversion);
-    request.fail(ConvertDataWrite);
-    if (isReplaced)
-        request.outputs[request.output()] = g_emptyDirectory;
-    PreparedRequest prepared(request);
-    const QString output = prepared.path(request.output());
-    g_elsewhere.path = QFile::encodeName(output);
-    g_elsewhere.afterCheck = [&] {
-        QVERIFY(QFile::remove(output));
+    void nothingIsTruncatedUnasked()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const bool, isForgotten);
+        QFETCH(const bool, isLink);
+        QFETCH(const int, creations);
+
+        Request request = smallTake(conversion);
+        const QString output = request.output();
+        const QString target = isLink ? u"other.wav"_s : output;
+        const QByteArray take = "somebody else's take";
+        request.ask(output, QMessageBox::Cancel);
+        request.fail(ConvertCancelled);
+        request.outputs[target] = take;
+        if (isLink)
+            request.before[output] = g_linkTo + "other.wav";
+        if (isForgotten)
+            request.before[output] = take;
+        PreparedRequest prepared(request);
+        g_elsewhere.path = QFile::encodeName(prepared.path(output));
+        g_elsewhere.isForgotten = isForgotten;
+        g_elsewhere.creations = creations;
+        if (!isForgotten)
+            g_elsewhere.beforeCreation = [&] { writeFile(prepared.path(target), take); };
+
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(!g_elsewhere.beforeCreation && !g_elsewhere.isForgotten);
+    }
+
+    void outputThatGoesWhileItIsAskedAboutIsMade()
+    {
+        const TempDir dir(Files{{u"take_01.wav"_s, "earlier"}});
+        OutputFile output(dir.path(u"take_01.wav"_s));
+        QCOMPARE(output.create(), OutputFile::Creation::Exists);
+        QVERIFY(QFile::remove(dir.path(u"take_01.wav"_s)));
+        QVERIFY(output.overwrite());
+        QCOMPARE(dir.names(), QStringList{u"take_01.wav"_s});
+    }
+
+    void outputGoneBetweenTheLastChecks_data()
+    {
+        QTest::addColumn<Conversion>("conversion");
+        QTest::addColumn<bool>("isReplaced");
+        for (const auto& [conversion, name] : g_conversions) {
+            QTest::addRow("%s, removed", name) << conversion << false;
+            QTest::addRow("%s, replaced by a directory", name) << conversion << true;
+        }
+    }
+
+    /// The type of the finished file is checked first, and then its length.
+    void outputGoneBetweenTheLastChecks()
+    {
+        QFETCH(const Conversion, conversion);
+        QFETCH(const bool, isReplaced);
+
+        Request request = smallTake(conversion);
+        request.fail(ConvertDataWrite);
         if (isReplaced)
-            QVERIFY(QDir().mkdir(output));
-    };
+            request.outputs[request.output()] = g_emptyDirectory;
+        PreparedRequest prepared(request);
+        const QString output = prepared.path(request.output());
+        g_elsewhere.path = QFile::encodeName(output);
+        g_elsewhere.afterCheck = [&] {
+            QVERIFY(QFile::remove(output));
+            if (isReplaced)
+                QVERIFY(QDir().mkdir(output));
+        };
 
-    QCOMPARE(prepared.problems(), QString());
-    QVERIFY(!g_elsewhere.afterCheck);
-}
+        QCOMPARE(prepared.problems(), QString());
+        QVERIFY(!g_elsewhere.afterCheck);
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_OutputFile)
 #include "tst_outputfile.moc"

@@ -12,30 +12,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-/// What holds for every recording, tried on random ones.
-class tst_Properties : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void cleanup();
-
-    void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
-    void splitCombineAndSplitKeepEverySampleByte();
-    void recordingLongerThanABlockComesBack_data();
-    void recordingLongerThanABlockComesBack();
-    void combineOrderIsListOrder_data() { addFormatRows(); }
-    void combineOrderIsListOrder();
-    void disabledChannelsWriteNothing_data() { addFormatRows(); }
-    void disabledChannelsWriteNothing();
-    void otherChunkBodiesComeThroughUnchanged_data() { addFormatRows(); }
-    void otherChunkBodiesComeThroughUnchanged();
-
-private:
-    static void addFormatRows();
-};
-
 namespace {
 
 /// What a running size counts less when a `bext` chunk is copied than when it is generated.
@@ -235,182 +211,200 @@ QList<int> firstNumbers(int count)
 
 } // namespace
 
-void tst_Properties::addFormatRows()
+/// What holds for every recording, tried on random ones.
+class tst_Properties : public QObject
 {
-    QTest::addColumn<int>("channels");
-    QTest::addColumn<int>("width");
-    for (const int channels : {2, 3, 8}) {
-        for (const int width : {8, 16, 24, 40}) {
-            for (int number = 1; number <= casesOfFormat(); ++number) {
-                QTest::addRow("%d channels of %d bits, case %d", channels, width, number)
-                    << channels << width;
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        qInfo("SPLICORA_SEED=%u, %d cases of each format", baseSeed(), casesOfFormat());
+    }
+
+    void cleanup()
+    {
+        if (QTest::currentTestFailed())
+            qInfo("SPLICORA_SEED=%u repeats it", baseSeed());
+    }
+
+    void splitCombineAndSplitKeepEverySampleByte_data() { addFormatRows(); }
+
+    void splitCombineAndSplitKeepEverySampleByte()
+    {
+        QFETCH(const int, channels);
+        QFETCH(const int, width);
+
+        RowRandom random;
+        const Recording recording = randomRecording(random, channels, width);
+        const TakeDirectory take(recording.file());
+
+        QVERIFY(take.split(u"take.wav"_s));
+        for (int c = 1; c <= channels; ++c) {
+            QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == padded(recording.channels[c - 1]));
+        }
+        QVERIFY(take.combine(firstNumbers(channels)));
+        // The pad byte of an odd channel comes back as well, after the samples.
+        const bool isOdd = recording.channels.first().size() % 2 != 0;
+        QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+                == interleaved(recording.channels, width / 8)
+                       + QByteArray(isOdd ? channels : 0, '\0'));
+        QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
+
+        QVERIFY(take.split(u"take_combined.wav"_s));
+        for (int c = 1; c <= channels; ++c) {
+            QByteArray first = take.mono(u"take"_s, c);
+            QByteArray second = take.mono(u"take_combined"_s, c);
+            // The first split counts the whole of a `bext` that it made itself.
+            const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
+            QVERIFY(le32At(second, 4) + more == le32At(first, 4));
+            // Each channel's is of its own moment, and the combine takes over the first one's.
+            if (!recording.hasBext) {
+                first = withoutDate(first);
+                second = withoutDate(second);
+            }
+            QVERIFY(second.mid(8) == first.mid(8));
+        }
+    }
+
+    void recordingLongerThanABlockComesBack_data()
+    {
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("width");
+        for (const int channels : {2, 3, 8}) {
+            QTest::addRow("%d channels of 16 bits", channels) << channels << 16;
+            QTest::addRow("%d channels of 24 bits", channels) << channels << 24;
+        }
+    }
+
+    void recordingLongerThanABlockComesBack()
+    {
+        QFETCH(const int, channels);
+        QFETCH(const int, width);
+
+        RowRandom random;
+        Recording recording;
+        recording.format = randomFormat(random, channels, width);
+        // More than one block for the split and, for the larger half, for the combine.
+        const int frames = random.between(550000, 1100000) / recording.format.frameBytes() / 2 * 2;
+        for (int c = 0; c < channels; ++c)
+            recording.channels += random.bytes(frames * (width / 8));
+        const TakeDirectory take(recording.file());
+
+        QVERIFY(take.split(u"take.wav"_s));
+        for (int c = 1; c <= channels; ++c) {
+            QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == recording.channels[c - 1]);
+        }
+        QVERIFY(take.combine(firstNumbers(channels)));
+        QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+                == interleaved(recording.channels, width / 8));
+    }
+
+    void combineOrderIsListOrder_data() { addFormatRows(); }
+
+    void combineOrderIsListOrder()
+    {
+        QFETCH(const int, channels);
+        QFETCH(const int, width);
+
+        RowRandom random;
+        Recording mono = randomRecording(random, 1, width);
+        const TakeDirectory take({});
+        QList<int> numbers = firstNumbers(9);
+        random.shuffle(&numbers);
+        numbers.resize(channels);
+        QByteArrayList inListOrder;
+        for (const int number : numbers) {
+            mono.channels = {random.bytes(int(mono.channels.first().size()))};
+            inListOrder += mono.channels.first();
+            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
+        }
+
+        QVERIFY(take.combine(numbers));
+        QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
+                == interleaved(inListOrder, width / 8));
+    }
+
+    void disabledChannelsWriteNothing_data() { addFormatRows(); }
+
+    void disabledChannelsWriteNothing()
+    {
+        QFETCH(const int, channels);
+        QFETCH(const int, width);
+
+        RowRandom random;
+        const Recording recording = randomRecording(random, channels, width);
+        const TakeDirectory take(recording.file());
+        QList<int> disabled;
+        QStringList expected = {u"take.wav"_s};
+        for (int c = 1; c <= channels; ++c) {
+            if (random.coin())
+                disabled.append(c);
+            else
+                expected.append(TakeDirectory::monoName(u"take"_s, c));
+        }
+        expected.sort();
+
+        QVERIFY(take.split(u"take.wav"_s, disabled));
+        QVERIFY(take.names() == expected);
+        for (int c = 1; c <= channels; ++c) {
+            const QByteArray samples = bodyOf(take.mono(u"take"_s, c), "data");
+            const QByteArray wanted =
+                disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
+            QVERIFY(samples == padded(wanted));
+        }
+        QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
+    }
+
+    void otherChunkBodiesComeThroughUnchanged_data() { addFormatRows(); }
+
+    void otherChunkBodiesComeThroughUnchanged()
+    {
+        QFETCH(const int, channels);
+        QFETCH(const int, width);
+
+        RowRandom random;
+        const Recording poly = randomRecording(random, channels, width);
+        const TakeDirectory take(poly.file());
+        QList<int> others = firstNumbers(channels);
+        const int kept = others.takeAt(random.between(0, channels - 1));
+        QVERIFY(take.split(u"take.wav"_s, others));
+        QVERIFY(otherChunks(take.mono(u"take"_s, kept), WithPadBytes, !poly.hasBext)
+                == otherChunks(poly.file(), WithPadBytes, false));
+
+        const Recording mono = randomRecording(random, 1, width);
+        for (const int number : {1, 2})
+            take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
+        QVERIFY(take.combine({1, 2}));
+        QVERIFY(otherChunks(take.bytes(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
+                == otherChunks(mono.file(), WithPadBytes, false));
+
+        // The plain copy reads odd chunks without pad bytes, wherever they stand.
+        Recording plain = randomRecording(random, channels, width);
+        plain.chunksAfter = {randomChunk(random, 2 * random.between(0, 40) + 1),
+                             randomChunk(random, random.between(0, 80))};
+        take.add(u"plain.wav"_s, plain.file());
+        QVERIFY(take.copy(u"plain.wav"_s));
+        const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);
+        QVERIFY(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
+                == chunksOf(plain.file(), WithoutPadBytes));
+    }
+
+private:
+    static void addFormatRows()
+    {
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("width");
+        for (const int channels : {2, 3, 8}) {
+            for (const int width : {8, 16, 24, 40}) {
+                for (int number = 1; number <= casesOfFormat(); ++number) {
+                    QTest::addRow("%d channels of %d bits, case %d", channels, width, number)
+                        << channels << width;
+                }
             }
         }
     }
-}
-
-void tst_Properties::initTestCase()
-{
-    qInfo("SPLICORA_SEED=%u, %d cases of each format", baseSeed(), casesOfFormat());
-}
-
-void tst_Properties::cleanup()
-{
-    if (QTest::currentTestFailed())
-        qInfo("SPLICORA_SEED=%u repeats it", baseSeed());
-}
-
-void tst_Properties::splitCombineAndSplitKeepEverySampleByte()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    RowRandom random;
-    const Recording recording = randomRecording(random, channels, width);
-    const TakeDirectory take(recording.file());
-
-    QVERIFY(take.split(u"take.wav"_s));
-    for (int c = 1; c <= channels; ++c) {
-        QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == padded(recording.channels[c - 1]));
-    }
-    QVERIFY(take.combine(firstNumbers(channels)));
-    // The pad byte of an odd channel comes back as well, after the samples.
-    const bool isOdd = recording.channels.first().size() % 2 != 0;
-    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-            == interleaved(recording.channels, width / 8) + QByteArray(isOdd ? channels : 0, '\0'));
-    QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
-
-    QVERIFY(take.split(u"take_combined.wav"_s));
-    for (int c = 1; c <= channels; ++c) {
-        QByteArray first = take.mono(u"take"_s, c);
-        QByteArray second = take.mono(u"take_combined"_s, c);
-        // The first split counts the whole of a `bext` that it made itself.
-        const quint32 more = recording.hasBext ? 0 : g_generatedOverCopied;
-        QVERIFY(le32At(second, 4) + more == le32At(first, 4));
-        // Each channel's is of its own moment, and the combine takes over the first one's.
-        if (!recording.hasBext) {
-            first = withoutDate(first);
-            second = withoutDate(second);
-        }
-        QVERIFY(second.mid(8) == first.mid(8));
-    }
-}
-
-void tst_Properties::recordingLongerThanABlockComesBack_data()
-{
-    QTest::addColumn<int>("channels");
-    QTest::addColumn<int>("width");
-    for (const int channels : {2, 3, 8}) {
-        QTest::addRow("%d channels of 16 bits", channels) << channels << 16;
-        QTest::addRow("%d channels of 24 bits", channels) << channels << 24;
-    }
-}
-
-void tst_Properties::recordingLongerThanABlockComesBack()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    RowRandom random;
-    Recording recording;
-    recording.format = randomFormat(random, channels, width);
-    // More than one block for the split and, for the larger half, for the combine.
-    const int frames = random.between(550000, 1100000) / recording.format.frameBytes() / 2 * 2;
-    for (int c = 0; c < channels; ++c)
-        recording.channels += random.bytes(frames * (width / 8));
-    const TakeDirectory take(recording.file());
-
-    QVERIFY(take.split(u"take.wav"_s));
-    for (int c = 1; c <= channels; ++c) {
-        QVERIFY(bodyOf(take.mono(u"take"_s, c), "data") == recording.channels[c - 1]);
-    }
-    QVERIFY(take.combine(firstNumbers(channels)));
-    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-            == interleaved(recording.channels, width / 8));
-}
-
-void tst_Properties::combineOrderIsListOrder()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    RowRandom random;
-    Recording mono = randomRecording(random, 1, width);
-    const TakeDirectory take({});
-    QList<int> numbers = firstNumbers(9);
-    random.shuffle(&numbers);
-    numbers.resize(channels);
-    QByteArrayList inListOrder;
-    for (const int number : numbers) {
-        mono.channels = {random.bytes(int(mono.channels.first().size()))};
-        inListOrder += mono.channels.first();
-        take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
-    }
-
-    QVERIFY(take.combine(numbers));
-    QVERIFY(bodyOf(take.bytes(u"take_combined.wav"_s), "data")
-            == interleaved(inListOrder, width / 8));
-}
-
-void tst_Properties::disabledChannelsWriteNothing()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    RowRandom random;
-    const Recording recording = randomRecording(random, channels, width);
-    const TakeDirectory take(recording.file());
-    QList<int> disabled;
-    QStringList expected = {u"take.wav"_s};
-    for (int c = 1; c <= channels; ++c) {
-        if (random.coin())
-            disabled.append(c);
-        else
-            expected.append(TakeDirectory::monoName(u"take"_s, c));
-    }
-    expected.sort();
-
-    QVERIFY(take.split(u"take.wav"_s, disabled));
-    QVERIFY(take.names() == expected);
-    for (int c = 1; c <= channels; ++c) {
-        const QByteArray samples = bodyOf(take.mono(u"take"_s, c), "data");
-        const QByteArray wanted = disabled.contains(c) ? QByteArray() : recording.channels[c - 1];
-        QVERIFY(samples == padded(wanted));
-    }
-    QVERIFY(take.bytes(u"take.wav"_s) == recording.file());
-}
-
-void tst_Properties::otherChunkBodiesComeThroughUnchanged()
-{
-    QFETCH(const int, channels);
-    QFETCH(const int, width);
-
-    RowRandom random;
-    const Recording poly = randomRecording(random, channels, width);
-    const TakeDirectory take(poly.file());
-    QList<int> others = firstNumbers(channels);
-    const int kept = others.takeAt(random.between(0, channels - 1));
-    QVERIFY(take.split(u"take.wav"_s, others));
-    QVERIFY(otherChunks(take.mono(u"take"_s, kept), WithPadBytes, !poly.hasBext)
-            == otherChunks(poly.file(), WithPadBytes, false));
-
-    const Recording mono = randomRecording(random, 1, width);
-    for (const int number : {1, 2})
-        take.add(TakeDirectory::monoName(u"take"_s, number), mono.file());
-    QVERIFY(take.combine({1, 2}));
-    QVERIFY(otherChunks(take.bytes(u"take_combined.wav"_s), WithPadBytes, !mono.hasBext)
-            == otherChunks(mono.file(), WithPadBytes, false));
-
-    // The plain copy reads odd chunks without pad bytes, wherever they stand.
-    Recording plain = randomRecording(random, channels, width);
-    plain.chunksAfter = {randomChunk(random, 2 * random.between(0, 40) + 1),
-                         randomChunk(random, random.between(0, 80))};
-    take.add(u"plain.wav"_s, plain.file());
-    QVERIFY(take.copy(u"plain.wav"_s));
-    const QByteArray copied = take.bytes(u"plain_bwf.wav"_s);
-    QVERIFY(chunksOf(copied, WithoutPadBytes).mid(plain.hasBext ? 0 : 1)
-            == chunksOf(plain.file(), WithoutPadBytes));
-}
+};
 
 SPLICORA_TEST_MAIN(tst_Properties)
 #include "tst_properties.moc"

@@ -18,30 +18,6 @@ using namespace Qt::Literals::StringLiterals;
 using Change = void (*)(WavInfo* info);
 Q_DECLARE_METATYPE(Change)
 
-class tst_WavFileItem : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void recordsLieAsInTheFile();
-
-    void isPlainFile();
-    void startsEmptyWithoutHeader();
-    void keepsItsHeader();
-
-    void startFlags_data();
-    void startFlags();
-    void setChannelEnabled_data();
-    void setChannelEnabled();
-    void switchesChannelOffAndOn_data();
-    void switchesChannelOffAndOn();
-
-    void isSameFormat_data();
-    void isSameFormat();
-    void isSameFormatOfFiles_data();
-    void isSameFormatOfFiles();
-};
-
 namespace {
 
 WavInfo infoOf(quint16 channels)
@@ -85,198 +61,204 @@ WavInfo parsed(const QByteArray& bytes)
 
 } // namespace
 
-void tst_WavFileItem::recordsLieAsInTheFile()
+class tst_WavFileItem : public QObject
 {
-    if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
-        QSKIP("Numbers lie the other way round here.");
-    const FmtChunk fmt = {{'f', 'm', 't', ' '}, 16, 1, 2, 48000, 192000, 4, 16};
-    QCOMPARE(recordBytes(fmt), fmtChunk({2, 16, 48000}));
-    const RiffHeader riff = {{'R', 'I', 'F', 'F'}, 4, {'W', 'A', 'V', 'E'}};
-    QCOMPARE(QByteArray(reinterpret_cast<const char*>(&riff), sizeof riff), wavBytes({}));
-}
+    Q_OBJECT
 
-void tst_WavFileItem::isPlainFile()
-{
-    const TempDir dir;
-    const QString path = dir.add(u"take.wav"_s, wavBytes({}));
-    const CWavFileItem item(path, infoOf(2));
-    QCOMPARE(item.fileName(), path);
-    QVERIFY(item.exists());
-    QVERIFY(!item.isOpen());
-    QCOMPARE(item.metaObject(), &QFile::staticMetaObject); // no signals or slots of its own
-}
+private slots:
+    void recordsLieAsInTheFile()
+    {
+        if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+            QSKIP("Numbers lie the other way round here.");
+        const FmtChunk fmt = {{'f', 'm', 't', ' '}, 16, 1, 2, 48000, 192000, 4, 16};
+        QCOMPARE(recordBytes(fmt), fmtChunk({2, 16, 48000}));
+        const RiffHeader riff = {{'R', 'I', 'F', 'F'}, 4, {'W', 'A', 'V', 'E'}};
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(&riff), sizeof riff), wavBytes({}));
+    }
 
-void tst_WavFileItem::startsEmptyWithoutHeader()
-{
-    const CWavFileItem item(u"missing/take.wav"_s);
-    QCOMPARE(item.fileName(), u"missing/take.wav"_s);
-    QCOMPARE(recordBytes(item.fmtChunk()), QByteArray(24, '\0'));
-    QCOMPARE(item.m_info.riff.size, 0u);
-    QCOMPARE(item.dataSize(), 0u);
-    QVERIFY(!item.hasBext());
-    QCOMPARE(flags(item), u"000000000"_s);
-}
+    void isPlainFile()
+    {
+        const TempDir dir;
+        const QString path = dir.add(u"take.wav"_s, wavBytes({}));
+        const CWavFileItem item(path, infoOf(2));
+        QCOMPARE(item.fileName(), path);
+        QVERIFY(item.exists());
+        QVERIFY(!item.isOpen());
+        QCOMPARE(item.metaObject(), &QFile::staticMetaObject); // no signals or slots of its own
+    }
 
-void tst_WavFileItem::keepsItsHeader()
-{
-    WavInfo info = infoOf(2);
-    CWavFileItem item(u"take.wav"_s, info);
-    const QByteArray fmt = recordBytes(info.fmt);
-    info = {};
-    QCOMPARE(recordBytes(item.fmtChunk()), fmt);
-    QCOMPARE(item.m_info.riff.size, 40u);
-    QCOMPARE(item.dataSize(), 4u);
-    QVERIFY(item.hasBext());
+    void startsEmptyWithoutHeader()
+    {
+        const CWavFileItem item(u"missing/take.wav"_s);
+        QCOMPARE(item.fileName(), u"missing/take.wav"_s);
+        QCOMPARE(recordBytes(item.fmtChunk()), QByteArray(24, '\0'));
+        QCOMPARE(item.m_info.riff.size, 0u);
+        QCOMPARE(item.dataSize(), 0u);
+        QVERIFY(!item.hasBext());
+        QCOMPARE(flags(item), u"000000000"_s);
+    }
 
-    item.m_info.dataSize = 0xffffffff;
-    item.m_info.hasBext = false;
-    QCOMPARE(item.dataSize(), 0xffffffff);
-    QVERIFY(!item.hasBext());
-}
+    void keepsItsHeader()
+    {
+        WavInfo info = infoOf(2);
+        CWavFileItem item(u"take.wav"_s, info);
+        const QByteArray fmt = recordBytes(info.fmt);
+        info = {};
+        QCOMPARE(recordBytes(item.fmtChunk()), fmt);
+        QCOMPARE(item.m_info.riff.size, 40u);
+        QCOMPARE(item.dataSize(), 4u);
+        QVERIFY(item.hasBext());
 
-void tst_WavFileItem::startFlags_data()
-{
-    QTest::addColumn<quint16>("channels");
-    QTest::addColumn<QString>("expected");
+        item.m_info.dataSize = 0xffffffff;
+        item.m_info.hasBext = false;
+        QCOMPARE(item.dataSize(), 0xffffffff);
+        QVERIFY(!item.hasBext());
+    }
 
-    QTest::newRow("no channel") << quint16(0) << u"000000000"_s;
-    QTest::newRow("mono") << quint16(1) << u"100000000"_s;
-    QTest::newRow("stereo") << quint16(2) << u"110000000"_s;
-    QTest::newRow("four channels") << quint16(4) << u"111100000"_s;
-    QTest::newRow("six channels") << quint16(6) << u"111111000"_s;
-    QTest::newRow("seven channels") << quint16(7) << u"111111100"_s;
-    QTest::newRow("eight channels") << quint16(8) << u"111111110"_s;
-    QTest::newRow("nine channels") << quint16(9) << u"111111110"_s;
-    QTest::newRow("ten channels") << quint16(10) << u"111111110"_s;
-    QTest::newRow("32768 channels, negative as a signed number")
-        << quint16(32768) << u"111111110"_s;
-    QTest::newRow("65535 channels") << quint16(65535) << u"111111110"_s;
-}
+    void startFlags_data()
+    {
+        QTest::addColumn<quint16>("channels");
+        QTest::addColumn<QString>("expected");
 
-void tst_WavFileItem::startFlags()
-{
-    QFETCH(quint16, channels);
-    const CWavFileItem item(u"take.wav"_s, infoOf(channels));
-    QTEST(flags(item), "expected");
-}
+        QTest::newRow("no channel") << quint16(0) << u"000000000"_s;
+        QTest::newRow("mono") << quint16(1) << u"100000000"_s;
+        QTest::newRow("stereo") << quint16(2) << u"110000000"_s;
+        QTest::newRow("four channels") << quint16(4) << u"111100000"_s;
+        QTest::newRow("six channels") << quint16(6) << u"111111000"_s;
+        QTest::newRow("seven channels") << quint16(7) << u"111111100"_s;
+        QTest::newRow("eight channels") << quint16(8) << u"111111110"_s;
+        QTest::newRow("nine channels") << quint16(9) << u"111111110"_s;
+        QTest::newRow("ten channels") << quint16(10) << u"111111110"_s;
+        QTest::newRow("32768 channels, negative as a signed number")
+            << quint16(32768) << u"111111110"_s;
+        QTest::newRow("65535 channels") << quint16(65535) << u"111111110"_s;
+    }
 
-void tst_WavFileItem::setChannelEnabled_data()
-{
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("expected"); // of a stereo item
+    void startFlags()
+    {
+        QFETCH(quint16, channels);
+        const CWavFileItem item(u"take.wav"_s, infoOf(channels));
+        QTEST(flags(item), "expected");
+    }
 
-    QTest::newRow("channel 1, which is on") << 0 << u"110000000"_s;
-    QTest::newRow("channel 3") << 2 << u"111000000"_s;
-    QTest::newRow("channel 8") << 7 << u"110000010"_s;
-    QTest::newRow("spare flag after channel 8") << 8 << u"110000001"_s;
-    QTest::newRow("index 9") << 9 << u"110000000"_s;
-    QTest::newRow("index -1") << -1 << u"110000000"_s;
-    QTest::newRow("index far above") << 1000000 << u"110000000"_s;
-    QTest::newRow("smallest index") << std::numeric_limits<int>::min() << u"110000000"_s;
-    QTest::newRow("largest index") << std::numeric_limits<int>::max() << u"110000000"_s;
-}
+    void setChannelEnabled_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("expected"); // of a stereo item
 
-void tst_WavFileItem::setChannelEnabled()
-{
-    QFETCH(int, index);
-    CWavFileItem item(u"take.wav"_s, infoOf(2));
-    item.setChannelEnabled(index, true);
-    QTEST(flags(item), "expected");
-    QCOMPARE(recordBytes(item.fmtChunk()), recordBytes(infoOf(2).fmt));
-    QCOMPARE(item.dataSize(), 4u);
-    QVERIFY(item.hasBext());
-}
+        QTest::newRow("channel 1, which is on") << 0 << u"110000000"_s;
+        QTest::newRow("channel 3") << 2 << u"111000000"_s;
+        QTest::newRow("channel 8") << 7 << u"110000010"_s;
+        QTest::newRow("spare flag after channel 8") << 8 << u"110000001"_s;
+        QTest::newRow("index 9") << 9 << u"110000000"_s;
+        QTest::newRow("index -1") << -1 << u"110000000"_s;
+        QTest::newRow("index far above") << 1000000 << u"110000000"_s;
+        QTest::newRow("smallest index") << std::numeric_limits<int>::min() << u"110000000"_s;
+        QTest::newRow("largest index") << std::numeric_limits<int>::max() << u"110000000"_s;
+    }
 
-void tst_WavFileItem::switchesChannelOffAndOn_data()
-{
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("off");
+    void setChannelEnabled()
+    {
+        QFETCH(int, index);
+        CWavFileItem item(u"take.wav"_s, infoOf(2));
+        item.setChannelEnabled(index, true);
+        QTEST(flags(item), "expected");
+        QCOMPARE(recordBytes(item.fmtChunk()), recordBytes(infoOf(2).fmt));
+        QCOMPARE(item.dataSize(), 4u);
+        QVERIFY(item.hasBext());
+    }
 
-    QTest::newRow("channel 1") << 0 << u"011111110"_s;
-    QTest::newRow("channel 2") << 1 << u"101111110"_s;
-    QTest::newRow("channel 5") << 4 << u"111101110"_s;
-    QTest::newRow("channel 8") << 7 << u"111111100"_s;
-}
+    void switchesChannelOffAndOn_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("off");
 
-void tst_WavFileItem::switchesChannelOffAndOn()
-{
-    QFETCH(int, index);
-    CWavFileItem item(u"take.wav"_s, infoOf(8));
-    item.setChannelEnabled(index, false);
-    QTEST(flags(item), "off");
-    QVERIFY(!item.isChannelEnabled(index));
-    item.setChannelEnabled(index, true);
-    QCOMPARE(flags(item), u"111111110"_s);
-}
+        QTest::newRow("channel 1") << 0 << u"011111110"_s;
+        QTest::newRow("channel 2") << 1 << u"101111110"_s;
+        QTest::newRow("channel 5") << 4 << u"111101110"_s;
+        QTest::newRow("channel 8") << 7 << u"111111100"_s;
+    }
 
-void tst_WavFileItem::isSameFormat_data()
-{
-    QTest::addColumn<Change>("change");
-    QTest::addColumn<bool>("same");
+    void switchesChannelOffAndOn()
+    {
+        QFETCH(int, index);
+        CWavFileItem item(u"take.wav"_s, infoOf(8));
+        item.setChannelEnabled(index, false);
+        QTEST(flags(item), "off");
+        QVERIFY(!item.isChannelEnabled(index));
+        item.setChannelEnabled(index, true);
+        QCOMPARE(flags(item), u"111111110"_s);
+    }
 
-    const auto row = [](const char* name, bool same, Change change) {
-        QTest::newRow(name) << change << same;
-    };
-    row("equal headers", true, [](WavInfo*) {});
-    row("RIFF size of a byte less", false, [](WavInfo* info) { info->riff.size -= 1; });
-    row("data size of a byte less", false, [](WavInfo* info) { info->dataSize -= 1; });
-    row("other format tag", false, [](WavInfo* info) { info->fmt.formatTag = 3; });
-    row("other channel count", false, [](WavInfo* info) { info->fmt.channels = 2; });
-    row("other sample rate", false, [](WavInfo* info) { info->fmt.sampleRate = 44100; });
-    row("other byte rate", false, [](WavInfo* info) { info->fmt.byteRate = 1; });
-    row("other block align", false, [](WavInfo* info) { info->fmt.blockAlign = 4; });
-    row("other bits", false, [](WavInfo* info) { info->fmt.bitsPerSample = 24; });
-    row("other id word of fmt", false, [](WavInfo* info) { info->fmt.id[0] = 'f'; });
-    row("other size word of fmt", false, [](WavInfo* info) { info->fmt.size = 18; });
-    row("other bext flag alone", true, [](WavInfo* info) { info->hasBext = false; });
-    row("other RIFF id alone", true, [](WavInfo* info) { info->riff.id[0] = 'R'; });
-    row("other RIFF form type alone", true, [](WavInfo* info) { info->riff.format[0] = 'W'; });
-}
+    void isSameFormat_data()
+    {
+        QTest::addColumn<Change>("change");
+        QTest::addColumn<bool>("same");
 
-void tst_WavFileItem::isSameFormat()
-{
-    QFETCH(Change, change);
-    QFETCH(bool, same);
-    WavInfo info = infoOf(1);
-    const CWavFileItem item(u"a_01.wav"_s, info);
-    change(&info);
-    CWavFileItem other(u"elsewhere/b_02.wav"_s, info);
-    other.setChannelEnabled(0, false); // has no say
-    QCOMPARE(item.isSameFormat(&other), same);
-    QCOMPARE(other.isSameFormat(&item), same);
-    QVERIFY(item.isSameFormat(&item));
-}
+        const auto row = [](const char* name, bool same, Change change) {
+            QTest::newRow(name) << change << same;
+        };
+        row("equal headers", true, [](WavInfo*) {});
+        row("RIFF size of a byte less", false, [](WavInfo* info) { info->riff.size -= 1; });
+        row("data size of a byte less", false, [](WavInfo* info) { info->dataSize -= 1; });
+        row("other format tag", false, [](WavInfo* info) { info->fmt.formatTag = 3; });
+        row("other channel count", false, [](WavInfo* info) { info->fmt.channels = 2; });
+        row("other sample rate", false, [](WavInfo* info) { info->fmt.sampleRate = 44100; });
+        row("other byte rate", false, [](WavInfo* info) { info->fmt.byteRate = 1; });
+        row("other block align", false, [](WavInfo* info) { info->fmt.blockAlign = 4; });
+        row("other bits", false, [](WavInfo* info) { info->fmt.bitsPerSample = 24; });
+        row("other id word of fmt", false, [](WavInfo* info) { info->fmt.id[0] = 'f'; });
+        row("other size word of fmt", false, [](WavInfo* info) { info->fmt.size = 18; });
+        row("other bext flag alone", true, [](WavInfo* info) { info->hasBext = false; });
+        row("other RIFF id alone", true, [](WavInfo* info) { info->riff.id[0] = 'R'; });
+        row("other RIFF form type alone", true, [](WavInfo* info) { info->riff.format[0] = 'W'; });
+    }
 
-void tst_WavFileItem::isSameFormatOfFiles_data()
-{
-    QTest::addColumn<QByteArray>("other");
-    QTest::addColumn<bool>("same");
+    void isSameFormat()
+    {
+        QFETCH(Change, change);
+        QFETCH(bool, same);
+        WavInfo info = infoOf(1);
+        const CWavFileItem item(u"a_01.wav"_s, info);
+        change(&info);
+        CWavFileItem other(u"elsewhere/b_02.wav"_s, info);
+        other.setChannelEnabled(0, false); // has no say
+        QCOMPARE(item.isSameFormat(&other), same);
+        QCOMPARE(other.isSameFormat(&item), same);
+        QVERIFY(item.isSameFormat(&item));
+    }
 
-    const QByteArray fmt = fmtChunk({1, 16, 48000});
-    const QByteArray bext = chunk("bext", QByteArray(602, '\0'));
-    QTest::newRow("other samples of the same length")
-        << wavBytes({fmt, dataChunk("ABCDEF")}) << true;
-    QTest::newRow("one sample frame longer") << wavBytes({fmt, dataChunk("abcdefgh")}) << false;
-    QTest::newRow("one sample frame shorter") << wavBytes({fmt, dataChunk("abcd")}) << false;
-    QTest::newRow("with a bext chunk") << wavBytes({fmt, bext, dataChunk("abcdef")}) << false;
-    QTest::newRow("with an extra chunk after data")
-        << wavBytes({fmt, dataChunk("abcdef"), chunk("LIST", "ab")}) << false;
-    QTest::newRow("chunks of the same length in another order")
-        << wavBytes({dataChunk("abcdef"), fmt}) << true;
-    QTest::newRow("other sample rate")
-        << wavBytes({fmtChunk({1, 16, 44100}), dataChunk("abcdef")}) << false;
-}
+    void isSameFormatOfFiles_data()
+    {
+        QTest::addColumn<QByteArray>("other");
+        QTest::addColumn<bool>("same");
 
-void tst_WavFileItem::isSameFormatOfFiles()
-{
-    QFETCH(QByteArray, other);
-    QFETCH(bool, same);
-    const QByteArray bytes = wavBytes({fmtChunk({1, 16, 48000}), dataChunk("abcdef")});
-    const CWavFileItem first(u"a_01.wav"_s, parsed(bytes));
-    const CWavFileItem second(u"a_02.wav"_s, parsed(other));
-    QCOMPARE(first.isSameFormat(&second), same);
-    QCOMPARE(second.isSameFormat(&first), same);
-}
+        const QByteArray fmt = fmtChunk({1, 16, 48000});
+        const QByteArray bext = chunk("bext", QByteArray(602, '\0'));
+        QTest::newRow("other samples of the same length")
+            << wavBytes({fmt, dataChunk("ABCDEF")}) << true;
+        QTest::newRow("one sample frame longer") << wavBytes({fmt, dataChunk("abcdefgh")}) << false;
+        QTest::newRow("one sample frame shorter") << wavBytes({fmt, dataChunk("abcd")}) << false;
+        QTest::newRow("with a bext chunk") << wavBytes({fmt, bext, dataChunk("abcdef")}) << false;
+        QTest::newRow("with an extra chunk after data")
+            << wavBytes({fmt, dataChunk("abcdef"), chunk("LIST", "ab")}) << false;
+        QTest::newRow("chunks of the same length in another order")
+            << wavBytes({dataChunk("abcdef"), fmt}) << true;
+        QTest::newRow("other sample rate")
+            << wavBytes({fmtChunk({1, 16, 44100}), dataChunk("abcdef")}) << false;
+    }
+
+    void isSameFormatOfFiles()
+    {
+        QFETCH(QByteArray, other);
+        QFETCH(bool, same);
+        const QByteArray bytes = wavBytes({fmtChunk({1, 16, 48000}), dataChunk("abcdef")});
+        const CWavFileItem first(u"a_01.wav"_s, parsed(bytes));
+        const CWavFileItem second(u"a_02.wav"_s, parsed(other));
+        QCOMPARE(first.isSameFormat(&second), same);
+        QCOMPARE(second.isSameFormat(&first), same);
+    }
+};
 
 SPLICORA_TEST_MAIN(tst_WavFileItem)
 #include "tst_wavfileitem.moc"

@@ -14,34 +14,31 @@ class tst_WavWriter : public QObject
     Q_OBJECT
 
 private slots:
-    void startThatFails_data();
-    void startThatFails();
+    void startThatFails_data()
+    {
+        QTest::addColumn<qint64>("capacity");
+        QTest::addColumn<bool>("isWritten");
+        QTest::newRow("no room for the RIFF header") << qint64(11) << false;
+        QTest::newRow("no room for the header of the generated bext") << qint64(12) << false;
+        QTest::newRow("no room for its body") << qint64(500) << false;
+        QTest::newRow("no room for its last byte") << qint64(g_outputStart - 1) << false;
+        QTest::newRow("room for all of it") << qint64(g_outputStart) << true;
+    }
+
+    void startThatFails()
+    {
+        QFETCH(const qint64, capacity);
+        QFETCH(const bool, isWritten);
+
+        FaultyStream source(wavBytes({fmtChunk({}), dataChunk("ab")}));
+        FaultyStream output;
+        output.device.capacity = capacity;
+        WavWriter writer(&output.device);
+        QCOMPARE(writer.writeStart(source.stream), isWritten);
+        if (isWritten)
+            QCOMPARE(writer.runningSize(), quint32(g_outputStart));
+    }
 };
-
-void tst_WavWriter::startThatFails_data()
-{
-    QTest::addColumn<qint64>("capacity");
-    QTest::addColumn<bool>("isWritten");
-    QTest::newRow("no room for the RIFF header") << qint64(11) << false;
-    QTest::newRow("no room for the header of the generated bext") << qint64(12) << false;
-    QTest::newRow("no room for its body") << qint64(500) << false;
-    QTest::newRow("no room for its last byte") << qint64(g_outputStart - 1) << false;
-    QTest::newRow("room for all of it") << qint64(g_outputStart) << true;
-}
-
-void tst_WavWriter::startThatFails()
-{
-    QFETCH(const qint64, capacity);
-    QFETCH(const bool, isWritten);
-
-    FaultyStream source(wavBytes({fmtChunk({}), dataChunk("ab")}));
-    FaultyStream output;
-    output.device.capacity = capacity;
-    WavWriter writer(&output.device);
-    QCOMPARE(writer.writeStart(source.stream), isWritten);
-    if (isWritten)
-        QCOMPARE(writer.runningSize(), quint32(g_outputStart));
-}
 
 SPLICORA_TEST_MAIN(tst_WavWriter)
 #include "tst_wavwriter.moc"
