@@ -240,6 +240,9 @@ private slots:
         row("other samples in a file of the same format", mono,
             letterFiles({usual, wavBytes({fmtChunk({}), dataChunk(sampleBytes(8, 7))})}), {0}, add,
             {1}, {}, {0, 1});
+        row("the same samples in a file with a chunk more", mono,
+            letterFiles({usual, wavBytes({bextWithoutDate(), usual.mid(g_riffHeaderSize)})}), {0},
+            add, {1}, {g_otherFormat}, {0});
         row("a source, a longer file and an equal one are told apart in order", mono,
             letterFiles({usual, longer, usual, longer}), {0}, add, {1, 0, 2, 3},
             {g_otherFormat, g_isSource, g_otherFormat}, {0, 2});
