@@ -30,6 +30,12 @@ Format wide(Format format, int count)
     return format;
 }
 
+/// The output for @p count sources of `fmt ` and `data` alone.
+QByteArray combined(const Format& format, int count, const QByteArray& samples)
+{
+    return outputBytes({fmtChunk(wide(format, count)), dataChunk(samples)});
+}
+
 /// One block of the combine by its rule: of each input a sample of @p sampleBytes after the other,
 /// laid into frames of @p blockAlign bytes for each input. What lies after an input is zero.
 QByteArray framesOf(const QByteArrayList& inputs, int sampleBytes, int blockAlign, qsizetype count)
@@ -58,6 +64,28 @@ Request combineOf(const QByteArrayList& files, int error)
     return request;
 }
 
+/// A row in which take_01.wav, take_02.wav and so on are combined in this order.
+void addTake(const char* name, const QByteArrayList& files, const QByteArray& output)
+{
+    Request request = combineOf(files, ConvertOk);
+    request.outputs[request.output()] = output;
+    QTest::newRow(name) << request;
+}
+
+/// A row with so many sources of whole frames, @p bytes in each, that claim this RIFF size.
+void addSamples(const char* name, const Format& format, int count, qsizetype bytes,
+                qint64 riffSize = -1)
+{
+    QByteArrayList samples;
+    QByteArrayList files;
+    for (int k = 0; k < count; ++k) {
+        samples.append(sampleBytes(bytes, k));
+        files.append(wavBytes({fmtChunk(format), dataChunk(samples.last())}, riffSize));
+    }
+    const QByteArray pad(count * bytes % 2, '\0');
+    addTake(name, files, combined(format, count, interleaved(samples, format.frameBytes()) + pad));
+}
+
 /// Bytes of samples in three blocks, and where the blocks end in a file of them.
 constexpr qint64 g_threeBlocks = 2 * g_blockBytes + 8;
 constexpr int g_blockEnds[] = {int(g_sampleStart + g_blockBytes),
@@ -79,25 +107,16 @@ class tst_MonoToPoly : public QObject
 private slots:
     void everyWidthAndCount_data()
     {
-        addCombineColumns();
+        QTest::addColumn<Request>("request");
         const QList<Format> formats = {{.bits = 8, .rate = 8000},
                                        {.bits = 16, .rate = 44100},
                                        {.bits = 24, .rate = 96000},
                                        {.bits = 32, .rate = 192000, .tag = 3}};
         for (const Format& format : formats) {
             for (int count = 1; count <= 8; ++count) {
-                const int frames = 10;
-                QByteArrayList samples;
-                QByteArrayList channels;
-                for (int k = 0; k < count; ++k) {
-                    samples.append(sampleBytes(frames * format.frameBytes(), k));
-                    channels.append(recording(format, samples.last()));
-                }
                 const auto name = QByteArray::number(count) + " source(s) of "
                                   + QByteArray::number(format.bits) + " bit";
-                addTake(name.constData(), channels,
-                        outputBytes({fmtChunk(wide(format, count)),
-                                     dataChunk(interleaved(samples, format.frameBytes()))}));
+                addSamples(name.constData(), format, count, 10 * format.frameBytes());
             }
         }
 
@@ -115,56 +134,33 @@ private slots:
 
     void blocks_data()
     {
-        addCombineColumns();
-        struct Size
-        {
-            const char* name;
-            int count;
-            int bits;
-            qsizetype bytes;
-        };
-        const QList<Size> sizes = {
-            {"16 bit, exactly one block", 2, 16, g_blockBytes},
-            {"16 bit, one frame more than a block", 2, 16, g_blockBytes + 2},
-            {"24 bit, a block ends after its last whole frame", 2, 24, g_blockBytes - 2 + 3},
-            {"24 bit, three blocks of three sources, odd in all", 3, 24, 1100001},
-            {"32 bit, two blocks of eight sources", 8, 32, 600000},
-            {"8 bit, two blocks of seven sources, odd in all", 7, 8, g_blockBytes + 1},
-            {"40 bit, a block align that does not divide a block", 2, 40, 1048575},
-            {"56 bit, a block align that does not divide a block", 2, 56, g_blockBytes - 2 + 7},
-        };
-        for (const Size& size : sizes) {
-            const Format format = {.bits = size.bits};
-            QByteArrayList samples;
-            QByteArrayList channels;
-            for (int k = 0; k < size.count; ++k) {
-                samples.append(sampleBytes(size.bytes, k));
-                channels.append(recording(format, samples.last()));
-            }
-            const qsizetype written = size.count * size.bytes;
-            const QByteArray pad(written % 2, '\0');
-            addTake(size.name, channels,
-                    outputBytes({fmtChunk(wide(format, size.count)),
-                                 dataChunk(interleaved(samples, format.frameBytes()) + pad)}));
-        }
+        QTest::addColumn<Request>("request");
+        addSamples("16 bit, exactly one block", {.bits = 16}, 2, g_blockBytes);
+        addSamples("16 bit, one frame more than a block", {.bits = 16}, 2, g_blockBytes + 2);
+        addSamples("24 bit, a block ends after its last whole frame", {.bits = 24}, 2,
+                   g_blockBytes - 2 + 3);
+        addSamples("24 bit, three blocks of three sources, odd in all", {.bits = 24}, 3, 1100001);
+        addSamples("32 bit, two blocks of eight sources", {.bits = 32}, 8, 600000);
+        addSamples("8 bit, two blocks of seven sources, odd in all", {.bits = 8}, 7,
+                   g_blockBytes + 1);
+        addSamples("40 bit, a block align that does not divide a block", {.bits = 40}, 2, 1048575);
+        addSamples("56 bit, a block align that does not divide a block", {.bits = 56}, 2,
+                   g_blockBytes - 2 + 7);
 
         const Format bits8 = {.bits = 8};
         addTake("an odd product gets a pad byte that counts in the data size",
                 {recording(bits8, "abc"), recording(bits8, "123"), recording(bits8, "xyz")},
-                outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1xb2yc3z\0", 10))}));
+                combined(bits8, 3, QByteArray("a1xb2yc3z\0", 10)));
         addTake("odd sources with an even product get no pad byte",
-                {recording(bits8, "abc"), recording(bits8, "123")},
-                outputBytes({fmtChunk(wide(bits8, 2)), dataChunk("a1b2c3")}));
+                {recording(bits8, "abc"), recording(bits8, "123")}, combined(bits8, 2, "a1b2c3"));
 
         const Format bits16 = {.bits = 16};
-        addTake(
-            "a cut last frame comes out as zeros",
-            {recording(bits16, "aAbBc"), recording(bits16, "1!2@3")},
-            outputBytes({fmtChunk(wide(bits16, 2)), dataChunk(QByteArray("aA1!bB2@\0\0", 10))}));
-        addTake(
-            "a cut last frame comes out as zeros before the pad byte",
-            {recording(bits16, "aAb"), recording(bits16, "1!2"), recording(bits16, "xXy")},
-            outputBytes({fmtChunk(wide(bits16, 3)), dataChunk(QByteArray("aA1!xX\0\0\0\0", 10))}));
+        addTake("a cut last frame comes out as zeros",
+                {recording(bits16, "aAbBc"), recording(bits16, "1!2@3")},
+                combined(bits16, 2, QByteArray("aA1!bB2@\0\0", 10)));
+        addTake("a cut last frame comes out as zeros before the pad byte",
+                {recording(bits16, "aAb"), recording(bits16, "1!2"), recording(bits16, "xXy")},
+                combined(bits16, 3, QByteArray("aA1!xX\0\0\0\0", 10)));
 
         const Format bits24 = {.bits = 24};
         const QByteArray left = sampleBytes(g_blockBytes + 2, 1);
@@ -173,14 +169,13 @@ private slots:
         const QByteArray firstFrames = interleaved({left.left(first), right.left(first)}, 3);
         addTake("a cut last frame of a second block is what the first block left there",
                 {recording(bits24, left), recording(bits24, right)},
-                outputBytes({fmtChunk(wide(bits24, 2)),
-                             dataChunk(firstFrames + left.mid(first, 3) + right.mid(first, 3)
-                                       + firstFrames.mid(6, 2))}));
+                combined(bits24, 2,
+                         firstFrames + left.mid(first, 3) + right.mid(first, 3)
+                             + firstFrames.mid(6, 2)));
 
-        addTake(
-            "a channel file that ends early goes on as zeros",
-            {recording(bits8, "abcd"), recording(bits8, "12"), recording(bits8, "wxyz")},
-            outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(QByteArray("a1wb2xc\0yd\0z", 12))}));
+        addTake("a channel file that ends early goes on as zeros",
+                {recording(bits8, "abcd"), recording(bits8, "12"), recording(bits8, "wxyz")},
+                combined(bits8, 3, QByteArray("a1wb2xc\0yd\0z", 12)));
 
         // Files that were cut after the listing: their headers still claim all samples.
         const qsizetype size = g_blockBytes + 4;
@@ -198,46 +193,21 @@ private slots:
                         wavBytes({fmtChunk(bits8),
                                   dataChunk(whole[k].left(k == cut ? length : size), size)}));
                 }
-                addTake(
-                    qPrintable(u"the %1 file ends in %2 and goes on as silence"_s.arg(
-                        cut == 0 ? u"first"_s : u"middle"_s, QString::fromLatin1(block))),
-                    files,
-                    outputBytes({fmtChunk(wide(bits8, 3)), dataChunk(interleaved(channels, 1))}));
+                addTake(qPrintable(u"the %1 file ends in %2 and goes on as silence"_s.arg(
+                            cut == 0 ? u"first"_s : u"middle"_s, QString::fromLatin1(block))),
+                        files, combined(bits8, 3, interleaved(channels, 1)));
             }
         }
     }
 
     void blocks() { checkCombine(); }
 
-    void lastFileThatEndsEarlyIsWaitedFor_data()
-    {
-        QTest::addColumn<int>("length"); // samples that the last file still has
-        QTest::newRow("in its first block") << 100;
-        QTest::newRow("in a later block") << int(g_blockBytes + 1);
-    }
-
-    /// The count of the last read decides what is left, so that the combine ends with a Cancel.
-    void lastFileThatEndsEarlyIsWaitedFor()
-    {
-        QFETCH(const int, length);
-        const QByteArray whole = recording({.bits = 8}, sampleBytes(g_blockBytes + 100));
-        const int end = g_sampleStart + length;
-        PreparedRequest prepared(combineOf({whole, whole, whole.left(end)}, ConvertCancelled));
-        const CancelClicker clicker(
-            [end](QProgressDialog& dialog) { return dialog.value() == end; });
-        QCOMPARE(prepared.problems(), QString());
-        QVERIFY(clicker.wasClicked());
-    }
-
     void channelFiles_data()
     {
-        addCombineColumns();
+        QTest::addColumn<Request>("request");
         const Format format = {.bits = 8};
         const auto file = [&format](const QByteArray& samples) {
             return recording(format, samples);
-        };
-        const auto combined = [&format](const QByteArray& data, int count) {
-            return outputBytes({fmtChunk(wide(format, count)), dataChunk(data)});
         };
         struct Row
         {
@@ -300,35 +270,34 @@ private slots:
             Files files = row.samples;
             for (QByteArray& samples : files)
                 samples = file(samples);
-            QTest::newRow(row.name)
-                << files << row.list << row.output << combined(row.data, int(row.list.size()));
+            addCombine(row.name, files, row.list, combined(format, int(row.list.size()), row.data),
+                       row.output);
         }
 
+        const QString first = u"take_01.wav"_s;
+        const QString second = u"take_02.wav"_s;
         // Every source of the reference number reads on in the reference itself.
-        QTest::newRow("the reference number again takes the bytes after the data")
-            << Files{{u"take_01.wav"_s,
-                      wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
-                     {u"other/b_01.wav"_s, file("xxxxxxxx")}}
-            << QStringList{u"take_01.wav"_s, u"other/b_01.wav"_s} << u"take_combined.wav"_s
-            << outputBytes(
-                   {fmtChunk(wide(format, 2)), dataChunk(QByteArray("anboctdee\0f\0g\0h\0", 16))});
+        addCombine("the reference number again takes the bytes after the data",
+                   {{first, wavBytes({fmtChunk(format), dataChunk("abcdefgh"), chunk("note", {})})},
+                    {u"other/b_01.wav"_s, file("xxxxxxxx")}},
+                   {first, u"other/b_01.wav"_s},
+                   combined(format, 2, QByteArray("anboctdee\0f\0g\0h\0", 16)));
         // After its own block the reference has four samples left, which its second reading takes.
         const QByteArray left = sampleBytes(g_blockBytes + 4, 1);
         const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
         const QByteArray again = left.right(4) + QByteArray(g_blockBytes - 4, '\0');
         const QByteArray silence(4, '\0');
-        QTest::newRow("the others go on block by block, whatever the reference number again takes")
-            << Files{{u"take_01.wav"_s, file(left)}, {u"take_02.wav"_s, file(right)}}
-            << QStringList{u"take_01.wav"_s, u"take_01.wav"_s, u"take_02.wav"_s}
-            << u"take_combined.wav"_s
-            << combined(interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
-                            + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1),
-                        3);
-        QTest::newRow("the walk goes on after what the reference number again has taken")
-            << Files{{u"take_01.wav"_s,
-                      wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}}
-            << QStringList{u"take_01.wav"_s, u"take_01.wav"_s} << u"take_combined.wav"_s
-            << outputBytes({fmtChunk(wide(format, 2)), dataChunk("acbd"), chunk("note", "left")});
+        addCombine(
+            "the others go on block by block, whatever the reference number again takes",
+            {{first, file(left)}, {second, file(right)}}, {first, first, second},
+            combined(format, 3,
+                     interleaved({left.first(g_blockBytes), again, right.first(g_blockBytes)}, 1)
+                         + interleaved({silence, silence, right.mid(g_blockBytes, 4)}, 1)));
+        addCombine(
+            "the walk goes on after what the reference number again has taken",
+            {{first, wavBytes({fmtChunk(format), dataChunk("ab"), "cd", chunk("note", "left")})}},
+            {first, first},
+            outputBytes({fmtChunk(wide(format, 2)), dataChunk("acbd"), chunk("note", "left")}));
     }
 
     void channelFiles() { checkCombine(); }
@@ -367,7 +336,7 @@ private slots:
 
     void chunks_data()
     {
-        addCombineColumns();
+        QTest::addColumn<Request>("request");
         const Format format = {.bits = 8};
         const QByteArray fmt = fmtChunk(format);
         const QByteArray fmtOut = fmtChunk(wide(format, 2));
@@ -423,11 +392,10 @@ private slots:
                  wavBytes({fmt16, dataChunk("1!2@"), dataChunk("3#4")})},
                 outputBytes({fmtChunk(wide({.bits = 16}, 2)), dataChunk("aA1!bB2@"),
                              dataChunk(QByteArray("cC3#\0\0", 6))}));
-        QTest::newRow("an empty data chunk asks for no channel file")
-            << Files{{u"take_01.wav"_s, recording(format, {})},
-                     {u"other/take_02.wav"_s, recording(format, {})}}
-            << QStringList{u"take_01.wav"_s, u"other/take_02.wav"_s} << u"take_combined.wav"_s
-            << outputBytes({fmtOut, dataChunk({})});
+        addCombine("an empty data chunk asks for no channel file",
+                   {{u"take_01.wav"_s, recording(format, {})},
+                    {u"other/take_02.wav"_s, recording(format, {})}},
+                   {u"take_01.wav"_s, u"other/take_02.wav"_s}, combined(format, 2, {}));
         addTake("the others are read at the byte position of the reference",
                 {wavBytes({fmt, data}), wavBytes({fmt, chunk("note", "5678"), dataChunk("1234")})},
                 outputBytes({fmtOut, dataChunk("a5b6c7d8")}));
@@ -453,161 +421,130 @@ private slots:
 
     void inconsistentHeaders_data()
     {
-        addCombineColumns();
-        const auto addPair = [](const char* name, const Format& format, const Format& expected,
-                                const QByteArray& left, const QByteArray& right,
-                                const QByteArray& data) {
+        QTest::addColumn<Request>("request");
+        const auto addPair = [](const char* name, const Format& format, const QByteArray& left,
+                                const QByteArray& right, const QByteArray& data) {
             addTake(name, {recording(format, left), recording(format, right)},
-                    outputBytes({fmtChunk(expected), dataChunk(data)}));
+                    combined(format, 2, data));
         };
         const QByteArray zeros(64, '\0');
 
         const Format align1 = {.bits = 32, .blockAlign = 1};
-        const Format align1Out = {.channels = 2, .bits = 32, .blockAlign = 2};
         addPair("four bytes per sample in a block align of 1 leave half of the first source",
-                align1, align1Out, "abcdefgh", "12345678", "abef" + zeros.left(12));
+                align1, "abcdefgh", "12345678", "abef" + zeros.left(12));
         const Format narrow = {.bits = 16, .blockAlign = 1};
-        addPair("two bytes per sample in a block align of 1", narrow,
-                {.channels = 2, .bits = 16, .blockAlign = 2}, "abcdefgh", "12345678",
+        addPair("two bytes per sample in a block align of 1", narrow, "abcdefgh", "12345678",
                 framesOf({"abcdefgh", "12345678"}, 2, 1, 8));
         const Format align2 = {.bits = 32, .blockAlign = 2};
-        const Format align2Out = {.channels = 2, .bits = 32, .blockAlign = 4};
         addPair("four bytes per sample in a block align of 2 leave the first source", align2,
-                align2Out, "abcdefgh", "12345678", "abcdefgh" + zeros.left(8));
+                "abcdefgh", "12345678", "abcdefgh" + zeros.left(8));
 
         const QByteArray left = sampleBytes(g_blockBytes + 8, 1);
         const QByteArray right = sampleBytes(g_blockBytes + 8, 2);
         const auto secondBlock = [](const QByteArray& samples) {
             return samples.mid(g_blockBytes) + samples.mid(8, g_blockBytes - 8);
         };
-        addPair("samples that run past a whole block are zero there", align1, align1Out, left,
-                right,
+        addPair("samples that run past a whole block are zero there", align1, left, right,
                 framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 4, 1, g_blockBytes)
                     + framesOf({secondBlock(left), secondBlock(right)}, 4, 1, 8));
         const Format align3 = {.bits = 56, .blockAlign = 3};
         const QByteArray exactLeft = left.left(g_blockBytes - 2);
         const QByteArray exactRight = right.left(g_blockBytes - 2);
         addPair("seven bytes per sample in a block align of 3 end within the buffers", align3,
-                {.channels = 2, .bits = 56, .blockAlign = 6}, exactLeft, exactRight,
-                framesOf({exactLeft, exactRight}, 7, 3, g_blockBytes - 2));
+                exactLeft, exactRight, framesOf({exactLeft, exactRight}, 7, 3, g_blockBytes - 2));
 
         addPair("three bytes per sample in a block align of 4 start again with each block",
-                {.bits = 24, .blockAlign = 4}, {.channels = 2, .bits = 24, .blockAlign = 8}, left,
-                right,
+                {.bits = 24, .blockAlign = 4}, left, right,
                 framesOf({left.left(g_blockBytes), right.left(g_blockBytes)}, 3, 4, g_blockBytes)
                     + framesOf({secondBlock(left), secondBlock(right)}, 3, 4, 8));
         addPair("a block align above the bytes per sample leaves gaps of zeros",
-                {.bits = 16, .blockAlign = 4}, {.channels = 2, .bits = 16, .blockAlign = 8},
-                "aAbBcCdD", "1!2@3#4$", "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
-        addPair("12 bits count as one byte", {.bits = 12, .blockAlign = 2},
-                {.channels = 2, .bits = 12, .blockAlign = 4}, "aAbB", "1!2@",
+                {.bits = 16, .blockAlign = 4}, "aAbBcCdD", "1!2@3#4$",
+                "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
+        addPair("12 bits count as one byte", {.bits = 12, .blockAlign = 2}, "aAbB", "1!2@",
                 "a1" + zeros.left(2) + "A!" + zeros.left(2));
-        addPair("below 8 bits there is no sample byte", {.bits = 4, .blockAlign = 1},
-                {.channels = 2, .bits = 4, .blockAlign = 2}, "abcd", "1234", zeros.left(8));
+        addPair("below 8 bits there is no sample byte", {.bits = 4, .blockAlign = 1}, "abcd",
+                "1234", zeros.left(8));
         addPair("a block align above the data size moves no frame", {.bits = 16, .blockAlign = 100},
-                {.channels = 2, .bits = 16, .blockAlign = 200}, "aAbB", "1!2@", zeros.left(8));
+                "aAbB", "1!2@", zeros.left(8));
 
         addPair("stereo sources give their first half in half of the frames",
-                {.channels = 2, .bits = 16}, {.channels = 4, .bits = 16}, "aAbBcCdD", "1!2@3#4$",
+                {.channels = 2, .bits = 16}, "aAbBcCdD", "1!2@3#4$",
                 "aA1!" + zeros.left(4) + "bB2@" + zeros.left(4));
         const QByteArray longLeft = left.left(g_blockBytes - 2) + "abcdefghijkl";
         const QByteArray longRight = right.left(g_blockBytes - 2) + "123456789!@#";
         addPair("stereo 24-bit sources start again with each block", {.channels = 2, .bits = 24},
-                {.channels = 4, .bits = 24}, longLeft, longRight,
+                longLeft, longRight,
                 framesOf({exactLeft, exactRight}, 3, 6, g_blockBytes - 2) + "abc123" + zeros.left(6)
                     + "def456" + zeros.left(6));
 
-        addPair("widened header fields wrap",
-                {.channels = 40000, .bits = 16, .blockAlign = 40000, .byteRate = 0x90000000},
-                {.channels = 14464, .bits = 16, .blockAlign = 14464, .byteRate = 0x20000000},
-                "aA" + QByteArray(39998, 'x'), "1!" + QByteArray(39998, 'x'),
-                "aA1!" + QByteArray(79996, '\0'));
+        const Format many = {
+            .channels = 40000, .bits = 16, .blockAlign = 40000, .byteRate = 0x90000000};
+        const Format wrapped = {
+            .channels = 14464, .bits = 16, .blockAlign = 14464, .byteRate = 0x20000000};
+        const QByteArray rest(39998, 'x');
+        addTake("widened header fields wrap",
+                {recording(many, "aA" + rest), recording(many, "1!" + rest)},
+                outputBytes({fmtChunk(wrapped), dataChunk("aA1!" + QByteArray(79996, '\0'))}));
     }
 
     void inconsistentHeaders() { checkCombine(); }
 
     void riffSizesThatPass_data()
     {
-        addCombineColumns();
-        struct Claim
-        {
-            const char* name;
-            int count;
-            quint32 riffSize;
+        QTest::addColumn<Request>("request");
+        const auto add = [](const char* name, int count, quint32 riffSize) {
+            addSamples(name, {.bits = 8}, count, 4, riffSize);
         };
-        const QList<Claim> claims = {
-            {"eight times 268435455 is the last product below the limit", 8, 268435455},
-            {"one source of 2^31 - 1", 1, 0x7FFFFFFF},
-            {"two times 2^31 wraps to zero", 2, 0x80000000},
-            {"four times 2^30 wraps to zero", 4, 0x40000000},
-            {"three times 0x60000000 wraps past zero into the positive range", 3, 0x60000000},
-            {"a RIFF size of 0", 2, 0},
-        };
-        const Format format = {.bits = 8};
-        for (const Claim& claim : claims) {
-            QByteArrayList samples;
-            QByteArrayList channels;
-            for (int k = 0; k < claim.count; ++k) {
-                samples.append(sampleBytes(4, k));
-                channels.append(
-                    wavBytes({fmtChunk(format), dataChunk(samples.last())}, claim.riffSize));
-            }
-            addTake(claim.name, channels,
-                    outputBytes(
-                        {fmtChunk(wide(format, claim.count)), dataChunk(interleaved(samples, 1))}));
-        }
+        add("eight times 268435455 is the last product below the limit", 8, 268435455);
+        add("one source of 2^31 - 1", 1, 0x7FFFFFFF);
+        add("two times 2^31 wraps to zero", 2, 0x80000000);
+        add("four times 2^30 wraps to zero", 4, 0x40000000);
+        add("three times 0x60000000 wraps past zero into the positive range", 3, 0x60000000);
+        add("a RIFF size of 0", 2, 0);
     }
 
     void riffSizesThatPass() { checkCombine(); }
 
     void failures_data()
     {
-        QTest::addColumn<Files>("files");
-        QTest::addColumn<QStringList>("list");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("text");
-
+        QTest::addColumn<Request>("request");
         const Format format = {.bits = 8};
         const QByteArray fmt = fmtChunk(format);
         const QByteArray data = dataChunk("abcd");
         const QByteArray second = recording(format, "1234");
         const QString first = u"take_01.wav"_s;
         const QString other = u"take_02.wav"_s;
-        const QStringList both = {first, other};
-
-        const QString cannotOpen = errorText(ConvertFileOpen);
-        QTest::newRow("no file under the rebuilt name of the first source")
-            << Files{{u"take_3.wav"_s, second}} << QStringList{u"take_3.wav"_s}
-            << int(ConvertFileOpen) << cannotOpen;
-        QTest::newRow("a source between others is gone")
-            << Files{{first, second}, {u"take_03.wav"_s, second}}
-            << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
-        QTest::newRow("a source between others is gone, and the one after it holds no samples")
-            << Files{{first, second}, {u"take_03.wav"_s, "short"}}
-            << QStringList{first, other, u"take_03.wav"_s} << int(ConvertFileOpen) << cannotOpen;
-        QTest::newRow("the rebuilt name is not in the first source's directory")
-            << Files{{u"rec/a_01.wav"_s, second}, {u"other/b_02.wav"_s, second}}
-            << QStringList{u"rec/a_01.wav"_s, u"other/b_02.wav"_s} << int(ConvertFileOpen)
-            << cannotOpen;
-
-        const auto addReference = [&](const char* name, const QByteArray& reference, int code) {
-            QTest::newRow(name) << Files{{first, reference}, {other, second}} << both << code
-                                << errorText(code);
+        const QString third = u"take_03.wav"_s;
+        const auto add = [&second](const char* name, const Files& files, const QStringList& list,
+                                   int error = ConvertFileOpen) {
+            Request request = {.conversion = Conversion::Combine, .before = files, .sources = list};
+            for (const QString& listed : list)
+                request.listed[listed] = second;
+            request.fail(error);
+            QTest::newRow(name) << request;
         };
+        add("no file under the rebuilt name of the first source", {{u"take_3.wav"_s, second}},
+            {u"take_3.wav"_s});
+        add("a source between others is gone", {{first, second}, {third, second}},
+            {first, other, third});
+        add("a source between others is gone, and the one after it holds no samples",
+            {{first, second}, {third, "short"}}, {first, other, third});
+        add("the rebuilt name is not in the first source's directory",
+            {{u"rec/a_01.wav"_s, second}, {u"other/b_02.wav"_s, second}},
+            {u"rec/a_01.wav"_s, u"other/b_02.wav"_s});
 
-        addReference("a pad byte after odd data at the end",
-                     wavBytes({fmt, paddedChunk("data", "abc")}), ConvertDataRead);
+        add("a pad byte after odd data at the end",
+            {{first, wavBytes({fmt, paddedChunk("data", "abc")})}, {other, second}}, {first, other},
+            ConvertDataRead);
         // Without pad bytes the search ends on the last four letters, which look like a cut header.
-        addReference("a search that ends in a cut header spoils the walk",
-                     wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
-                               chunk("tail", QByteArray(28, 't'))}),
-                     ConvertDataRead);
+        const QByteArray cut = wavBytes({fmt, data, chunk("note", "ax", 1), chunk("nod!", {}),
+                                         chunk("tail", QByteArray(28, 't'))});
+        add("a search that ends in a cut header spoils the walk", {{first, cut}, {other, second}},
+            {first, other}, ConvertDataRead);
 
         const auto addRiffSize = [&](const char* name, int count, quint32 riffSize) {
-            const QByteArray source = wavBytes({fmt, data}, riffSize);
-            const Files files = takeFiles(QByteArrayList(count, source));
-            QTest::newRow(name) << files << QStringList(files.keys()) << int(ConvertFileRestriction)
-                                << errorText(ConvertFileRestriction);
+            const Files files = takeFiles(QByteArrayList(count, wavBytes({fmt, data}, riffSize)));
+            add(name, files, files.keys(), ConvertFileRestriction);
         };
         addRiffSize("eight times 268435456 is 2^31", 8, 268435456);
         addRiffSize("two times 2^30 is 2^31", 2, 0x40000000);
@@ -615,23 +552,7 @@ private slots:
         addRiffSize("two times 0xC0000000 wraps to 2^31", 2, 0xC0000000);
     }
 
-    void failures()
-    {
-        QFETCH(Files, files);
-        QFETCH(QStringList, list);
-        QFETCH(int, code);
-        QFETCH(QString, text);
-        Files listed;
-        for (const QString& name : list)
-            listed[name] = recording({.bits = 8}, "1234");
-        QCOMPARE(problemsOf({.conversion = Conversion::Combine,
-                             .before = files,
-                             .sources = list,
-                             .listed = listed,
-                             .result = code,
-                             .boxes = {text}}),
-                 QString());
-    }
+    void failures() { checkCombine(); }
 
     void dataSizesThatWrap_data()
     {
@@ -692,9 +613,8 @@ private slots:
         request.outputs = {
             {second, recording(format, other)},
             {request.output(),
-             outputBytes({fmtChunk(wide(format, 2)),
-                          dataChunk(interleaved(
-                              {left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2))})}};
+             combined(format, 2,
+                      interleaved({left, right.left(g_blockBytes) + other.mid(g_blockBytes)}, 2))}};
         PreparedRequest prepared(request);
         const ProgressWatch watch;
         const Once replacement([&watch] { return watch.value() == g_blockEnds[0]; },
@@ -802,30 +722,43 @@ private slots:
 
     void cancel_data()
     {
+        QTest::addColumn<Request>("request");
         QTest::addColumn<int>("value");
-        QTest::addColumn<bool>("isComplete");
-        QTest::addColumn<bool>(
-            "isImpatient"); // lets events through with each value, as after seconds
+        QTest::addColumn<bool>("isImpatient"); // lets events through as after seconds
 
-        QTest::newRow("before the first chunk") << -1 << true << false;
+        const Request take = combineOf({threeBlocks(), threeBlocks()}, ConvertCancelled);
+        QTest::newRow("before the first chunk") << take << -1 << false;
         QTest::newRow("before the first of three blocks")
-            << g_outputStart + g_fmtChunkSize << true << false;
-        QTest::newRow("before the second of three blocks") << g_blockEnds[0] << true << false;
-        QTest::newRow("before the last of three blocks") << g_blockEnds[1] << true << false;
-        QTest::newRow("in the events of the last block") << g_blockEnds[2] << true << true;
-        QTest::newRow("with a channel file missing") << g_blockEnds[0] << false << false;
+            << take << g_outputStart + g_fmtChunkSize << false;
+        QTest::newRow("before the second of three blocks") << take << g_blockEnds[0] << false;
+        QTest::newRow("before the last of three blocks") << take << g_blockEnds[1] << false;
+        QTest::newRow("in the events of the last block") << take << g_blockEnds[2] << true;
+        Request incomplete = take;
+        incomplete.listed = take.before;
+        incomplete.before.remove(take.sources.last());
+        QTest::newRow("with a channel file missing") << incomplete << g_blockEnds[0] << false;
+
+        // The count of the last read decides what is left, so that the last file is waited for.
+        const QByteArray whole = recording({.bits = 8}, sampleBytes(g_blockBytes + 100));
+        const auto cutAt = [&whole](int end) {
+            return combineOf({whole, whole, whole.left(end)}, ConvertCancelled);
+        };
+        const int early = g_sampleStart + 100;
+        const int late = g_sampleStart + int(g_blockBytes + 1);
+        QTest::newRow("where the last file ends in its first block")
+            << cutAt(early) << early << false;
+        QTest::newRow("where the last file ends in a later block") << cutAt(late) << late << false;
+        const QByteArray note = chunk("note", QByteArray(100, 'x'));
+        QTest::newRow("after the data, which is too late")
+            << takeOf(Conversion::Combine, {g_fmtHere, g_dataHere, note}) << g_sampleStart + 40
+            << false;
     }
 
     void cancel()
     {
+        QFETCH(Request, request);
         QFETCH(int, value);
-        QFETCH(bool, isComplete);
         QFETCH(bool, isImpatient);
-        Request request = combineOf({threeBlocks(), threeBlocks()}, ConvertCancelled);
-        if (!isComplete) {
-            request.listed = request.before;
-            request.before.remove(request.sources.last());
-        }
         PreparedRequest prepared(request);
         bool hadOutput = false;
         const CancelClicker clicker([&](QProgressDialog& dialog) {
@@ -839,46 +772,21 @@ private slots:
         QVERIFY(hadOutput);
     }
 
-    void cancelAfterTheDataComesTooLate()
-    {
-        PreparedRequest prepared(takeOf(
-            Conversion::Combine, {g_fmtHere, g_dataHere, chunk("note", QByteArray(100, 'x'))}));
-        const int dataEnd = g_sampleStart + 40;
-        const CancelClicker clicker(
-            [](QProgressDialog& dialog) { return dialog.value() == dataEnd; });
-        QCOMPARE(prepared.problems(), QString());
-        QVERIFY(clicker.wasClicked());
-    }
-
 private:
-    static void addCombineColumns()
+    static void addCombine(const char* name, const Files& files, const QStringList& list,
+                           const QByteArray& output,
+                           const QString& outputName = u"take_combined.wav"_s)
     {
-        QTest::addColumn<Files>("files");
-        QTest::addColumn<QStringList>("list");
-        QTest::addColumn<QString>("outputName");
-        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow(name) << Request{.conversion = Conversion::Combine,
+                                       .before = files,
+                                       .sources = list,
+                                       .outputs = {{outputName, output}}};
     }
 
-    /// A row in which take_01.wav, take_02.wav and so on are combined in this order.
-    static void addTake(const char* name, const QByteArrayList& channels,
-                        const QByteArray& expected)
+    static void checkCombine()
     {
-        const Files files = takeFiles(channels);
-        QTest::newRow(name) << files << QStringList(files.keys()) << u"take_combined.wav"_s
-                            << expected;
-    }
-
-    void checkCombine()
-    {
-        QFETCH(Files, files);
-        QFETCH(QStringList, list);
-        QFETCH(QString, outputName);
-        QFETCH(QByteArray, expected);
-        QCOMPARE(problemsOf({.conversion = Conversion::Combine,
-                             .before = files,
-                             .sources = list,
-                             .outputs = {{outputName, expected}}}),
-                 QString());
+        QFETCH(Request, request);
+        QCOMPARE(problemsOf(request), QString());
     }
 };
 
