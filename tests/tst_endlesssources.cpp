@@ -102,7 +102,7 @@ private:
 int convertInChild(QStringList arguments)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // no child spins on when the test is ended
-    const bool isSplit = arguments.takeFirst() == u"split";
+    const Conversion conversion = conversionNamed(arguments.takeFirst());
     const QString way = arguments.takeFirst();
     const Sources sources(arguments);
     QWidget window;
@@ -113,8 +113,7 @@ int convertInChild(QStringList arguments)
     CWavConverter converter(hasWindow ? &window : nullptr, sources.list());
     const StandstillWatch watch(way != u"wait");
     const WindowCloser closer(&window);
-    const ConversionRun run =
-        runAnswered({}, [&] { return isSplit ? converter.polyToMono() : converter.monoToPoly(); });
+    const ConversionRun run = runAnswered({}, [&] { return convert(converter, conversion); });
     say("shows " + QByteArray::number(run.boxes.size()) + " box(es)");
     return run.result;
 }

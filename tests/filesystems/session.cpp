@@ -87,18 +87,13 @@ QJsonObject listed(const QJsonObject& request)
 
 QJsonObject converted(const QJsonObject& request)
 {
-    const QString what = request[u"do"].toString();
-    const auto conversion = what == u"split"_s     ? Conversion::Split
-                            : what == u"combine"_s ? Conversion::Combine
-                                                   : Conversion::PlainToBwf;
-    const Sources sources(strings(request[u"sources"]));
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(request[u"out"].toString());
     std::optional<Pause> pause;
     if (request.contains(u"pauseAt"))
         pause.emplace(request[u"pauseAt"].toInteger());
     const QList<QMessageBox::StandardButton> answers(request[u"yes"].toInt(), QMessageBox::Yes);
-    const ConversionRun run = runAnswered(answers, [&] { return convert(converter, conversion); });
+    const ConversionRun run =
+        runConversion(conversionNamed(request[u"do"].toString()),
+                      Sources(strings(request[u"sources"])), answers, request[u"out"].toString());
     return {{u"result"_s, run.result},
             {u"boxes"_s, QJsonArray::fromStringList(run.texts())},
             {u"steps"_s, pause ? pause->stepsAfter() : 0}};

@@ -10,8 +10,6 @@
 
 #include <cstdio>
 
-using namespace Qt::Literals::StringLiterals;
-
 int main(int argc, char* argv[])
 {
     const QApplication application(argc, argv);
@@ -20,18 +18,8 @@ int main(int argc, char* argv[])
         std::fputs("usage: convertfiles split|combine|copy OUTPUT-DIRECTORY FILE...\n", stderr);
         return 2;
     }
-    const QString conversion = arguments[1];
-    const Sources sources(arguments.mid(3));
-    CWavConverter converter(nullptr, sources.list());
-    converter.setOutputDirectory(arguments[2]);
-    const ConversionRun run = runAnswered({}, [&] {
-        if (conversion == u"split"_s)
-            return converter.polyToMono();
-        if (conversion == u"combine"_s)
-            return converter.monoToPoly();
-        converter.plainToBwf();
-        return int(ConvertOk);
-    });
+    const ConversionRun run =
+        runConversion(conversionNamed(arguments[1]), Sources(arguments.mid(3)), {}, arguments[2]);
     for (const SeenBox& box : run.boxes)
         std::puts(qPrintable(box.text));
     return run.boxes.isEmpty() ? run.result : std::max(run.result, 1);

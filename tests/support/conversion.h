@@ -130,6 +130,14 @@ inline int convert(CWavConverter& converter, Conversion conversion)
     return ConvertOk;
 }
 
+/// The conversion that scripts call by this name.
+inline Conversion conversionNamed(const QString& name)
+{
+    return name == QStringLiteral("split")     ? Conversion::Split
+           : name == QStringLiteral("combine") ? Conversion::Combine
+                                               : Conversion::PlainToBwf;
+}
+
 /// The text of the question about an output that is there. The combine leaves a line free.
 inline QString overwriteQuestion(const QString& name, Conversion conversion = Conversion::Split)
 {
