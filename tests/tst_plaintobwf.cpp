@@ -62,52 +62,42 @@ private slots:
     {
         QTest::addColumn<Request>("request");
 
-        const QByteArray bext = chunk("bext", sampleBytes(602, 7));
         const QByteArray list = chunk("LIST", "INFOab");
-
-        QTest::newRow("a format of 18 bytes is kept whole")
-            << take(wavBytes({fmtChunk({.channels = 2}, le16(0)), g_data}),
-                    outputBytes({fmtChunk({.channels = 2}, le16(0)), g_data}));
+        const auto add = [](const char* name, const QByteArrayList& chunks,
+                            const QByteArrayList& others = {}) {
+            const QByteArrayList& copied = others.isEmpty() ? chunks : others;
+            QTest::newRow(name) << take(wavBytes(chunks), outputBytes(copied));
+        };
+        add("a format of 18 bytes is kept whole", {fmtChunk({.channels = 2}, le16(0)), g_data});
         const QByteArray extensible =
             fmtChunk({.channels = 6, .bits = 24, .tag = 0xFFFE},
                      le16(22) + le16(24) + le32(0x3F)
                          + QByteArray("\1\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 16));
-        QTest::newRow("an extensible format of 40 bytes is kept whole")
-            << take(wavBytes({extensible, dataChunk(sampleBytes(36))}),
-                    outputBytes({extensible, dataChunk(sampleBytes(36))}));
-        QTest::newRow("a mono file is copied just the same")
-            << take(wavBytes({fmtChunk({.bits = 24}), dataChunk("AbcDef")}),
-                    outputBytes({fmtChunk({.bits = 24}), dataChunk("AbcDef")}));
-        const QByteArray nothingSaid = fmtChunk({.channels = 0, .bits = 0, .blockAlign = 0});
-        QTest::newRow("a format of nothing but zeros does not matter")
-            << take(wavBytes({nothingSaid, g_data}), outputBytes({nothingSaid, g_data}));
-        QTest::newRow("more samples than a block of the other conversions")
-            << take(wavBytes({g_fmt, dataChunk(sampleBytes(1500000))}),
-                    outputBytes({g_fmt, dataChunk(sampleBytes(1500000))}));
-        QTest::newRow("an odd last chunk without pad byte gets none")
-            << take(wavBytes({g_fmt, g_data, chunk("note", "abc")}),
-                    outputBytes({g_fmt, g_data, chunk("note", "abc")}));
-        QTest::newRow("an odd data chunk without pad byte gets none")
-            << take(wavBytes({g_fmt, dataChunk("AaBbC"), list}),
-                    outputBytes({g_fmt, dataChunk("AaBbC"), list}));
-        QTest::newRow("a data chunk that claims more than there is, is filled with zeros")
-            << take(wavBytes({g_fmt, dataChunk("AaBb", 3001)}),
-                    outputBytes({g_fmt, dataChunk("AaBb" + QByteArray(2997, '\0'))}));
-        QTest::newRow("the claim of a chunk that is filled with zeros covers the rest of the file")
-            << take(wavBytes({g_fmt, g_data, chunk("note", "", 100), list}),
-                    outputBytes({g_fmt, g_data, chunk("note", list + QByteArray(100 - 14, '\0'))}));
+        add("an extensible format of 40 bytes is kept whole",
+            {extensible, dataChunk(sampleBytes(36))});
+        add("a mono file is copied just the same", {fmtChunk({.bits = 24}), dataChunk("AbcDef")});
+        add("a format of nothing but zeros does not matter",
+            {fmtChunk({.channels = 0, .bits = 0, .blockAlign = 0}), g_data});
+        add("more samples than a block of the other conversions",
+            {g_fmt, dataChunk(sampleBytes(1500000))});
+        add("an odd last chunk without pad byte gets none", {g_fmt, g_data, chunk("note", "abc")});
+        add("an odd data chunk without pad byte gets none", {g_fmt, dataChunk("AaBbC"), list});
+        add("a data chunk that claims more than there is, is filled with zeros",
+            {g_fmt, dataChunk("AaBb", 3001)}, {g_fmt, dataChunk("AaBb" + QByteArray(2997, '\0'))});
+        add("the claim of a chunk that is filled with zeros covers the rest of the file",
+            {g_fmt, g_data, chunk("note", "", 100), list},
+            {g_fmt, g_data, chunk("note", list + QByteArray(100 - 14, '\0'))});
 
         // The pad byte is read as the start of the next header: id "\0LIS" and the size made of "T"
         // and the first three bytes of the real one, 'T' + 256 x 6.
         const QByteArray shifted =
             chunk(QByteArray("\0LIS", 4).constData(),
                   QByteArray("\0INFOab", 7) + QByteArray('T' + 256 * 6 - 7, '\0'));
-        QTest::newRow("the pad byte of an odd chunk is read as the start of the next header")
-            << take(wavBytes({g_fmt, g_data, paddedChunk("note", "abc"), list}),
-                    outputBytes({g_fmt, g_data, chunk("note", "abc"), shifted}));
-        QTest::newRow("the pad byte of an odd data chunk is read as the start of the next header")
-            << take(wavBytes({g_fmt, paddedChunk("data", "AaBbC"), list}),
-                    outputBytes({g_fmt, chunk("data", "AaBbC"), shifted}));
+        add("the pad byte of an odd chunk is read as the start of the next header",
+            {g_fmt, g_data, paddedChunk("note", "abc"), list},
+            {g_fmt, g_data, chunk("note", "abc"), shifted});
+        add("the pad byte of an odd data chunk is read as the start of the next header",
+            {g_fmt, paddedChunk("data", "AaBbC"), list}, {g_fmt, dataChunk("AaBbC"), shifted});
         Request disabled = take(g_plain, g_copied);
         disabled.disabled = {1, 2};
         QTest::newRow("disabled channels do not matter") << disabled;
