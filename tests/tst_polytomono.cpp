@@ -350,22 +350,17 @@ private slots:
         QTest::addColumn<Request>("request");
 
         const Format four = {.channels = 4, .bits = 16};
-        const QByteArrayList fourChannels = channelsOf(four, 50);
-        const QByteArray fourFile = polyFile(four, fourChannels);
-
-        QTest::newRow("disabled channels 2 and 4 yield no file")
-            << Request{.before = {{u"take.wav"_s, fourFile}},
-                       .outputs = {{u"take_01.wav"_s, monoFile(four, fourChannels[0])},
-                                   {u"take_03.wav"_s, monoFile(four, fourChannels[2])}},
-                       .disabled = {2, 4}};
-        QTest::newRow("disabled channel 1 yields no file")
-            << Request{.before = {{u"take.wav"_s, fourFile}},
-                       .outputs = {{u"take_02.wav"_s, monoFile(four, fourChannels[1])},
-                                   {u"take_03.wav"_s, monoFile(four, fourChannels[2])},
-                                   {u"take_04.wav"_s, monoFile(four, fourChannels[3])}},
-                       .disabled = {1}};
-        QTest::newRow("all channels disabled yield nothing, without a word")
-            << Request{.before = {{u"take.wav"_s, fourFile}}, .disabled = {1, 2, 3, 4}};
+        const Request wholeFour = wholeTake(four, 50);
+        const auto addDisabled = [&](const char* name, const QList<int>& disabled) {
+            Request request = wholeFour;
+            request.disabled = disabled;
+            for (const int channel : disabled)
+                request.outputs.remove(outputName(channel));
+            QTest::newRow(name) << request;
+        };
+        addDisabled("disabled channels 2 and 4 yield no file", {2, 4});
+        addDisabled("disabled channel 1 yields no file", {1});
+        addDisabled("all channels disabled yield nothing, without a word", {1, 2, 3, 4});
 
         const Format ten = {.channels = 10, .bits = 16};
         const QByteArrayList tenChannels = channelsOf(ten, 33);
@@ -387,17 +382,15 @@ private slots:
                                    {u"take_08.wav"_s, monoFile(many, manyChannels[7])}},
                        .disabled = {2, 3, 4, 5, 6, 7}};
 
-        QTest::newRow("several sources, the one without channels is passed over")
-            << Request{.before = {{u"a.wav"_s, polyFile(g_stereo16, g_frames)},
-                                  {u"none.wav"_s, noneFile},
-                                  {u"b.wav"_s, polyFile(four, fourChannels)}},
-                       .sources = {u"a.wav"_s, u"none.wav"_s, u"b.wav"_s},
-                       .outputs = {{u"a_01.wav"_s, monoFile(g_stereo16, g_first)},
-                                   {u"a_02.wav"_s, monoFile(g_stereo16, g_second)},
-                                   {u"b_01.wav"_s, monoFile(four, fourChannels[0])},
-                                   {u"b_02.wav"_s, monoFile(four, fourChannels[1])},
-                                   {u"b_03.wav"_s, monoFile(four, fourChannels[2])},
-                                   {u"b_04.wav"_s, monoFile(four, fourChannels[3])}}};
+        Request several = {.before = {{u"a.wav"_s, polyFile(g_stereo16, g_frames)},
+                                      {u"none.wav"_s, noneFile},
+                                      {u"b.wav"_s, wholeFour.before.first()}},
+                           .sources = {u"a.wav"_s, u"none.wav"_s, u"b.wav"_s},
+                           .outputs = {{u"a_01.wav"_s, monoFile(g_stereo16, g_first)},
+                                       {u"a_02.wav"_s, monoFile(g_stereo16, g_second)}}};
+        for (int channel = 1; channel <= four.channels; ++channel)
+            several.outputs[u"b_0%1.wav"_s.arg(channel)] = wholeFour.outputs[outputName(channel)];
+        QTest::newRow("several sources, the one without channels is passed over") << several;
     }
 
     void channelsAndSources() { checkSplit(); }

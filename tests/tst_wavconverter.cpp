@@ -377,11 +377,9 @@ private slots:
 
         const TempDir work;
         const CurrentDirectory current(work.path());
-        Sources items;
-        for (int i = 0; i < sources.size(); ++i) {
+        for (int i = 0; i < sources.size(); ++i)
             work.add(sources[i], sourceBytes(channels, i));
-            items.add(relative ? sources[i] : work.path(sources[i]));
-        }
+        const Sources items(relative ? sources : work.paths(sources));
         CWavConverter converter(nullptr, items.list());
         if (!outputDir.isEmpty()) {
             work.addFolder(outputDir);
@@ -660,11 +658,9 @@ private slots:
         QFETCH(bool, shownAtOnce);
 
         const TempDir work;
-        Sources items;
-        for (int i = 0; i < sources.size(); ++i) {
+        for (int i = 0; i < sources.size(); ++i)
             work.add(sources[i], sourceBytes(channels, i));
-            items.add(work.path(sources[i]));
-        }
+        const Sources items(work.paths(sources));
         QWidget parent;
         CWavConverter converter(&parent, items.list());
         const ProgressWatch watch;
