@@ -3,7 +3,6 @@
 # SPDX-License-Identifier: LicenseRef-VELMAR
 """Uses the running program as a screen reader does: test_accessibility.py PROGRAM"""
 
-import struct
 import sys
 import unittest
 
@@ -12,7 +11,7 @@ import pyatspi
 from programtest import (BUTTON, CHECK, COMBO, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
                          wait_for)
 from texts import TEXTS, TITLES
-from wavbuilder import data, fmt, mixed, riff, write_sparse
+from wavbuilder import write_silence
 
 # Every control of the window, in the order of the eye.
 CONTROLS = [
@@ -34,11 +33,6 @@ CONTROLS = [
 CONTROL_ROLES = {role for role, _ in CONTROLS}
 
 
-def is_finished(path):
-    """The RIFF size is the last thing that is written."""
-    return path.exists() and path.read_bytes()[4:8] not in (b"", bytes(4))
-
-
 def press(node):
     action = node.queryAction()
     names = [action.getName(i) for i in range(action.nActions)]
@@ -46,22 +40,6 @@ def press(node):
 
 
 class AccessibilityTest(ProgramTest):
-    def quit(self):
-        press(self.control(pyatspi.ROLE_MENU_ITEM, "Quit"))
-        self.assertEqual(self.process.wait(PATIENCE), 0)
-
-    def add_all_to_split(self, current, out):
-        self.control(TEXT, "Current Dir:").queryEditableText().setTextContents(current)
-        self.control(TEXT, "Output to:").queryEditableText().setTextContents(out)
-        self.function_combo().queryComponent().grabFocus()
-        wait_for("focused selector", lambda: has(self.function_combo(), pyatspi.STATE_FOCUSED))
-        pyatspi.Registry.generateKeyboardEvent(0xff54, None, pyatspi.KEY_SYM)  # the key Down
-        wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
-        wait_for("listed file", lambda: self.cells("File List"))
-        press(self.control(BUTTON, "Add All"))
-        wait_for("enabled Convert",
-                 lambda: has(self.control(BUTTON, "Convert"), pyatspi.STATE_ENABLED))
-
     def test_every_control_has_its_name_and_role(self):
         found = [(node.getRole(), node.name) for node in descendants(self.window)
                  if node.getRole() in CONTROL_ROLES]
@@ -70,11 +48,6 @@ class AccessibilityTest(ProgramTest):
     def test_the_program_and_its_logo_have_names(self):
         self.assertEqual(self.application().name, "splicora")
         self.assertIn("VELMAR", [node.name for node in descendants(self.window)])
-
-    def test_the_window_takes_its_size_from_its_contents(self):
-        box = self.window.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
-        self.assertLess(box.width, 1280)
-        self.assertLess(box.height, 900)
 
     def test_every_field_is_labelled_by_the_text_beside_it(self):
         fields = [
@@ -98,40 +71,29 @@ class AccessibilityTest(ProgramTest):
                          if node.getRole() == pyatspi.ROLE_TABLE_COLUMN_HEADER]
                 self.assertEqual(found, titles)
 
-    def test_a_split_is_done_through_the_tree(self):
-        left, right = (struct.pack("<600h", *range(-300 * step, 300 * step, step))
-                       for step in (1, 7))
-        (self.folder / "take.wav").write_bytes(riff(fmt(2), data(mixed(left, right))))
-        out = self.folder / "out"
-        out.mkdir()
-        self.add_all_to_split(".", "out")
+    def test_a_long_split_is_done_through_the_tree(self):
+        write_silence(self.folder / "take.wav", 1_800_000_000)  # seconds of work
+        for field in "Current Dir:", "Output to:":
+            self.control(TEXT, field).queryEditableText().setTextContents(".")
+        self.function_combo().queryComponent().grabFocus()
+        wait_for("focused selector", lambda: has(self.function_combo(), pyatspi.STATE_FOCUSED))
+        pyatspi.Registry.generateKeyboardEvent(0xff54, None, pyatspi.KEY_SYM)  # the key Down
+        wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
+        wait_for("listed file", lambda: self.cells("File List"))
+        press(self.control(BUTTON, "Add All"))
+        convert = self.control(BUTTON, "Convert")
+        wait_for("enabled Convert", lambda: has(convert, pyatspi.STATE_ENABLED))
         self.assertEqual(self.cells("File List"),
-                         [["take.wav", "WAV", "2", "16", "48000", "2.4KB"]])
-        self.assertEqual(self.cells("Source File"), [["take.wav", "2", "16", "48000", "."]])
-        press(self.control(BUTTON, "Convert"))
-        wait_for("second channel", lambda: is_finished(out / "take_02.wav"))
-        self.quit()
-        self.assertEqual(sorted(path.name for path in out.iterdir()),
-                         ["take_01.wav", "take_02.wav"])
-        for name, samples in ("take_01.wav", left), ("take_02.wav", right):
-            self.assertTrue((out / name).read_bytes().endswith(data(samples)), name)
-
-    def test_the_progress_of_a_conversion_has_its_name(self):
-        # Silence that takes seconds to split and no room on the disk
-        header = riff(fmt(2, bits=8), data(b"", 1_800_000_000))
-        write_sparse(self.folder / "take.wav", header, len(header) + 1_800_000_000)
-        self.add_all_to_split(str(self.folder), str(self.folder))
-        press(self.control(BUTTON, "Convert"))
-        dialog = wait_for("progress dialog", lambda: next(
-            w for w in self.application() if w.getRole() == pyatspi.ROLE_DIALOG))
-        self.assertEqual(dialog.name, TEXTS["progress"])
-        bar = wait_for("progress bar", lambda: next(
-            n for n in descendants(dialog) if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
-        self.assertEqual(bar.name, TEXTS["progress"])
+                         [["take.wav", "WAV", "2", "8", "48000", "1.7GB"]])
+        self.assertEqual(self.cells("Source File"), [["take.wav", "2", "8", "48000", "."]])
+        press(convert)
+        dialog = self.control(pyatspi.ROLE_DIALOG, TEXTS["progress"], self.application())
+        self.control(pyatspi.ROLE_PROGRESS_BAR, TEXTS["progress"], dialog)
         self.control(pyatspi.ROLE_LABEL, TEXTS["converting"] + "take_01.wav", dialog)
         press(self.control(BUTTON, "Cancel", dialog))
         wait_for("end of the conversion", lambda: len(self.application()) == 1)
-        self.quit()
+        press(self.control(pyatspi.ROLE_MENU_ITEM, "Quit"))
+        self.assertEqual(self.process.wait(PATIENCE), 0)
         self.assertEqual([path.name for path in self.folder.iterdir()], ["take.wav"])
 
 

@@ -50,3 +50,8 @@ def write_sparse(path, content, length):
     with open(path, "wb") as file:
         file.write(content)
         file.truncate(length)
+
+
+def write_silence(path, size):
+    """Two channels of eight bits."""
+    write_sparse(path, riff(fmt(2, bits=8), data(b"", size), size=36 + size), 44 + size)
