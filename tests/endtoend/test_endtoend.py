@@ -3,7 +3,6 @@
 # SPDX-License-Identifier: LicenseRef-VELMAR
 """Uses the installed program with keyboard and mouse: test_endtoend.py PROGRAM SCREENSHOTS"""
 
-import hashlib
 import os
 import pathlib
 import shutil
@@ -15,8 +14,8 @@ import pyatspi
 
 from programtest import (BUTTON, CHECK, COMBO, PATIENCE, TABLE, TEXT, ProgramTest, descendants, has,
                          wait_for)
-from texts import TEXTS, overwrite_question
-from wavbuilder import data, fmt, riff, write_sparse
+from texts import TEXTS
+from wavbuilder import write_silence
 
 PROJECT = pathlib.Path(__file__).parents[2]
 VOICES = pathlib.Path("/usr/share/sounds/alsa")
@@ -38,14 +37,8 @@ def samples(path, *effects):
     return run("sox", "-D", path, "-t", "raw", "-", *effects)
 
 
-def digest(path):
-    with open(path, "rb") as file:
-        return hashlib.file_digest(file, "sha256").hexdigest()
-
-
-def write_long_take(path, size):
-    """Silence of eight bits that takes no room on the disk."""
-    write_sparse(path, riff(fmt(2, bits=8), data(b"", size), size=36 + size), 44 + size)
+def title_in_front():
+    return xdotool("getactivewindow", "getwindowname").decode().rstrip("\n")
 
 
 def keys(*names):
@@ -64,13 +57,9 @@ def middle(node):
     return wait_for(f"{node.name!r} on the screen", on_screen)
 
 
-def click(node):
+def click(node, times=1):
     wait_for(f"enabled {node.name!r}", lambda: has(node, pyatspi.STATE_ENABLED))
-    xdotool("mousemove", *middle(node), "click", 1)
-
-
-def double_click(node):
-    xdotool("mousemove", *middle(node), "click", "--repeat", 2, "--delay", 20, 1)
+    xdotool("mousemove", *middle(node), "click", "--repeat", times, "--delay", 20, 1)
 
 
 class EndToEndTest(ProgramTest):
@@ -107,15 +96,12 @@ class EndToEndTest(ProgramTest):
         self.assertEqual(sorted(path.name for path in self.out.iterdir()), sorted(names))
 
     def opened(self):
-        try:
-            return (self.folder / "opened").read_text().splitlines()
-        except FileNotFoundError:
-            return []
+        record = self.folder / "opened"
+        return record.read_text().splitlines() if record.exists() else []
 
-    def wait_for_opened(self, *folders):
-        expected = [f"file:///{folder}" for folder in folders]
-        wait_for("opened folder", lambda: len(self.opened()) >= len(expected))
-        self.assertEqual(self.opened(), expected)
+    def wait_for_opened(self, folder):
+        wait_for("opened folder", self.opened)
+        self.assertEqual(self.opened(), [f"file:///{folder}"])
 
     # The windows
 
@@ -129,17 +115,6 @@ class EndToEndTest(ProgramTest):
         """No other window of the program is left, and it has the keyboard again."""
         wait_for("return to the window",
                  lambda: len(self.application()) == 1 and has(self.window, pyatspi.STATE_ACTIVE))
-
-    def answer(self, text, button):
-        """Answers the question in front with the mouse."""
-        box = self.dialog(f"question {text!r}")
-        self.control(pyatspi.ROLE_LABEL, text, box)
-        click(self.control(BUTTON, button, box))
-
-    def answer_overwriting(self, text, button):
-        self.answer(text, button)
-        wait_for("answered question", lambda: not any(
-            self.find(pyatspi.ROLE_LABEL, text, w) for w in self.application()))
 
     def choose_poly_to_mono(self):
         combo = self.function_combo()
@@ -158,39 +133,51 @@ class EndToEndTest(ProgramTest):
         xdotool("type", text)
         wait_for(f"text {text!r}", lambda: field.queryText().getText(0, -1) == str(text))
 
-    def list_takes(self):
-        self.type_into("Current Dir:", self.takes)
-        xdotool("key", "Return")
-
-    def row(self, table, name):
-        return self.control(pyatspi.ROLE_TABLE_CELL, name, self.control(TABLE, table))
-
-    def select_row(self, table, name):
-        row = self.row(table, name)
-        click(row)
+    def select(self, name, within, times=1):
+        """Clicks a row, once or as often as it takes to do something with it."""
+        row = self.control(pyatspi.ROLE_TABLE_CELL, name, within)
+        click(row, times)
         wait_for(f"selected {name!r}", lambda: has(row, pyatspi.STATE_SELECTED))
-        return row
-
-    def names(self, table):
-        return [row[0] for row in self.cells(table)]
 
     def wait_for_rows(self, table, *names):
-        wait_for(f"{names} in {table!r}", lambda: self.names(table) == list(names))
+        wait_for(f"{names} in {table!r}",
+                 lambda: [row[0] for row in self.cells(table)] == list(names))
+
+    def wait_for_channel(self, number, is_on):
+        check = self.control(CHECK, f"Channel {number}")
+        wait_for(f"channel {number} {'on' if is_on else 'off'}",
+                 lambda: has(check, pyatspi.STATE_CHECKED) == is_on)
+        return check
+
+    def add_all_to_split(self, *names):
+        """Lists and adds the takes, which have these names."""
+        self.choose_poly_to_mono()
+        self.type_into("Output to:", self.out)
+        self.type_into("Current Dir:", self.takes)
+        xdotool("key", "Return")
+        self.wait_for_rows("File List", *names)
+        self.press("Add All")
+        self.wait_for_rows("Source File", *names)
+
+    def list_with_keys(self, *names):
+        """Lists the takes, which have these names. Their table has the keyboard then."""
+        self.tab_to(TEXT, "Current Dir:")
+        xdotool("type", self.takes)
+        keys("Return")
+        self.wait_for_rows("File List", *names)
+        self.tab_to(TABLE, "File List")
 
     def press(self, name):
         click(self.control(BUTTON, name))
 
-    def choose_from_menu(self, menu, entry):
-        title = next(n for n in descendants(self.window)
-                     if n.getRole() == pyatspi.ROLE_MENU_ITEM and n.name == menu)
-        click(title)
-        popup = wait_for(f"menu {menu!r}", lambda: next(
-            n for n in title
-            if n.getRole() == pyatspi.ROLE_POPUP_MENU and has(n, pyatspi.STATE_SHOWING)))
-        click(self.control(pyatspi.ROLE_MENU_ITEM, entry, popup))
-
     def quit(self):
-        self.choose_from_menu("File", "Quit")
+        menu = next(n for n in descendants(self.window)
+                    if n.getRole() == pyatspi.ROLE_MENU_ITEM and n.name == "File")
+        click(menu)
+        popup = wait_for("open menu", lambda: next(
+            n for n in menu
+            if n.getRole() == pyatspi.ROLE_POPUP_MENU and has(n, pyatspi.STATE_SHOWING)))
+        click(self.control(pyatspi.ROLE_MENU_ITEM, "Quit", popup))
         self.assertEqual(self.process.wait(PATIENCE), 0)
 
     def tab_to(self, role, name, within=None):
@@ -224,27 +211,21 @@ class EndToEndTest(ProgramTest):
             n for n in dialog if n.getRole() == pyatspi.ROLE_PROGRESS_BAR))
         wait_for("progress", lambda: bar.queryValue().currentValue > 1_000_000)
         self.assertGreater((self.out / name).stat().st_size, 0)
-        self.assertEqual(xdotool("getactivewindow", "getwindowname"), b"Splicora\n")
+        self.assertEqual(title_in_front(), "Splicora")
         return dialog
-
-    def assert_window_answers(self):
-        """A click reaches the window: no box is in front of it."""
-        self.press("Remove All")
-        self.wait_for_rows("Source File")
 
     def test_a_take_is_split_from_one_chosen_folder_into_another(self):
         take = self.make_poly("take.wav", *SPOKEN)
-        before = digest(take)
+        before = take.read_bytes()
 
         self.press("Browse... Current Dir")
         chooser = self.dialog("chooser", pyatspi.ROLE_DIALOG)
-        self.assertEqual(xdotool("getactivewindow", "getwindowname"), f"{TEXTS['chooseDirectory']}\n".encode())
-        folder = self.control(pyatspi.ROLE_TABLE_CELL, "takes", chooser)
-        click(folder)
-        wait_for("selected folder", lambda: has(folder, pyatspi.STATE_SELECTED))
+        self.assertEqual(title_in_front(), TEXTS["chooseDirectory"])
+        self.select("takes", chooser)
         click(self.control(BUTTON, "Choose", chooser))
-        # There is no mono file in this folder.
-        self.answer(TEXTS["noFiles"] + TEXTS["monoFiles"], "OK")
+        box = self.dialog("message that there is no mono file in this folder")
+        self.control(pyatspi.ROLE_LABEL, TEXTS["noFiles"] + TEXTS["monoFiles"], box)
+        click(self.control(BUTTON, "OK", box))
         self.wait_until_alone()
         self.assertEqual(self.control(TEXT, "Current Dir:").queryText().getText(0, -1),
                          str(self.takes))
@@ -262,77 +243,40 @@ class EndToEndTest(ProgramTest):
 
         self.choose_poly_to_mono()
         self.wait_for_rows("File List", "take.wav")
-        double_click(self.row("File List", "take.wav"))
+        self.select("take.wav", self.control(TABLE, "File List"), times=2)
         self.wait_for_rows("Source File", "take.wav")
-        self.select_row("Source File", "take.wav")
-        for channel in range(1, 5):
-            check = self.control(CHECK, f"Channel {channel}")
-            wait_for("channel of the take", lambda: has(check, pyatspi.STATE_CHECKED))
-        third = self.control(CHECK, "Channel 3")
-        click(third)
-        wait_for("channel switched off", lambda: not has(third, pyatspi.STATE_CHECKED))
+        self.select("take.wav", self.control(TABLE, "Source File"))
+        for channel in 1, 2, 4, 3:
+            check = self.wait_for_channel(channel, True)
+        click(check)
+        self.wait_for_channel(3, False)
 
         self.press("Convert")
         self.wait_for_opened(self.out)
         self.wait_until_alone()
         self.quit()
         self.assert_channels(take, {"take_01.wav": 1, "take_02.wav": 2, "take_04.wav": 4})
-        self.assertEqual(digest(take), before)
-
-    def test_a_split_asks_before_it_overwrites(self):
-        take = self.make_poly("take.wav", *SPOKEN[:3])
-        kept = VOICES / "Noise.wav"
-        shutil.copy(kept, self.out / "take_02.wav")
-        self.choose_poly_to_mono()
-        self.type_into("Output to:", self.out)
-        self.list_takes()
-        self.wait_for_rows("File List", "take.wav")
-        self.press("Add All")
-        self.wait_for_rows("Source File", "take.wav")
-
-        self.press("Convert")
-        self.answer(overwrite_question("take_02.wav"), "Cancel")
-        self.wait_until_alone()
-        self.assert_written(["take_01.wav", "take_02.wav"])
-        self.assertEqual(samples(self.out / "take_01.wav"), samples(take, "remix", 1))
-        self.assertEqual(digest(self.out / "take_02.wav"), digest(kept))
-
-        self.press("Convert")
-        self.answer_overwriting(overwrite_question("take_01.wav"), "Yes")
-        self.answer_overwriting(overwrite_question("take_02.wav"), "Yes")
-        self.wait_for_opened(self.out)  # once: nothing was opened after Cancel
-        self.wait_until_alone()
-        self.quit()
-        self.assert_channels(take, {f"take_0{n}.wav": n for n in range(1, 4)})
+        self.assertEqual(take.read_bytes(), before)
 
     def test_a_long_split_is_cancelled(self):
         take = self.make_poly("a_take.wav", *SPOKEN[:2])
-        write_long_take(self.takes / "long.wav", LONG_TAKE_BYTES)
-        self.choose_poly_to_mono()
-        self.type_into("Output to:", self.out)
-        self.list_takes()
-        self.wait_for_rows("File List", "a_take.wav", "long.wav")
-        self.press("Add All")
-        self.wait_for_rows("Source File", "a_take.wav", "long.wav")
+        write_silence(self.takes / "long.wav", LONG_TAKE_BYTES)
+        self.add_all_to_split("a_take.wav", "long.wav")
 
         self.press("Convert")
         click(self.control(BUTTON, "Cancel", self.progress_of("long_01.wav")))
         self.wait_until_alone()
         self.assert_channels(take, {"a_take_01.wav": 1, "a_take_02.wav": 2})
-        self.assert_window_answers()
+        self.press("Remove All")
+        self.wait_for_rows("Source File")  # no box is in front of the window
         self.quit()
         self.assertEqual(self.opened(), [])
 
     def test_closing_the_window_ends_a_split_that_has_no_end(self):
         take = self.takes / "cut.wav"
-        write_long_take(take, 1_000_000)
+        write_silence(take, 1_000_000)
         os.truncate(take, 500_000)
-        self.choose_poly_to_mono()
-        self.type_into("Output to:", self.out)
-        self.list_takes()
-        self.wait_for_rows("File List", "cut.wav")
-        self.press("Add All")
-        self.wait_for_rows("Source File", "cut.wav")
+        self.add_all_to_split("cut.wav")
 
         self.press("Convert")
         dialog = self.dialog("progress", pyatspi.ROLE_DIALOG)
@@ -349,11 +293,7 @@ class EndToEndTest(ProgramTest):
         self.make_poly("take_two.wav", *SPOKEN[:2])
         keys("Down")  # the selector has the keyboard at the start
         wait_for("function", lambda: self.function_combo().name == "Poly to Mono")
-        self.tab_to(TEXT, "Current Dir:")
-        xdotool("type", self.takes)
-        keys("Return")
-        self.wait_for_rows("File List", "take.wav", "take_two.wav")
-        self.tab_to(TABLE, "File List")
+        self.list_with_keys("take.wav", "take_two.wav")
         keys("space", "Return")
         self.wait_for_rows("Source File", "take.wav")
         keys("Down", "KP_Enter")
@@ -362,11 +302,10 @@ class EndToEndTest(ProgramTest):
         keys("space", "Down", "Delete")
         self.wait_for_rows("Source File", "take.wav")
         keys("Up", "space")
-        second = self.control(CHECK, "Channel 2")
-        wait_for("channel of the take", lambda: has(second, pyatspi.STATE_CHECKED))
+        self.wait_for_channel(2, True)
         self.tab_to(CHECK, "Channel 2")
         keys("space")
-        wait_for("channel switched off", lambda: not has(second, pyatspi.STATE_CHECKED))
+        self.wait_for_channel(2, False)
         self.tab_to(TEXT, "Output to:")
         xdotool("type", self.out)
         self.tab_to(BUTTON, "Convert")
@@ -379,11 +318,7 @@ class EndToEndTest(ProgramTest):
     def test_a_combine_is_done_with_keys_alone(self):
         first = self.make_mono("song_01.wav", "Front_Left")
         second = self.make_mono("song_02.wav", "Front_Right")
-        self.tab_to(TEXT, "Current Dir:")
-        xdotool("type", self.takes)
-        keys("Return")
-        self.wait_for_rows("File List", "song_01.wav", "song_02.wav")
-        self.tab_to(TABLE, "File List")
+        self.list_with_keys("song_01.wav", "song_02.wav")
         keys("space", "shift+Down", "Return")
         self.wait_for_rows("Source File", "song_01.wav", "song_02.wav")
         self.tab_to(BUTTON, "Convert")

@@ -15,8 +15,3 @@ TITLES = {name: re.findall(r'"(.*?)"', body) for name, body in re.findall(
 # What the box of an error says, by its code
 ERRORS = {code: TEXTS["failed"] + TEXTS[name] for code, name in enumerate(
     (name for name in TEXTS if name.startswith("Convert")), 1)}
-
-
-def overwrite_question(name):
-    """The question of a split."""
-    return TEXTS["outputExists"] + name + TEXTS["overwrite"]
