@@ -94,7 +94,7 @@ class AccessibilityTest(ProgramTest):
         wait_for("end of the conversion", lambda: len(self.application()) == 1)
         press(self.control(pyatspi.ROLE_MENU_ITEM, "Quit"))
         self.assertEqual(self.process.wait(PATIENCE), 0)
-        self.assertEqual([path.name for path in self.folder.iterdir()], ["take.wav"])
+        self.assertEqual([path.name for path in self.folder.glob("*.wav")], ["take.wav"])
 
 
 if __name__ == "__main__":

@@ -61,14 +61,11 @@ class ProgramTest(unittest.TestCase):
         self.process = subprocess.Popen([self.program, "--help", "-platform", "xcb"],
                                         cwd=self.folder,
                                         env={**os.environ, "QT_QPA_PLATFORM": "offscreen",
-                                             **self.environment()})
+                                             "HOME": str(self.folder),
+                                             "OPENED": str(self.folder / "opened")})
         self.addCleanup(self.end_program)
         self.window = wait_for("window", self.find_window)
         wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
-
-    def environment(self):
-        """What the program finds there beside the environment of the test."""
-        return {}
 
     def end_program(self):
         if self.process.poll() is None:

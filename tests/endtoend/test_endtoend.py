@@ -70,9 +70,6 @@ class EndToEndTest(ProgramTest):
         self.out = self.folder / "out"
         self.out.mkdir()
 
-    def environment(self):
-        return {"HOME": str(self.folder), "OPENED": str(self.folder / "opened")}
-
     # The files
 
     def make_poly(self, name, *voices):
