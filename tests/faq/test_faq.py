@@ -58,19 +58,6 @@ def short_fmt(*format):
     return chunk(b"fmt ", fmt(*format, tag=0xFFFE)[8:24])
 
 
-def rf64(name, samples):
-    sizes = struct.pack("<QQQI", len(samples) + 72, len(samples), 0, 0)
-    return riff(chunk(b"ds64", sizes), fmt(2), data(samples, UNKNOWN), name=name, size=UNKNOWN)
-
-
-def wave64(samples):
-    def part(name, end, body):
-        return name + bytes.fromhex(end) + struct.pack("<Q", 24 + len(body)) + body
-    end = "f3acd3118cd100c04f8edb8a"
-    return part(b"riff", "2e91cf11a5d628db04c10000", b"wave" + bytes.fromhex(end)
-                + part(b"fmt ", end, fmt(2)[8:]) + part(b"data", end, samples))
-
-
 def made_by_ffmpeg(content, *options):
     """A file in another format."""
     with tempfile.NamedTemporaryFile(suffix=".wav") as file:
@@ -80,6 +67,7 @@ def made_by_ffmpeg(content, *options):
 
 BEXT = chunk(b"bext", b"A take".ljust(602, b"\0"))
 LIST = chunk(b"LIST", b"INFO" + chunk(b"INAM", b"A take\0\0"))
+DS64 = chunk(b"ds64", struct.pack("<QQQI", 552, 480, 0, 0))
 IXML = chunk(b"iXML", b"<BWFXML></BWFXML> ")
 ODD = chunk(b"iXML", b"<BWFXML></BWFXML>")
 EVEN = chunk(b"iXML", b"<BWFXML></BWFXML>\0")
@@ -147,8 +135,6 @@ FILES = {
     "cut off and odd": broken(riff(ODD, fmt(2), data(STEREO, 5000)),
                               riff(ODD, fmt(2), data(STEREO)),
                               even=riff(EVEN, fmt(2), data(STEREO, 5000))),
-    "-e": broken(CUT, WHOLE),
-    "--": broken(CUT, WHOLE),
     " a\nb\t\x1b[31m<b>c\\ ": broken(CUT, WHOLE),
     "caf\udce9": broken(CUT, WHOLE),
     "long" * 61: broken(CUT, WHOLE),
@@ -199,13 +185,13 @@ FILES = {
     "header alone": refused(riff()),
     "id of control bytes": refused(riff(fmt(2), b"\x1b[2J" + bytes(4), data(STEREO))),
     "big chunk before data": refused(riff(fmt(2), chunk(b"JUNK", b"", 1 << 31), data(STEREO))),
-    "sizes in ds64": refused(riff(chunk(b"ds64", bytes(28)), fmt(2), data(STEREO, UNKNOWN))),
+    "sizes in ds64": refused(riff(DS64, fmt(2), data(STEREO, UNKNOWN))),
     "very many chunks": refused(riff(fmt(2), chunk(b"JUNK", b"") * 50_000, data(STEREO))),
     "data is text": broken(riff(fmt(2), data(b"\0\0" + b"LIST\0\0\0\0" * 50_000 + b"\0\0", 0)),
                            riff(fmt(2), data(b"\0\0" + b"LIST\0\0\0\0" * 50_000 + b"\0\0"))),
-    "RF64": refused(rf64(b"RF64", STEREO)),
-    "BW64": refused(rf64(b"BW64", STEREO)),
-    "Wave64": refused(wave64(STEREO)),
+    "RF64": refused(riff(DS64, fmt(2), data(STEREO, UNKNOWN), size=UNKNOWN, name=b"RF64")),
+    "BW64": refused(riff(DS64, fmt(2), data(STEREO, UNKNOWN), size=UNKNOWN, name=b"BW64")),
+    "Wave64": refused(b"riff" + bytes.fromhex("2e91cf11a5d628db04c10000") + STEREO),
     "RIFX": refused(riff(fmt(2), data(STEREO), name=b"RIFX")),
     "AIFF": refused(riff(fmt(2), data(STEREO), name=b"FORM", form=b"AIFF")),
     "AVI": refused(riff(fmt(2), data(STEREO), form=b"AVI ")),
@@ -216,7 +202,6 @@ FILES = {
     "RIFF alone": refused(b"RIFF"),
     "5 GiB": refused(riff(fmt(2), data(b"", 1000)), length=5 * GIB),
     "5 GiB, cut off": refused(riff(fmt(2), data(b"", UNKNOWN), size=UNKNOWN), length=5 * GIB),
-    "5 GiB RF64": refused(rf64(b"RF64", b""), length=5 * GIB),
     "5 GiB, odd": refused(riff(fmt(2), chunk(b"JUNK", b"", UNKNOWN)), length=5 * GIB),
     "directory": refused(None),
     "pipe": refused(None),
@@ -255,9 +240,9 @@ class FaqTest(unittest.TestCase):
         assert alias == f"alias wavtool={INSTALLED}examples/wavtool\n", alias
         return alias.replace(INSTALLED, f"{ROOT}/") + cls.recipes(title)[number]
 
-    def follow(self, title, number=0, folder=None, status=0, repeated=1, renames=False):
+    def follow(self, title, number=0, folder=None, status=0, repeated=1):
         """Runs a command of the page twice in the directory of the files. It leaves all files as
-        they were, unless it `renames` them, and makes none but what it names last. The second time
+        they were, unless it renames them, and makes none but what it names last. The second time
         it does nothing. Its exit status is `status`, the second time `repeated`, and 2 each time
         for wrong words; FFmpeg's for a file that is there depends on its version. Returns what it
         printed each time."""
@@ -279,10 +264,9 @@ class FaqTest(unittest.TestCase):
             after = self.snapshot(folder)
             if again or status == 2:
                 self.assertEqual(after, before)
-            elif not renames:
-                self.assertEqual({path: after.get(path) for path in before}, before)
-                self.assertEqual([path for path in after if path not in before
-                                  and not path.is_relative_to(made)], [])
+            elif title != "Rename a whole folder":
+                self.assertEqual({path: about for path, about in after.items()
+                                  if path in before or not path.is_relative_to(made)}, before)
             printed.append(done.stdout.decode())
         return printed
 
@@ -304,14 +288,12 @@ class FaqTest(unittest.TestCase):
             os.symlink(target, self.folder / f"{name}.wav")
 
     @staticmethod
-    def snapshot(folder, *but):
-        """All that could change of the files below a directory, but for those of these names."""
+    def snapshot(folder):
+        """All that could change of the files below a directory."""
         seen = {}
         for path in sorted(folder.rglob("*")):
-            if path.relative_to(folder).parts[0] in but:
-                continue
             about = path.lstat()
-            small = stat.S_ISREG(about.st_mode) and about.st_size < GIB
+            small = stat.S_ISREG(about.st_mode) and about.st_size < 1 << 20
             seen[path] = (about.st_mode, about.st_ino, about.st_size, about.st_blocks,
                           path.read_bytes() if small else None,
                           about.st_mtime_ns if not path.is_dir() else None)
@@ -377,22 +359,6 @@ class FaqTest(unittest.TestCase):
         for text in texts:
             with self.subTest(text):
                 self.assertTrue(text in self.page)
-
-    def test_causes_of_can_not_open_file(self):
-        (self.folder / "day2").mkdir()
-        for sources, out, said in [
-                (["take_01.WAV"], "out", CAN_NOT_OPEN),
-                (["song_1.wav"], "out", CAN_NOT_OPEN),
-                (["song_Tr1.wav"], "out", CAN_NOT_OPEN),
-                (["a_01.wav", "b_02.wav"], "out", CAN_NOT_OPEN),
-                (["a_01.wav", "day2/a_02.wav"], "out", CAN_NOT_OPEN),
-                (["c_01.wav", "c_02.wav"], "b_02.wav", CAN_NOT_OPEN),
-                (["c_01.wav", "c_02.wav"], "out", ""),
-        ]:
-            with self.subTest(sources):
-                for name in sources:
-                    self.write(name, riff(fmt(), data(sound(100))))
-                self.assertEqual(self.convert("combine", *sources, out=self.folder / out), said)
 
     # The recipes over the set
 
@@ -463,13 +429,6 @@ class FaqTest(unittest.TestCase):
             "take_01.wav": riff(BEXT, fmt(1), data(LEFT_SIDE), LIST),
             "take_02.wav": riff(BEXT, fmt(1), data(RIGHT_SIDE), LIST)})
         self.assert_readers_agree(self.folder / "right/take_02.wav", RIGHT_SIDE)
-
-    def test_repair_and_make_even(self):
-        self.write("take.wav", riff(ODD, fmt(2), data(STEREO, 5000)))
-        self.follow("Repair a recording that was cut off")
-        self.follow("Make an odd chunk even", folder=self.folder / "repaired")
-        self.assertEqual(self.contents(self.folder / "repaired/readable"),
-                         {"take.wav": riff(EVEN, fmt(2), data(STEREO))})
 
     def test_set_the_format_tag_of_an_extensible_split(self):
         for sub_tag, bits, samples in (1, 16, STEREO), (3, 32, LOUD):
@@ -584,67 +543,9 @@ class FaqTest(unittest.TestCase):
 
     # Names
 
-    def check_rename(self, folder):
-        """Names as recorders make them, on any file system."""
-        line_breaks = folder == self.folder
-        names = {
-            "A_01.WAV": "A_01.wav", "A_02.Wav": "A_02.wav", "A_3.wav": "A_03.wav",
-            "A_004.wav": "A_04.wav", "A_05.wav": "A_05.wav",
-            "ZOOM1_Tr1.WAV": "ZOOM1_01.wav", "ZOOM1_Tr2.WAV": "ZOOM1_02.wav",
-            "my take_Track 7.wav": "my take_07.wav", "-n_ch1.wav": "-n_01.wav",
-            "<b>\n\t_1.WAV" if line_breaks else "(b_1.WAV":
-                "<b>\n\t_01.wav" if line_breaks else "(b_01.wav",
-            "D_01.wav": "D_01.wav", "e_01.wav": "e_01.wav",
-            # left alone
-            **{name: None for name in ("B_Boom.WAV", "B_10.wav", "B_0.wav", "B.WAV", "7.wav",
-                                       "C_Mix1.wav", "C_Tr1.wav", "D_1.WAV", "E_1.WAV")},
-        }
-        for name in names:
-            (folder / name).write_bytes(name.encode())
-        (folder / "dir_1.wav").mkdir()
-        printed, again = self.follow("Rename a whole folder", folder=folder, status=1, renames=True)
-        said = self.lines(printed, [*names, "dir_1.wav"])
-        self.assertTrue(said.pop("dir_1.wav").startswith(LEFT))
-        for old, new in names.items():
-            self.assertTrue(said[old].startswith(
-                LEFT if new is None else NOTHING if new == old else "now ./"), said[old])
-        self.assertEqual(self.contents(folder),
-                         {new or old: old.encode() for old, new in names.items()})
-        self.assertNotIn(": now ", again)
-
-    def check_number(self, folder):
-        files = self.command("Rename a whole folder", 1).split()[-3:]
-        takes = {name: riff(fmt(), data(sound(20, len(name)))) for name in files}
-        for name, content in takes.items():
-            (folder / name).write_bytes(content)
-        printed, again = self.follow("Rename a whole folder", 1, folder, renames=True)
-        now = {name: f"Scene_0{number}.wav" for number, name in enumerate(files, 1)}
-        self.assertEqual(printed, "".join(f"{name}: now ./{now[name]}\n" for name in files))
-        self.assertEqual(again.count("\n"), 3)
-        self.assertEqual(self.contents(folder), {now[name]: takes[name] for name in files})
-        (folder / files[1]).write_bytes(b"another")
-        self.follow("Rename a whole folder", 1, folder, status=1)
-
-    def test_rename_a_whole_folder(self):
-        self.check_rename(self.folder)
-
-    def test_number_a_take(self):
-        self.check_number(self.folder)
-        self.assert_converted("combine", "Scene_01.wav", "Scene_02.wav")
-
-    def test_renamed_take_is_combined(self):
-        for number in "12":
-            self.write(f"my take_Tr{number}.WAV", riff(fmt(), data(sound(240, int(number)))))
-        self.follow("Rename a whole folder", repeated=0, renames=True)
-        self.assert_converted("combine", "my take_01.wav", "my take_02.wav",
-                              **{"my take_combined": STEREO})
-
-    def test_rename_where_nothing_matches(self):
-        printed, _ = self.follow("Rename a whole folder", status=1)
-        self.assertEqual(printed.count("\n"), 1)
-
-    @contextlib.contextmanager
-    def card(self):
+    def folders(self):
+        """A directory, and that of a card where one can be mounted."""
+        yield self.folder
         if self.why_no_mounts:
             self.skipTest(self.why_no_mounts)
         exfat, why = mounts.available(mounts.Exfat, self.folder.parent)
@@ -653,66 +554,94 @@ class FaqTest(unittest.TestCase):
         self.addCleanup(exfat.clean)
         exfat.prepare()
         exfat.mount()
-        yield pathlib.Path(exfat.root), exfat
-        exfat.unmount()
+        yield pathlib.Path(exfat.root)
 
-    def test_rename_a_whole_folder_on_a_card(self):
-        with self.card() as (card, _):
-            self.check_rename(card)
+    def test_rename_a_whole_folder(self):
+        """Names as recorders make them, on any file system. Splicora finds the files then."""
+        for folder in self.folders():
+            odd_name = "<b>\n\t" if folder == self.folder else "(b"
+            names = {
+                "A_01.WAV": "A_01.wav", "A_02.Wav": "A_02.wav", "A_3.wav": "A_03.wav",
+                "A_004.wav": "A_04.wav", "A_05.wav": "A_05.wav",
+                "ZOOM1_Tr1.WAV": "ZOOM1_01.wav", "ZOOM1_Tr2.WAV": "ZOOM1_02.wav",
+                "my take_Track 7.wav": "my take_07.wav", "-n_ch1.wav": "-n_01.wav",
+                f"{odd_name}_1.WAV": f"{odd_name}_01.wav",
+                "D_01.wav": "D_01.wav", "e_01.wav": "e_01.wav",
+                # left alone
+                **{name: None for name in ("B_Boom.WAV", "B_10.wav", "B_0.wav", "B.WAV", "7.wav",
+                                           "C_Mix1.wav", "C_Tr1.wav", "D_1.WAV", "E_1.WAV",
+                                           "dir_1.wav")},
+            }
+            samples = {name: name.encode().ljust(20) for name in names if name != "dir_1.wav"}
+            for name, content in samples.items():
+                (folder / name).write_bytes(riff(fmt(), data(content)))
+            (folder / "dir_1.wav").mkdir()
+            take = [name for name in names if name.startswith("ZOOM1")]
+            with self.subTest(folder):
+                self.assertEqual(self.convert("combine", *(folder / name for name in take)),
+                                 CAN_NOT_OPEN)
+                printed, again = self.follow("Rename a whole folder", folder=folder, status=1)
+                for old, line in self.lines(printed, names).items():
+                    self.assertTrue(line.startswith(
+                        LEFT if names[old] is None else NOTHING if names[old] == old
+                        else "now ./"), (old, line))
+                self.assertEqual(self.contents(folder), {
+                    names[old] or old: riff(fmt(), data(content))
+                    for old, content in samples.items()})
+                self.assertNotIn(": now ", again)
+                self.assert_converted("combine", *(folder / names[name] for name in take),
+                                      ZOOM1_combined=mixed(*(samples[name] for name in take)))
 
-    def test_number_a_take_on_a_card(self):
-        with self.card() as (card, _):
-            self.check_number(card)
-
-    BIG_BETWEEN = {"a.wav": CUT, "b.wav": riff(fmt(2), data(STEREO * 1000, GIB)), "c.wav": CUT}
-
-    def test_card_is_full(self):
-        with self.card() as (card, exfat):
-            for name, content in self.BIG_BETWEEN.items():
-                (card / name).write_bytes(content)
-            (card / "repaired").mkdir()
-            exfat.fill(3 * mounts.CLUSTER)
-            printed, _ = self.follow("Repair a recording that was cut off", folder=card, status=1)
-            self.assert_all_but_b(printed, card / "repaired")
+    def test_number_a_take(self):
+        files = self.command("Rename a whole folder", 1).split()[-3:]
+        takes = {name: riff(fmt(), data(sound(20, len(name)))) for name in files}
+        now = {name: f"Scene_0{number}.wav" for number, name in enumerate(files, 1)}
+        for folder in self.folders():
+            for name, content in takes.items():
+                (folder / name).write_bytes(content)
+            with self.subTest(folder):
+                printed, again = self.follow("Rename a whole folder", 1, folder)
+                self.assertEqual(printed,
+                                 "".join(f"{name}: now ./{now[name]}\n" for name in files))
+                self.assertEqual(again.count("\n"), 3)
+                self.assertEqual(self.contents(folder), {now[name]: takes[name] for name in files})
+                (folder / files[1]).write_bytes(b"another")
+                self.follow("Rename a whole folder", 1, folder, status=1)
 
     def test_disk_is_full(self):
-        for name, content in self.BIG_BETWEEN.items():
-            self.write(name, content)
+        for name in "ac":
+            self.write(f"{name}.wav", CUT)
+        self.write("b.wav", riff(fmt(2), data(STEREO * 1000, GIB)))
         before = self.snapshot(self.folder)
-        done = self.wavtool("repair", *self.BIG_BETWEEN, "repaired",
+        done = self.wavtool("repair", "a.wav", "b.wav", "c.wav", "repaired",
                             limit=(resource.RLIMIT_FSIZE, 10_000))
         self.assertEqual((done.returncode, done.stderr), (1, b""))
-        self.assert_all_but_b(done.stdout.decode(), self.folder / "repaired")
-        shutil.rmtree(self.folder / "repaired")
-        self.assertEqual(self.snapshot(self.folder), before)
-
-    def assert_all_but_b(self, printed, directory):
-        self.assertEqual([line.split(": ")[1] for line in printed.splitlines()],
+        self.assertEqual([line.split(": ")[1] for line in done.stdout.decode().splitlines()],
                          ["repaired/a.wav written, 480 bytes of samples", "failed",
                           "repaired/c.wav written, 480 bytes of samples"])
-        self.assertEqual(self.contents(directory), {"a.wav": WHOLE, "c.wav": WHOLE})
+        self.assertEqual(self.contents(self.folder / "repaired"), {"a.wav": WHOLE, "c.wav": WHOLE})
+        shutil.rmtree(self.folder / "repaired")
+        self.assertEqual(self.snapshot(self.folder), before)
 
     # What happens while a copy is written
 
     @contextlib.contextmanager
     def long_repair(self, *left):
-        """A long repair, when the copy has begun. In the end there are these files."""
+        """A long repair, when the copy has begun. In the end these files are `left` of it."""
         self.write("long.wav", riff(fmt(2), data(b"", UNKNOWN)), 256 << 20)
         running = subprocess.Popen([WAVTOOL, "repair", "long.wav", "repaired"], cwd=self.folder,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         while not (self.folder / "repaired/long.wav.part").exists():
             self.assertIsNone(running.poll())
         yield running
-        self.assertEqual([path.name for path in (self.folder / "repaired").iterdir()], [*left])
+        self.assertEqual(sorted(path.name for path in self.folder.rglob("*.wav*")),
+                         ["long.wav", *left])
 
     def test_ended_while_a_copy_is_written(self):
-        self.write("take.wav", CUT)
         for ending in signal.SIGTERM, signal.SIGINT, signal.SIGHUP:
-            before = self.snapshot(self.folder, "long.wav", "repaired")
-            with self.long_repair() as running:
+            with self.subTest(ending), self.long_repair() as running:
                 running.send_signal(ending)
                 self.assertEqual((*running.communicate(), running.returncode), (b"", b"", 130))
-            self.assertEqual(self.snapshot(self.folder, "long.wav", "repaired"), before)
 
     def test_killed_while_a_copy_is_written(self):
         with self.long_repair("long.wav.part") as running:
