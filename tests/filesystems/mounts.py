@@ -43,13 +43,19 @@ def enter_own_view():
     os.execvp(command[0], [*command, sys.executable, *sys.argv])
 
 
-def call(*command, **more):
+def call(*command):
     done = subprocess.run(command, capture_output=True, text=True, check=False,
-                          stdin=subprocess.DEVNULL, **more)
+                          stdin=subprocess.DEVNULL)
     if done.returncode != 0:
         said = " ".join((done.stderr or done.stdout).split())
         raise OSError(f"{os.path.basename(command[0])}: {said}")
     return done.stdout
+
+
+def let_go(path):
+    """Takes away what is mounted there, if anything; what is open stays open."""
+    return subprocess.run(["umount", "--lazy", path], capture_output=True,
+                          check=False).returncode == 0
 
 
 def processes(of_programs):
@@ -74,7 +80,8 @@ def end(numbers):
 
 
 class FileSystem:
-    """A file system, fresh and empty at `root` from mount() to unmount()."""
+    """A file system, fresh and empty at `root` from mount() to unmount(). A kind has attach(), with
+    the options of the mount."""
 
     name = ""
     servers = []  # the programs that serve it
@@ -92,9 +99,6 @@ class FileSystem:
         self.clean()
         call("mount", "-t", "tmpfs", "-o", f"size={MEDIUM_BYTES}", "tmpfs", self.below)
 
-    def attach(self, options):
-        raise NotImplementedError
-
     def mount(self, *options):
         self.others = processes(self.servers)
         self.attach(options)
@@ -110,13 +114,12 @@ class FileSystem:
 
     def mount_after_failure(self):
         """Mounts the medium after its server, or what lies below it, has ended."""
-        subprocess.run(["umount", "--lazy", self.root], capture_output=True, check=False)
+        let_go(self.root)
         self.end_server()
         self.mount()
 
     def detach(self):
-        """Takes it away at once; what is open stays open."""
-        call("umount", "--lazy", self.root)
+        let_go(self.root)
 
     def end_server(self):
         end(number for number in processes(self.servers) if number not in self.others)
@@ -124,8 +127,7 @@ class FileSystem:
     def clean(self):
         """Leaves nothing mounted."""
         for path in self.root, self.device, self.below:
-            while subprocess.run(["umount", "--lazy", path], capture_output=True,
-                                 check=False).returncode == 0:
+            while let_go(path):
                 pass
         self.end_server()
 
@@ -160,24 +162,21 @@ class Bindfs(FileSystem):
 class Image(FileSystem):
     """A file system in an image, as it is on a card."""
 
+    maker = []  # formats an image
+
     def prepare(self):
         super().prepare()
         image = os.path.join(self.below, "image")
         os.mkdir(self.device)
         with open(image, "wb") as file:
             file.truncate(IMAGE_BYTES)
-        self.format(image)
-
-    def format(self, image):
-        raise NotImplementedError
+        call(*self.maker, image)
 
 
 class Exfat(Image):
     name = "exFAT"
     servers = ["mount.exfat-fuse"]
-
-    def format(self, image):
-        call("mkfs.exfat", "-c", str(CLUSTER), image)
+    maker = ["mkfs.exfat", "-c", str(CLUSTER)]
 
     def attach(self, options):
         loop = call("losetup", "--find", "--show", os.path.join(self.below, "image")).strip()
@@ -190,10 +189,8 @@ class Exfat(Image):
 class Ntfs(Image):
     name = "NTFS"
     servers = ["ntfs-3g"]
+    maker = ["mkntfs", "--quiet", "--force", "--fast", "--cluster-size", str(CLUSTER)]
     has_device = False  # below a server of its own, which can be ended
-
-    def format(self, image):
-        call("mkntfs", "--quiet", "--force", "--fast", "--cluster-size", str(CLUSTER), image)
 
     def attach(self, options):
         image = os.path.join(self.below, "image")
@@ -203,15 +200,12 @@ class Ntfs(Image):
             image = os.path.join(self.device, "image")
         call("ntfs-3g", "-o", ",".join(("rw", *options)), image, self.root)
 
-    def leave_device(self):
-        subprocess.run(["umount", "--lazy", self.device], capture_output=True, check=False)
-
     def unmount(self):
         super().unmount()
-        self.leave_device()
+        let_go(self.device)
 
     def mount_after_failure(self):
-        self.leave_device()
+        let_go(self.device)
         super().mount_after_failure()
 
     def pull(self):

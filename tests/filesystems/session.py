@@ -118,17 +118,11 @@ class Surprise(Exception):
 
 def expect(what, seen, expected):
     if seen != expected:
-        def short(value):
-            text = repr(value)
-            return text if len(text) < 600 else text[:600] + " ..."
-        raise Surprise(f"{what}: {short(seen)}, expected {short(expected)}")
-
-
-def sizes(files):
-    return {name: len(data) for name, data in files.items()}
+        raise Surprise(f"{what}: {seen!r:.600}, expected {expected!r:.600}")
 
 
 def expect_files(what, seen, expected):
     if seen != expected:
+        sizes = [{name: len(data) for name, data in files.items()} for files in (seen, expected)]
         names = [name for name in seen if name in expected and seen[name] != expected[name]]
-        raise Surprise(f"{what}: {sizes(seen)}, expected {sizes(expected)}; other bytes: {names}")
+        raise Surprise(f"{what}: {sizes[0]}, expected {sizes[1]}; other bytes: {names}")
