@@ -5,7 +5,7 @@
 
 build_packages="build-essential cmake ninja-build qt6-base-dev"
 package_packages="debhelper dpkg-dev"
-test_packages="alsa-utils at-spi2-core bindfs dbus exfat-fuse exfatprogs ffmpeg fonts-dejavu-core
+test_packages="at-spi2-core bindfs dbus exfat-fuse exfatprogs ffmpeg fonts-dejavu-core
     imagemagick libimage-exiftool-perl ntfs-3g openbox openssh-sftp-server python3
     python3-pyatspi sndfile-programs sox sshfs wavpack xauth xdotool xvfb"
 

@@ -12,9 +12,7 @@ shift
 
 # shellcheck source=tests/display/tools.sh
 . "$here/../display/tools.sh"
-need alsa-utils test -e /usr/share/sounds/alsa/Front_Left.wav
 need imagemagick command -v import
-need sox command -v sox
 need xdotool command -v xdotool
 end_if_missing
 
