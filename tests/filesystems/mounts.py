@@ -226,9 +226,8 @@ class Sshfs(FileSystem):
 
 def available(kind, work):
     """A file system of this kind that was mounted once, or why that is not possible."""
-    it = None
+    it = kind(work)
     try:
-        it = kind(work)
         it.prepare()
         it.mount()
         with open(os.path.join(it.root, "probe"), "w", encoding="ascii"):
@@ -237,5 +236,4 @@ def available(kind, work):
     except OSError as error:
         return None, str(error)
     finally:
-        if it:
-            it.clean()
+        it.clean()

@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: LicenseRef-VELMAR
 """A session of the program that a script leads, the takes it works on, and what comes out."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -80,33 +81,27 @@ class Session:
         self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         text=True, bufsize=1)
 
-    def say(self, line):
-        try:
+    def ask(self, line):
+        with contextlib.suppress(BrokenPipeError):  # it says nothing then
             print(line, file=self.process.stdin, flush=True)
-        except BrokenPipeError:
-            pass  # hear() reports the end
-
-    def hear(self):
         line = self.process.stdout.readline()
         if not line:
             sys.exit(f"The program ended with {self.process.wait()}.")
         return line.strip()
 
     def list(self, directory, function):
-        self.say(json.dumps({"do": "list", "dir": directory, "function": function}))
-        return json.loads(self.hear())
+        request = {"do": "list", "dir": directory, "function": function}
+        return json.loads(self.ask(json.dumps(request)))
 
     def convert(self, conversion, sources, out, yes=0, at=None, then=None):
         """Converts, and calls `then` in the middle, when the progress is at `at` bytes."""
         request = {"do": conversion, "sources": sources, "out": out, "yes": yes}
         if at is not None:
             request["pauseAt"] = at
-        self.say(json.dumps(request))
-        line = self.hear()
+        line = self.ask(json.dumps(request))
         if line == "paused":
             then()
-            self.say("")
-            line = self.hear()
+            line = self.ask("")
         elif at is not None:
             raise Surprise(f"no progress of {at} bytes: {line}")
         return json.loads(line)
