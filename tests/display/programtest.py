@@ -63,28 +63,20 @@ class ProgramTest(unittest.TestCase):
                                         env={**os.environ, "QT_QPA_PLATFORM": "offscreen",
                                              "HOME": str(self.folder),
                                              "OPENED": str(self.folder / "opened")})
-        self.addCleanup(self.end_program)
-        self.window = wait_for("window", self.find_window)
+        self.addCleanup(self.process.wait)
+        self.addCleanup(self.process.kill)
+        self.window = wait_for("window", lambda: next(
+            w for w in self.application() if w.getRole() == pyatspi.ROLE_FRAME))
         wait_for("active window", lambda: has(self.window, pyatspi.STATE_ACTIVE))
-
-    def end_program(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
 
     def application(self):
         return next(a for a in pyatspi.Registry.getDesktop(0)
                     if a is not None and a.get_process_id() == self.process.pid)
 
-    def find_window(self):
-        return next((w for w in self.application() if w.getRole() == pyatspi.ROLE_FRAME), None)
-
-    def find(self, role, name, within=None):
-        return next((node for node in descendants(within or self.window)
-                     if node.getRole() == role and node.name == name), None)
-
     def control(self, role, name, within=None):
-        return wait_for(f"{name!r}", lambda: self.find(role, name, within))
+        return wait_for(f"{name!r}", lambda: next(
+            node for node in descendants(within or self.window)
+            if node.getRole() == role and node.name == name))
 
     def function_combo(self):
         return next(n for n in descendants(self.window) if n.getRole() == COMBO)

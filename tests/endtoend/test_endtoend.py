@@ -20,6 +20,7 @@ from wavbuilder import data, fmt, mixed, riff, write_silence
 
 CHANNELS = [random.Random(seed).randbytes(9600) for seed in range(4)]  # of 16 bits
 
+
 def xdotool(*words):
     return subprocess.run(["xdotool", *map(str, words)], check=True, capture_output=True).stdout
 
@@ -155,19 +156,18 @@ class EndToEndTest(ProgramTest):
 
     def tab_to(self, role, name, within=None):
         """Presses Tab until the control has the keyboard."""
+        def focused():
+            return next((n for n in descendants(within or self.window)
+                         if n.getRole() in (COMBO, TEXT, BUTTON, TABLE, CHECK)
+                         and has(n, pyatspi.STATE_FOCUSED)), None)
         node = self.control(role, name, within)
         for _ in range(30):
             if has(node, pyatspi.STATE_FOCUSED):
                 return
-            before = self.focused(within)
+            before = focused()
             keys("Tab")
-            wait_for("next control", lambda: self.focused(within) not in (None, before))
+            wait_for("next control", lambda: focused() not in (None, before))
         raise AssertionError(f"Tab does not lead to {name!r}.")
-
-    def focused(self, within):
-        return next((n for n in descendants(within or self.window)
-                     if n.getRole() in (COMBO, TEXT, BUTTON, TABLE, CHECK)
-                     and has(n, pyatspi.STATE_FOCUSED)), None)
 
     def quit_with_keys(self):
         keys("alt+f", "Return")

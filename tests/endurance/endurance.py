@@ -125,7 +125,6 @@ def expect_samples(path, size, marks):
 def two_at_once(sessions, work):
     """Each has takes of its own; both write into one directory."""
     out = os.path.join(work, "both")
-    rounds = 50
     for letter in "ab":
         put(work, {f"{letter}.wav": wav(2, 3 * BLOCK, ord(letter)),
                    f"{letter}_01.wav": wav(1, BLOCK, ord(letter) + 1),
@@ -141,13 +140,13 @@ def two_at_once(sessions, work):
     for session, letter in zip(sessions, "ab"):
         convert_all(session, letter)
     right = files_in(out)
-    for _ in range(rounds):
+    for _ in range(50):
         shutil.rmtree(out)
         os.mkdir(out)
         with concurrent.futures.ThreadPoolExecutor() as pool:
             list(pool.map(convert_all, sessions, "ab"))
         expect_files("outputs", files_in(out), right)
-    print(f"two processes on one directory, {rounds} times three conversions each: right files")
+    print("two processes on one directory, 50 times three conversions each: right files")
 
 
 def main():
