@@ -301,18 +301,15 @@ class Notes:
         return "".join(marks)
 
 
-def of_take(tags):
-    """Of what ExifTool found, what a source has in common with all its outputs."""
-    return {name: value for name, value in tags.items() if name.startswith(("RIFF:", "XML:"))
-            and name not in ("RIFF:NumChannels", "RIFF:AvgBytesPerSec")}
-
-
 def has_fields(tags, source, channels, work):
+    """ExifTool finds the format, and all that the take has beside it."""
     take, _ = read_exiftool(os.path.join(work, "take.wav"), source, work)
     found = (tags.get("RIFF:NumChannels"), tags.get("RIFF:SampleRate"),
              tags.get("RIFF:BitsPerSample"))
-    return (take is not None and found == (len(channels), 48000, source.bits)
-            and of_take(take).items() <= of_take(tags).items())
+    return take is not None and found == (len(channels), 48000, source.bits) and all(
+        tags.get(name) == value for name, value in take.items()
+        if name.startswith(("RIFF:", "XML:"))
+        and name not in ("RIFF:NumChannels", "RIFF:AvgBytesPerSec"))
 
 
 def verdict(notes, reader, path, source, channels, work):
