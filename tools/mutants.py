@@ -4,17 +4,15 @@
 """Breaks the product in small ways, one at a time, and prints those that no test notices.
 
 Changes of the product are drawn at random, the same ones for the same --seed: of all of it, of the
-files whose paths hold one of the words, or of the lines that changed --since a commit. Then the
-test program named like the file runs, then those of the file's folder and of the folders above it,
-two at once, until one fails. Each test must pass on the unchanged product before its first mutant.
-A mutant that does not build is replaced by another one, and one that keeps a program busy for too
-long counts apart. All work happens in a copy below build/mutants. Ends with 1 if one survived.
+files whose paths hold a word, or of the lines that changed --since a commit. Then the test program
+named like the file runs, then those of the file's folder and of the folders above it, two at once,
+until one fails. All of them must pass on the unchanged product. A mutant that does not build is
+replaced by another one, and one that keeps a program busy for too long counts apart. All work
+happens in a copy below build/mutants. Ends with 1 if one survived.
 """
 
 import argparse
 import collections
-import difflib
-import filecmp
 import functools
 import os
 import pathlib
@@ -23,16 +21,12 @@ import re
 import shutil
 import subprocess
 import sys
-import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-TREE = ROOT / "build" / "mutants" / "tree"
+TREE = ROOT / "build" / "mutants"
 LAYERS = ["wave", "convert", "ui", "app"]  # Each uses those before it.
 # Without its value a function could do anything; other warnings do not stop a mutant.
-CONFIGURE = ["cmake", "--preset", "dev", "-DSPLICORA_WARNINGS_AS_ERRORS=OFF",
-             "-DCMAKE_CXX_FLAGS=-Werror=return-type"]
-if shutil.which("ccache"):  # the restored file comes from the cache
-    CONFIGURE.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+CONFIGURE = ["cmake", "--preset", "dev", "-DCMAKE_CXX_FLAGS=-Werror=return-type"]
 # Comments, preprocessor lines, texts and characters
 NO_CODE = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|"(\\.|[^"\\\n])*"|'(\\.|[^'\\\n])'""",
                      re.M | re.S)
@@ -76,52 +70,39 @@ def changes(source):
                 yield *found.span(), new.format(*parts)
 
 
-def changed_lines(name, source, since):
-    """The numbers of the lines that differ from those of the commit."""
-    old = subprocess.run(["git", "show", f"{since}:{name}"], cwd=ROOT, check=False, text=True,
-                         capture_output=True).stdout  # nothing for a new file
-    matcher = difflib.SequenceMatcher(None, old.splitlines(), source.splitlines(), autojunk=False)
-    return {number + 1 for tag, _, _, first, end in matcher.get_opcodes() if tag != "equal"
-            for number in range(first, end)}
+def lines_since(commit, name):
+    """The numbers of the lines of a file that the commit does not have."""
+    diff = subprocess.run(["git", "diff", "--unified=0", commit, "--", name], cwd=ROOT, check=True,
+                          text=True, stdout=subprocess.PIPE).stdout
+    return {int(first) + number for first, count in re.findall(r"^@@ .*\+(\d+)(?:,(\d+))? @@", diff,
+                                                               re.MULTILINE)
+            for number in range(int(count or 1))}
 
 
 def draw(options):
     """All mutants in a random order."""
-    names = [str(path.relative_to(TREE)) for layer in LAYERS
-             for path in sorted((TREE / layer).glob("*")) if path.suffix in (".cpp", ".h")]
-    for word in options.words:
-        if not any(word in name for name in names):
-            sys.exit(f"No file of the product has {word!r} in its path.")
-    if options.since:
-        subprocess.run(["git", "log", "-1", "--format=", options.since], cwd=ROOT, check=True)
     found = []
-    for name in names:
-        if options.words and not any(word in name for word in options.words):
+    for path in (path for layer in LAYERS for path in sorted((TREE / layer).glob("*.[ch]*"))):
+        name, source = str(path.relative_to(TREE)), path.read_text()
+        if options.word not in name:
             continue
-        source = (TREE / name).read_text()
-        lines = changed_lines(name, source, options.since) if options.since else None
+        wanted = lines_since(options.since, name) if options.since else None
         for start, end, new in changes(source):
             line = source.count("\n", 0, start) + 1
-            if new != source[start:end] and (lines is None or line in lines):
+            if new != source[start:end] and (wanted is None or line in wanted):
                 found.append(Mutant(name, line, start, end, source[start:end], new))
-    if not found:
-        sys.exit("There is nothing to change in these lines.")
     random.Random(options.seed).shuffle(found)
-    return found
+    return found or sys.exit("There is nothing to change.")
 
 
 def copy_checkout():
-    """Makes the copy what the checkout is now; a file that is the same keeps its time."""
+    shutil.rmtree(TREE, ignore_errors=True)
     listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                             cwd=ROOT, check=True, text=True, stdout=subprocess.PIPE).stdout
-    copies = {TREE / name: ROOT / name for name in listed.split("\0") if (ROOT / name).is_file()}
-    for copy, source in copies.items():
-        copy.parent.mkdir(parents=True, exist_ok=True)
-        if not copy.exists() or not filecmp.cmp(source, copy, shallow=False):
-            shutil.copy(source, copy)
-    for path in TREE.rglob("*"):
-        if path.is_file() and path not in copies and TREE / "build" not in path.parents:
-            path.unlink()
+    for name in listed.split("\0"):
+        if (ROOT / name).is_file():  # else it was removed
+            (TREE / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(ROOT / name, TREE / name)
 
 
 def run(*command):
@@ -143,14 +124,6 @@ def result_of(tests):
     return f"{'out of time in' if is_late else 'noticed by'} {failed[1]}"
 
 
-def check_whole(tests, passed):
-    """Ends the script when one of the tests that have not passed yet fails without a mutant."""
-    new = set(tests) - passed
-    if new and (result := result_of(new)):
-        sys.exit(f"Without a mutant: {result}")
-    passed |= new
-
-
 @functools.cache
 def tests_of(folder):
     listed = run("ctest", "--preset", "dev", "--show-only", "--label-regex", f"^{folder}$")
@@ -162,55 +135,49 @@ def groups_of_tests(name):
     first = "convert" if name == "app/apptexts.h" else name.partition("/")[0]
     groups = [tests_of(folder) for folder in LAYERS[LAYERS.index(first):]]
     own = f"tst_{pathlib.Path(name).stem}"
-    if any(own in group for group in groups):
-        yield (own,)
-    for group in groups:
-        yield tuple(test for test in group if test != own)
+    return [[own]] * any(own in group for group in groups) + groups
 
 
-def result_of_mutant(mutant, passed):
+def result_of_mutant(mutant):
     path = TREE / mutant.name
     source = path.read_text()
-    for tests in groups_of_tests(mutant.name):
-        check_whole(tests, passed)
-        path.write_text(source[:mutant.start] + mutant.new + source[mutant.end:])
-        result = result_of(tests)
-        path.write_text(source)
-        if result:
-            return result
-    return "survived"
+    path.write_text(source[:mutant.start] + mutant.new + source[mutant.end:])
+    results = (result_of(tests) for tests in groups_of_tests(mutant.name))
+    result = next(filter(None, results), "survived")
+    path.write_text(source)
+    return result
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
     parser.add_argument("--count", type=int, default=100, help="how many mutants (100)")
-    parser.add_argument("--seed", type=int, default=int(time.time()), help="draw the same ones")
-    parser.add_argument("--since", metavar="COMMIT", help="change lines that differ from it")
-    parser.add_argument("words", metavar="WORD", nargs="*", help="part of a path")
+    parser.add_argument("--seed", type=int, default=random.randrange(10**6), help="the same ones")
+    parser.add_argument("--since", metavar="COMMIT",
+                        help="change lines that it does not have, of files that git knows")
+    parser.add_argument("word", metavar="WORD", nargs="?", default="", help="part of a path")
     options = parser.parse_args()
-    if options.count < 1:
-        parser.error("--count has to be at least 1")
     os.nice(10)
     copy_checkout()
     mutants = draw(options)
-    configured = run(*CONFIGURE)
-    if configured.returncode != 0:
+    if (configured := run(*CONFIGURE)).returncode != 0:
         sys.exit(configured.stdout)
     print(f"seed {options.seed}, {len(mutants)} mutants to draw from", flush=True)
-    found, passed = collections.Counter(), set()
+    if result := result_of({test for name in {mutant.name for mutant in mutants}
+                            for tests in groups_of_tests(name) for test in tests}):
+        sys.exit(f"Without a mutant: {result}")
+    found = collections.Counter()
     for mutant in mutants:
-        result = result_of_mutant(mutant, passed)
+        result = result_of_mutant(mutant)
         if result == "does not build":
             continue
         found[result.partition(" ")[0]] += 1
         print(f"{found.total():3}/{options.count} {result}, {mutant.name}:{mutant.line}: "
               f"{mutant.old!r} -> {mutant.new!r}", flush=True)
-        if found.total() == options.count:
+        if found.total() >= options.count:
             break
-    if not found:
-        sys.exit("No mutant builds.")
-    print(", ".join(f"{count} {result}" for result, count in sorted(found.items())))
-    sys.exit(found["survived"] != 0)
+    print(", ".join(f"{count} {result}" for result, count in sorted(found.items()))
+          or "No mutant builds.")
+    sys.exit(found["survived"] != 0 or not found)
 
 
 if __name__ == "__main__":
