@@ -315,8 +315,9 @@ class PhotographingResult(unittest.TextTestResult):
     def photograph(self, test):
         self.screenshots.mkdir(parents=True, exist_ok=True)
         picture = self.screenshots / f"{test.id().rpartition('.')[2]}.png"
-        subprocess.run(["import", "-window", "root", str(picture)], check=False)
-        self.stream.writeln(f"screenshot: {picture}")
+        taken = subprocess.run(["import", "-window", "root", str(picture)], check=False)
+        self.stream.writeln(f"screenshot: {picture.name}"
+                            if taken.returncode == 0 else "There is no screenshot.")
 
 
 if __name__ == "__main__":
