@@ -525,6 +525,8 @@ private slots:
         };
         add("no file under the rebuilt name of the first source", {{u"take_3.wav"_s, second}},
             {u"take_3.wav"_s});
+        add("the first source's ending is in upper case", {{u"take_01.WAV"_s, second}},
+            {u"take_01.WAV"_s});
         add("a source between others is gone", {{first, second}, {third, second}},
             {first, other, third});
         add("a source between others is gone, and the one after it holds no samples",
