@@ -127,6 +127,9 @@ FILES = {
     "never finished": broken(riff(fmt(2), data(STEREO, 0), size=0), WHOLE),
     "from a pipe": broken(riff(fmt(2), LIST, data(STEREO, UNKNOWN), size=UNKNOWN),
                           riff(fmt(2), LIST, data(STEREO))),
+    "cut off and odd": case(riff(ODD, fmt(2), data(STEREO, 5000)), LEFT,
+                            repair=riff(ODD, fmt(2), data(STEREO)),
+                            even=riff(EVEN, fmt(2), data(STEREO, 5000))),
     " a\nb\t\x1b[31m<b>c\\ ": broken(CUT, WHOLE),
     "caf\udce9": broken(CUT, WHOLE),
     "long" * 61: broken(CUT, WHOLE),
@@ -505,7 +508,8 @@ class FaqTest(unittest.TestCase):
         yield pathlib.Path(exfat.root)
 
     def test_rename_a_whole_folder(self):
-        """Names as recorders make them, on any file system. Splicora finds the files then."""
+        """Names as recorders make them, on any file system. Splicora finds the files then. A copy
+        is made there too."""
         for folder in self.folders():
             odd_name = "<b>\n\t" if folder == self.folder else "(b"
             names = {
@@ -539,6 +543,13 @@ class FaqTest(unittest.TestCase):
                 self.assertNotIn(": now ", again)
                 self.assert_converted("combine", *(folder / names[name] for name in take),
                                       ZOOM1_combined=mixed(*(samples[name] for name in take)))
+                (folder / "cut.wav").write_bytes(CUT)
+                self.follow("Repair a recording that was cut off", folder=folder, status=1)
+                self.assertEqual(self.contents(folder / "repaired"), {"cut.wav": WHOLE})
+
+    def test_rename_where_nothing_matches(self):
+        printed, _ = self.follow("Rename a whole folder", status=1)
+        self.assertEqual(printed.count("\n"), 1)
 
     def test_number_a_take(self):
         files = self.command("Rename a whole folder", 1).split()[-3:]
